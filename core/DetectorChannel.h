@@ -1,0 +1,86 @@
+#pragma once
+
+#include "DetectorSettings.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+namespace sorvane::core {
+
+/// What the detector was doing at a sample, as bits, so that several samples can be gathered into one entry.
+enum StateCode : std::int32_t {
+    stateAttack = 1,
+    stateSlowRelease = 2,
+    stateFastRelease = 4,
+    stateHold = 8,
+};
+
+/// Turns one channel's side-chain signal into a linear gain for each sample.
+///
+/// Level, sliding maximum over the look-ahead, an envelope before or after the gain computer, gain computer with knee and
+/// ceiling, smoothing. The detector knows nothing of the audio that the gain is for; the audio has to be delayed by the
+/// look-ahead. Output doesn't depend on how the signal is cut into blocks, and no recursive state ever goes denormal.
+/// Audio thread: process. Any other thread only while process doesn't run. Nothing allocates.
+class DetectorChannel {
+public:
+    DetectorChannel() { reset(); }
+
+    /// Replaces the settings from the next process on. A new look-ahead rebuilds the running averages from their history,
+    /// so that the gain makes no step; all other state stays.
+    void set(const DetectorSettings& newSettings) noexcept { settings = newSettings; }
+
+    /// Clears every state: the gain starts at unity.
+    void reset() noexcept;
+
+    /// \param samples  side-chain in, gain out (1 leaves a level as it is), in place
+    /// \param codes    gets a StateCode for each sample; as long as \p samples
+    void process(std::span<double> samples, std::span<std::int32_t> codes) noexcept;
+
+private:
+    static constexpr std::uint32_t kRing = 16384;
+    static constexpr std::uint32_t kMask = kRing - 1;
+
+    struct Smoother {
+        double attackState = 0.0;
+        double peakState = 0.0;
+    };
+
+    void beginBlock() noexcept;
+    void rebuildAverages() noexcept;
+    void slidingMaximum(std::span<double> levels) noexcept;
+    void dualRelease(std::span<double> levels, std::span<std::int32_t> codes) noexcept;
+    void smooth(Smoother& smoother, std::span<double> levels, std::span<std::int32_t> codes) const noexcept;
+    [[nodiscard]] double gainChangeDb(double level) const noexcept;
+    void averageGains(std::span<double> gains) noexcept;
+    void followGains(std::span<double> gains) noexcept;
+
+    DetectorSettings settings;
+
+    std::array<double, kRing> maxTree;
+    std::uint32_t treeIndex = 0;
+    std::int32_t activeSize = 1;
+    std::int32_t activeLevels = 0;
+    std::int32_t activeShort = 1;
+
+    double meanSquare = 0.0;
+    double envelope = 0.0;
+    std::int32_t holdCounter = 0;
+    Smoother preSmoother;
+    Smoother postSmoother;
+
+    std::array<double, kRing> smoothRing1;
+    std::array<double, kRing> smoothRing2;
+    std::uint32_t smoothIndex1 = 0;
+    std::uint32_t smoothIndex2 = 0;
+    std::int32_t activeLength = 0;
+    std::uint32_t smoothLength1 = 0;
+    std::uint32_t smoothLength2 = 0;
+    double smoothScale1 = 0.0;
+    double smoothScale2 = 0.0;
+    double smoothSum1 = 0.0;
+    double smoothSum2 = 0.0;
+    double smoothedGain = 1.0;
+};
+
+} // namespace sorvane::core
