@@ -1,0 +1,109 @@
+#pragma once
+
+#include "CrossingCounter.h"
+#include "DelayRing.h"
+#include "DetectorChannel.h"
+#include "DisplayFeeds.h"
+#include "EngineSettings.h"
+#include "GainRamp.h"
+#include "Mailbox.h"
+#include "WorkBuffers.h"
+
+#include <array>
+#include <cstdint>
+
+namespace sorvane::core {
+
+/// The engine of one instance: everything between the host's buffers that carries a signal.
+///
+/// All work is in doubles; the two forms of processCore differ only in the conversion at the host's buffers. Nothing is
+/// shared between instances. Large (some 3 MB): make it part of an object on the heap.
+/// Audio thread: takeSettings, settings, processCore. Updating threads, one at a time: publish. Any thread: getLatency,
+/// the feeds' accessors. The rest only while no block runs.
+class Compressor {
+public:
+    static constexpr std::int32_t kStartCapacity = 4096;
+
+    Compressor();
+
+    /// Hands a set of settings to the audio thread, which takes the newest at its next block.
+    void publish(const EngineSettings& settings) noexcept;
+
+    /// Latency in samples at the host rate of the settings published last: look-ahead.
+    [[nodiscard]] std::int32_t getLatency() const noexcept { return publishedLatency; }
+
+    /// Makes room for blocks of up to \p frames ahead of time. \return false when there is no memory for them
+    [[nodiscard]] bool prepare(std::int32_t frames) noexcept { return buffers.ensure(frames); }
+
+    /// Clears every state; gains stand at their targets.
+    void reset() noexcept;
+
+    /// Sets the rate of what depends on it and clears that. \param rateHz  above 0, up to 1 MHz
+    void setRate(double rateHz) noexcept;
+
+    /// Brings the newest published settings in force.
+    void takeSettings() noexcept;
+
+    /// The settings in force.
+    [[nodiscard]] const EngineSettings& settings() const noexcept { return active; }
+
+    /// Processes one block. All inputs are read before any output is written, so that they may be the same buffers in any
+    /// order.
+    /// \param inputs      \p channels main inputs and \p sideChains behind them; null is a channel of zeros
+    /// \param outputs     \p channels outputs; null is passed over
+    /// \param frames      0 and above
+    /// \param channels    1 or 2
+    /// \param sideChains  0 to 2
+    /// \return false when the block is larger than any before and there is no memory for it: nothing was read or written
+    template <typename Sample>
+    [[nodiscard]] bool processCore(const Sample* const* inputs, Sample* const* outputs, std::int32_t frames,
+                                   std::int32_t channels, std::int32_t sideChains) noexcept;
+
+    [[nodiscard]] DisplayFeeds& displayFeeds() noexcept { return feeds; }
+    [[nodiscard]] const DisplayFeeds& displayFeeds() const noexcept { return feeds; }
+
+private:
+    static constexpr std::uint32_t kDelayLength = 16384;
+    using Delay = DelayRing<kDelayLength>;
+
+    /// The shape of the block at hand.
+    struct Block {
+        std::size_t frames;
+        std::size_t channels;
+        bool encoded;    ///< the channels are mid and side
+        bool externalSC; ///< the side buffers hold the external side-chain
+        bool singlePrecision; ///< the host's samples are floats
+    };
+
+    struct Channel {
+        GainRamp inputRamp, makeupRamp, dryRamp, outputRamp;
+        Delay bypassDelay, wetDelay, passDelay;
+        CrossingCounter crossings;
+        DetectorChannel detector;
+    };
+
+    void processBlock(const Block& block) noexcept;
+    void delayBypass(const Block& block) noexcept;
+    void encodeMidSide(WorkBuffers::Role role, const Block& block) noexcept;
+    void trimInput(const Block& block) noexcept;
+    void splitBand(const Block& block) noexcept;
+    void gateNoise(const Block& block) noexcept;
+    void linkSideChain(WorkBuffers::Role target, const Block& block) noexcept;
+    void delayAudio(const Block& block) noexcept;
+    void applyDetector(std::size_t index, const Block& block) noexcept;
+    void mixDry(const Block& block) noexcept;
+    void trimOutput(const Block& block) noexcept;
+    void listen(const Block& block) noexcept;
+    void decodeMidSide(const Block& block) noexcept;
+    [[nodiscard]] bool listensToSideChain() const noexcept;
+
+    dsp::Mailbox<EngineSettings> mailbox;
+    dsp::Relaxed<std::int32_t> publishedLatency{0};
+    EngineSettings active;
+    WorkBuffers buffers;
+    std::array<Channel, 2> channelStates;
+    std::uint32_t delayPosition = 0;
+    DisplayFeeds feeds;
+};
+
+} // namespace sorvane::core

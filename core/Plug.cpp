@@ -1,0 +1,309 @@
+#include "Plug.h"
+
+#include "AudioThreadScope.h"
+#include "GraphBands.h"
+#include "InstanceTimer.h"
+#include "ParameterText.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <string_view>
+
+namespace sorvane::core {
+
+namespace {
+
+/// What a frequency parameter listens to while it is held; none for any other tag.
+constexpr std::int32_t listenModeOf(std::int32_t tag)
+{
+    switch (tag) {
+    case kSCHPFFreq:
+    case kSCPeakFreq:
+    case kSCLPFFreq:
+        return 0;
+    case kSplitBPFFreq:
+        return 1;
+    case kSCHPFFreqB:
+    case kSCPeakFreqB:
+    case kSCLPFFreqB:
+        return 2;
+    case kSplitBPFFreqB:
+        return 3;
+    default:
+        return -1;
+    }
+}
+
+/// Zeroes what isn't a number, which would stay in every recursive state for good.
+template <typename Sample>
+void sanitise(Sample* samples, std::int32_t frames)
+{
+    if (samples == nullptr)
+        return;
+    for (std::int32_t i = 0; i < frames; ++i)
+        if (samples[i] * Sample(0) != Sample(0))
+            samples[i] = Sample(0);
+}
+
+template <typename Sample>
+void scale(Sample* samples, std::int32_t frames, double gain)
+{
+    if (samples == nullptr || gain == 1.0)
+        return;
+    for (std::int32_t i = 0; i < frames; ++i)
+        samples[i] = static_cast<Sample>(samples[i] * gain);
+}
+
+template <typename Sample>
+void silence(std::span<Sample* const> outputs, std::int32_t frames)
+{
+    for (Sample* const output : outputs)
+        if (output != nullptr)
+            std::fill_n(output, frames, Sample(0));
+}
+
+template <typename Sample>
+double sampleAt(Sample* samples, std::int32_t i)
+{
+    return samples != nullptr ? static_cast<double>(samples[i]) : 0.0;
+}
+
+} // namespace
+
+Plug::Plug(host::HostCallback callback) : PlugBaseJSON(callback)
+{
+    setPins(4, 2);
+    cEffect.uniqueID = host::fourCharCode("Ksor");
+    bankParam = kABBank;
+    chunkCacheable = true;
+    Plug::resume();
+    host::InstanceTimer::instance().add(*this);
+}
+
+Plug::~Plug()
+{
+    host::InstanceTimer::instance().remove(*this); // first: the timer's thread calls the editor
+    editor.reset();
+}
+
+void Plug::resume()
+{
+    updateProcessLevel();
+    applyGlobalPrefs();
+
+    blockGate.lock();
+    autoListenMode = kNoAutoListen;
+    engine.reset();
+    resetFeeds();
+    engineRate = static_cast<double>(getSampleRate());
+    engine.setRate(engineRate);
+    // A block size beyond memory is met again, and answered with silence, if such a block ever comes.
+    (void)engine.prepare(getBlockSize());
+    updateParameters(true);
+    blockGate.unlock();
+
+    updateLatency();
+}
+
+void Plug::resetFeeds() noexcept
+{
+    for (auto& level : meterLevel)
+        level = 0.0;
+    for (auto& ring : outputRing)
+        for (auto& sample : ring)
+            sample = 0.0;
+    outputRingPosition = 0;
+}
+
+void Plug::applyGlobalPrefs()
+{
+    // The ballistic "Digital": up at once, down to a tenth in 0.3 s.
+    meterAttack = 1.0;
+    meterRelease = 1.0 - std::pow(0.1, 1.0 / (getSampleRate() * 0.3));
+}
+
+void Plug::updateLatency()
+{
+    if (setInitialDelay(engine.getLatency()))
+        callHost(host::hostIOChanged);
+}
+
+void Plug::setAutoListenEnabled(bool on) { autoListenEnabled = on; }
+
+void Plug::armAutoListen(std::int32_t mode)
+{
+    autoListenMode = mode;
+    autoListenEnabled = true;
+}
+
+void Plug::beginEdit(std::int32_t tag)
+{
+    const std::int32_t mode = listenModeOf(tag);
+    if (autoListenEnabled && autoListenMode == kNoAutoListen && mode != kNoAutoListen) {
+        autoListenMode = mode;
+        updateParameters(false);
+    }
+    PlugBaseJSON::beginEdit(tag);
+}
+
+void Plug::endEdit(std::int32_t tag)
+{
+    const std::int32_t mode = listenModeOf(tag);
+    if (autoListenEnabled && mode != kNoAutoListen && mode == autoListenMode) {
+        autoListenMode = kNoAutoListen;
+        if (editor)
+            editor->setParameter(tag, getParameter(tag));
+    }
+    PlugBaseJSON::endEdit(tag);
+}
+
+bool Plug::setBypass(bool on)
+{
+    setParameter(kBypass, on ? 1.0F : 0.0F);
+    chunkDirty = true;
+    return true;
+}
+
+bool Plug::getProductString(char* text) const
+{
+    std::strcpy(text, "Sorvane");
+    return true;
+}
+
+host::Pointer Plug::vendorSpecific(std::int32_t first, host::Pointer second, void*, float)
+{
+    return first == host::fourCharCode("KSTR") && second == host::fourCharCode("ctrl") ? 1 : 0;
+}
+
+std::int32_t Plug::canDo(const char* feature) const
+{
+    const std::string_view asked = feature;
+    return asked == "bypass" || asked == "receiveVstEvents" || asked == "receiveVstMidiEvent" ? 1 : 0;
+}
+
+void Plug::formatParameter(std::int32_t index, float normal, char* text, std::int32_t) const
+{
+    if (!isParameter(index))
+        return;
+    const bool upward = isOn(parameter(index == kRatioB ? kExciteB : kExcite));
+    parameterText(index, fromNormalised(index, normal), parameter(index), upward).copyTo(text);
+}
+
+float Plug::getLevelMeter(std::int32_t channel) const
+{
+    return static_cast<float>(meterLevel[channel == 0 ? 0 : 1].load());
+}
+
+float Plug::getReductionMeter(std::int32_t channel) { return engine.displayFeeds().reductionMeter(channel); }
+
+const dsp::Relaxed<float>* Plug::getDisplayRing(std::int32_t index) const
+{
+    return engine.displayFeeds().displayRing(index);
+}
+
+const dsp::Relaxed<std::int32_t>* Plug::getStateRing(std::int32_t channel) const
+{
+    return engine.displayFeeds().stateRing(channel);
+}
+
+std::uint32_t Plug::getRingPosition(std::int32_t index) const { return engine.displayFeeds().ringPosition(index); }
+
+void Plug::getOutputSamples(double* destination, std::int32_t count, std::int32_t channel) const
+{
+    const auto& ring = outputRing[static_cast<std::uint32_t>(channel) & 1U];
+    const auto wanted = static_cast<std::uint32_t>(std::clamp<std::int32_t>(count, 0, kOutputRingLength));
+    const std::uint32_t start = outputRingPosition.load(std::memory_order_acquire) - wanted;
+    for (std::uint32_t i = 0; i < wanted; ++i)
+        destination[i] = ring[(start + i) & kOutputRingMask];
+}
+
+std::int32_t Plug::bandParameter(std::int32_t field, std::int32_t band) const
+{
+    return core::bandParameter(field, band);
+}
+
+float Plug::bandValue(std::int32_t field, std::int32_t band) const { return core::bandValue(field, band, paramTable); }
+
+std::uint32_t Plug::bandFeatures(std::int32_t band) const { return core::bandFeatures(band, paramTable); }
+
+void Plug::bandText(std::int32_t field, std::int32_t band, char* text, std::int32_t flag) const
+{
+    const std::int32_t tag = bandParameter(field, band);
+    if (isParameter(tag))
+        formatParameter(tag, toNormalised(tag, bandValue(field, band)), text, flag);
+}
+
+void Plug::processBlock(float** inputs, float** outputs, std::int32_t frames) { process(inputs, outputs, frames); }
+
+void Plug::processBlock(double** inputs, double** outputs, std::int32_t frames) { process(inputs, outputs, frames); }
+
+template <typename Sample>
+void Plug::process(Sample** inputs, Sample** outputs, std::int32_t frames) noexcept
+{
+    if (outputs == nullptr || frames < 0)
+        return;
+    audioThread.store(std::this_thread::get_id(), std::memory_order_relaxed);
+
+    // A mono instance has no second output: one main channel, and behind it at most one side-chain input.
+    const bool mono = outputs[1] == nullptr;
+    const std::int32_t channels = mono ? 1 : 2;
+    const std::int32_t sideChains = sideChainAtZero ? 0 : channels;
+    const std::span<Sample* const> outs(outputs, static_cast<std::size_t>(channels));
+    std::array<Sample*, 4> ins{};
+    if (inputs != nullptr)
+        std::copy_n(inputs, channels + sideChains, ins.begin());
+
+    if (!blockGate.tryLock())
+        return silence(outs, frames); // a resume on another thread is clearing what this block would run on
+    engine.takeSettings();
+    outputRingPosition.store((outputRingPosition.load(std::memory_order_relaxed) + static_cast<std::uint32_t>(frames)) &
+                                 kOutputRingMask,
+                             std::memory_order_release);
+    for (Sample* const input : ins)
+        sanitise(input, frames);
+    if (!engine.processCore(ins.data(), outputs, frames, channels, sideChains))
+        silence(outs, frames);
+    if (channels == 2) {
+        scale(outputs[0], frames, engine.settings().balanceLeft);
+        scale(outputs[1], frames, engine.settings().balanceRight);
+    }
+    storeOutput(outs, frames);
+    followMeters(outs, frames);
+    blockGate.unlock();
+}
+
+/// The block goes behind the position that readers see: they never read the one that is being written.
+template <typename Sample>
+void Plug::storeOutput(std::span<Sample* const> outputs, std::int32_t frames) noexcept
+{
+    const std::uint32_t position = outputRingPosition.load(std::memory_order_relaxed);
+    for (std::size_t c = 0; c < outputs.size(); ++c)
+        for (std::int32_t i = 0; i < frames; ++i)
+            outputRing[c][(position + static_cast<std::uint32_t>(i)) & kOutputRingMask] = sampleAt(outputs[c], i);
+}
+
+template <typename Sample>
+void Plug::followMeters(std::span<Sample* const> outputs, std::int32_t frames) noexcept
+{
+    const bool midSide = engine.settings().midSide;
+    const double attack = meterAttack;
+    const double release = meterRelease;
+    const auto follow = [&](double& envelope, double level) {
+        const double distance = level - envelope;
+        envelope += (distance > 0.0 ? attack : release) * distance;
+        envelope = envelope + 1.0 - 1.0; // drops what is too small beside unity, denormals among it
+    };
+    double first = meterLevel[0];
+    double second = meterLevel[1];
+    for (std::int32_t i = 0; i < frames; ++i) {
+        const double left = sampleAt(outputs[0], i);
+        const double right = outputs.size() == 2 ? sampleAt(outputs[1], i) : 0.0;
+        follow(first, std::abs(midSide ? (left + right) * 0.5 : left));
+        follow(second, std::abs(midSide ? (left - right) * 0.5 : right));
+    }
+    meterLevel[0] = first;
+    meterLevel[1] = second;
+}
+
+} // namespace sorvane::core

@@ -1,0 +1,114 @@
+#pragma once
+
+#include "AtomicFlag.h"
+#include "Compressor.h"
+#include "PlugBaseJSON.h"
+#include "WaitFreeLock.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <thread>
+
+namespace sorvane::core {
+
+/// The effect: parameters, engine, display feeds, over the class chain that every host format drives.
+///
+/// Threads: block entries on the host's audio thread, one at a time; parameters on any thread; resume, banks and programs on
+/// any but the audio thread, also beside a running block, which is then silent. Some 4 MB: never on a stack.
+class Plug : public host::PlugBaseJSON {
+public:
+    static constexpr std::uint32_t kOutputRingLength = 8192;
+
+    explicit Plug(host::HostCallback callback);
+    ~Plug() override;
+
+    /// Clears all signal state and brings rate and parameters in force. Makes room for blocks of the size that the host
+    /// announced, so that they don't allocate.
+    void resume() override;
+
+    void beginEdit(std::int32_t tag) override;
+    void endEdit(std::int32_t tag) override;
+    bool setBypass(bool on) override;
+    bool getProductString(char* text) const override;
+    [[nodiscard]] std::int32_t getVendorVersion() const override { return 110; }
+    host::Pointer vendorSpecific(std::int32_t first, host::Pointer second, void* data, float option) override;
+    [[nodiscard]] std::int32_t canDo(const char* feature) const override;
+    [[nodiscard]] std::int32_t getPlugCategory() const override { return 1; }
+
+    void formatParameter(std::int32_t index, float normal, char* text, std::int32_t flag) const override;
+    [[nodiscard]] float getLevelMeter(std::int32_t channel) const override;
+    [[nodiscard]] float getReductionMeter(std::int32_t channel) override;
+    void onTimer() override { updateLatency(); }
+
+    /// Lets beginEdit on a frequency switch to listening to what it moves.
+    virtual void setAutoListenEnabled(bool on);
+    /// Listens as if a frequency of that mode were held: 0 and 1 side-chain and split of the first channel, 2 and 3 of the
+    /// second.
+    virtual void armAutoListen(std::int32_t mode);
+    /// Brings the user's preferences in force.
+    virtual void applyGlobalPrefs();
+    /// Tells the host when the latency has changed. Never on the audio thread.
+    virtual void updateLatency();
+
+    /// See DisplayFeeds. User interface thread.
+    [[nodiscard]] virtual const dsp::Relaxed<float>* getDisplayRing(std::int32_t index) const;
+    [[nodiscard]] virtual const dsp::Relaxed<std::int32_t>* getStateRing(std::int32_t channel) const;
+    [[nodiscard]] virtual std::uint32_t getRingPosition(std::int32_t index) const;
+    /// Copies the newest output samples but the block written last.
+    /// \param count    0 to kOutputRingLength
+    /// \param channel  modulo 2
+    virtual void getOutputSamples(double* destination, std::int32_t count, std::int32_t channel) const;
+
+    /// See GraphBands.
+    [[nodiscard]] virtual std::int32_t bandParameter(std::int32_t field, std::int32_t band) const;
+    [[nodiscard]] virtual float bandValue(std::int32_t field, std::int32_t band) const;
+    [[nodiscard]] virtual std::uint32_t bandFeatures(std::int32_t band) const;
+    /// Writes what the field's parameter would show for its value; nothing when there is no parameter.
+    virtual void bandText(std::int32_t field, std::int32_t band, char* text, std::int32_t flag) const;
+
+protected:
+    void updateParameters(bool full) override;
+    void processBlock(float** inputs, float** outputs, std::int32_t frames) override;
+    void processBlock(double** inputs, double** outputs, std::int32_t frames) override;
+
+private:
+    static constexpr std::uint32_t kOutputRingMask = kOutputRingLength - 1;
+    static constexpr std::int32_t kNoAutoListen = -1;
+
+    template <typename Sample>
+    void process(Sample** inputs, Sample** outputs, std::int32_t frames) noexcept;
+    template <typename Sample>
+    void storeOutput(std::span<Sample* const> outputs, std::int32_t frames) noexcept;
+    template <typename Sample>
+    void followMeters(std::span<Sample* const> outputs, std::int32_t frames) noexcept;
+    void resetFeeds() noexcept;
+    [[nodiscard]] bool onAudioThread() const noexcept;
+
+    [[nodiscard]] EngineSettings makeEngineSettings() const noexcept;
+    [[nodiscard]] DetectorParameters detectorParameters(std::int32_t twin) const noexcept;
+    void setListening(EngineSettings& settings, std::int32_t listenCode) const noexcept;
+    [[nodiscard]] ChannelSettings channelSettings(std::size_t channel, std::int32_t listenCode,
+                                                  double detectorRateHz) const noexcept;
+    [[nodiscard]] std::int32_t listenCode() const noexcept;
+
+    dsp::Relaxed<double> meterAttack{1.0};
+    dsp::Relaxed<double> meterRelease{1.0};
+    std::array<dsp::Relaxed<double>, 2> meterLevel;
+    std::array<std::array<dsp::Relaxed<double>, kOutputRingLength>, 2> outputRing;
+    std::atomic<std::uint32_t> outputRingPosition{0};
+
+    dsp::Relaxed<std::int32_t> autoListenMode{kNoAutoListen};
+    dsp::Relaxed<bool> autoListenEnabled{false};
+    dsp::Relaxed<std::int32_t> autoListenSource{0};
+
+    Compressor engine;
+    dsp::Relaxed<double> engineRate{44100.0}; ///< of the engine, as resume set it
+
+    platform::WaitFreeLock blockGate;      ///< held while a block runs, and while resume keeps blocks out
+    platform::WaitFreeLock updateLock;     ///< one update at a time
+    host::AtomicFlag updateRequested;      ///< some change isn't in the published settings yet
+    std::atomic<std::thread::id> audioThread{}; ///< that ran the last block
+};
+
+} // namespace sorvane::core
