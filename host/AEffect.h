@@ -1,0 +1,160 @@
+#pragma once
+
+#include <cstdint>
+
+namespace sorvane::host {
+
+struct AEffect;
+
+/// A number of up to pointer size that travels through the dispatchers.
+using Pointer = std::intptr_t;
+
+/// The host's side of the interface: the effect calls it with a HostOpcode.
+using HostCallback = Pointer (*)(AEffect* effect, std::int32_t opcode, std::int32_t index, Pointer value, void* data,
+                                 float option);
+
+/// Four characters as a code, the first one in the top byte.
+[[nodiscard]] constexpr std::int32_t fourCharCode(const char (&text)[5])
+{
+    std::uint32_t code = 0;
+    for (int i = 0; i < 4; ++i)
+        code = code << 8 | static_cast<unsigned char>(text[i]);
+    return static_cast<std::int32_t>(code);
+}
+
+/// The plain record through which a host sees a VST 2.4 effect: the layout is fixed by the interface.
+struct AEffect {
+    std::int32_t magic; ///< "VstP"
+    Pointer (*dispatcher)(AEffect*, std::int32_t opcode, std::int32_t index, Pointer value, void* data, float option);
+    void (*process)(AEffect*, float** inputs, float** outputs, std::int32_t frames); ///< deprecated: replaces too
+    void (*setParameter)(AEffect*, std::int32_t index, float normal);
+    float (*getParameter)(AEffect*, std::int32_t index);
+    std::int32_t numPrograms;
+    std::int32_t numParams;
+    std::int32_t numInputs;
+    std::int32_t numOutputs;
+    std::int32_t flags; ///< EffectFlag bits
+    Pointer hostReserved1;
+    Pointer hostReserved2;
+    std::int32_t initialDelay;  ///< latency in samples
+    std::int32_t realQualities; ///< unused
+    std::int32_t offQualities;  ///< unused
+    float ioRatio;              ///< unused, 1
+    void* object;               ///< the AudioEffect
+    void* user;                 ///< the host's
+    std::int32_t uniqueID;
+    std::int32_t version;
+    void (*processReplacing)(AEffect*, float** inputs, float** outputs, std::int32_t frames);
+    void (*processDoubleReplacing)(AEffect*, double** inputs, double** outputs, std::int32_t frames);
+    char future[56];
+};
+
+enum EffectFlag : std::int32_t {
+    effectHasEditor = 1 << 0,
+    effectCanMono = 1 << 3, ///< deprecated
+    effectCanReplacing = 1 << 4,
+    effectProgramChunks = 1 << 5,
+    effectCanDoubleReplacing = 1 << 12,
+};
+
+/// What a host asks of an effect through its dispatcher. Numbers as in the public interface; those that this effect has no
+/// answer for are left out.
+enum EffectOpcode : std::int32_t {
+    effectOpen = 0,
+    effectClose = 1,
+    effectSetProgram = 2,
+    effectGetProgram = 3,
+    effectSetProgramName = 4,
+    effectGetProgramName = 5,
+    effectGetParamLabel = 6,
+    effectGetParamDisplay = 7,
+    effectGetParamName = 8,
+    effectSetSampleRate = 10,
+    effectSetBlockSize = 11,
+    effectMainsChanged = 12,
+    effectEditGetRect = 13,
+    effectEditOpen = 14,
+    effectEditClose = 15,
+    effectEditIdle = 19,
+    effectGetChunk = 23,
+    effectSetChunk = 24,
+    effectProcessEvents = 25,
+    effectCanBeAutomated = 26,
+    effectGetProgramNameIndexed = 29,
+    effectGetInputProperties = 33,
+    effectGetOutputProperties = 34,
+    effectGetPlugCategory = 35,
+    effectSetBypass = 44,
+    effectGetEffectName = 45,
+    effectGetVendorString = 47,
+    effectGetProductString = 48,
+    effectGetVendorVersion = 49,
+    effectVendorSpecific = 50,
+    effectCanDo = 51,
+    effectGetVstVersion = 58,
+    effectGetSpeakerArrangement = 69,
+};
+
+/// What the effect asks of its host.
+enum HostOpcode : std::int32_t {
+    hostAutomate = 0,
+    hostIOChanged = 13,
+    hostProcessLevel = 23,
+    hostVendorString = 32,
+    hostProductString = 33,
+    hostVendorSpecific = 35,
+    hostBeginEdit = 43,
+    hostEndEdit = 44,
+};
+
+/// Answers to hostProcessLevel.
+enum ProcessLevel : std::int32_t {
+    processLevelUnknown = 0,
+    processLevelUser = 1,
+    processLevelRealtime = 2,
+    processLevelPrefetch = 3,
+    processLevelOffline = 4,
+};
+
+enum PinFlag : std::int32_t {
+    pinIsActive = 1 << 0,
+    pinIsStereo = 1 << 1,
+    pinUseSpeaker = 1 << 2,
+};
+
+enum SpeakerArrangementType : std::int32_t {
+    speakersMono = 0,
+    speakersStereo = 1,
+    speakers30Music = 7,
+    speakers40Music = 11,
+};
+
+/// One audio pin, as the two pin queries fill it.
+struct PinProperties {
+    char label[64];
+    std::int32_t flags; ///< PinFlag bits
+    std::int32_t arrangementType;
+    char shortLabel[8];
+    char future[48];
+};
+
+/// Speakers of one direction; only ever passed by pointer here.
+struct SpeakerArrangement;
+
+/// Events of one block, in the order of time; the list is as long as numEvents says.
+struct Event;
+struct Events {
+    std::int32_t numEvents;
+    Pointer reserved;
+    Event* events[2];
+};
+
+/// An editor window's rectangle in pixels.
+struct EditorRect {
+    std::int16_t top;
+    std::int16_t left;
+    std::int16_t bottom;
+    std::int16_t right;
+};
+
+} // namespace sorvane::host

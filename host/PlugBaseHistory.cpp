@@ -1,0 +1,152 @@
+// The A/B banks and the undo history of PlugBase.
+
+#include "PlugBase.h"
+
+#include <algorithm>
+
+namespace sorvane::host {
+
+namespace {
+
+bool isSnapshot(std::int32_t tag) { return tag == markerPresetSnapshot || tag == markerBankSnapshot; }
+
+} // namespace
+
+void PlugBase::switchBank(std::int32_t bank)
+{
+    if (bank < 0 || bank >= kNumBanks)
+        return;
+    bankSwitching = true;
+    currentBank = bank;
+    Program& target = banks[static_cast<std::size_t>(bank)];
+    for (std::int32_t index = 0; index < core::kNumParams; ++index) {
+        auto& stored = target.values[static_cast<std::size_t>(index)];
+        stored = snapped(index, stored);
+    }
+    for (std::int32_t index = 0; index < core::kNumParams; ++index) {
+        if (index == bankParam)
+            continue;
+        const float normal = target.values[static_cast<std::size_t>(index)];
+        if (bankAutomation)
+            applyWithEdit(index, normal);
+        else
+            setParameter(index, normal);
+    }
+    if (editor)
+        for (std::int32_t index = 0; index < core::kNumParams; ++index)
+            if (index != bankParam)
+                editor->setParameter(index, getParameter(index));
+    bankSwitching = false;
+    updateParameters(true);
+}
+
+void PlugBase::copyCurrentToBank(std::int32_t bank)
+{
+    if (bank < 0 || bank >= kNumBanks)
+        return;
+    for (std::size_t i = 0; i < paramTable.size(); ++i)
+        banks[static_cast<std::size_t>(bank)].values[i] = paramTable[i].normal;
+}
+
+void PlugBase::setBankAutomated(std::int32_t bank)
+{
+    setParameterAutomated(bankParam, toNormalised(bankParam, static_cast<float>(bank)));
+}
+
+/// What a history entry for the tag holds: the value as it stands.
+float PlugBase::historyValue(std::int32_t tag) const
+{
+    if (!core::isParameter(tag))
+        return 0.0F;
+    return tag == bankParam ? toNormalised(tag, static_cast<float>(currentBank)) : getParameter(tag);
+}
+
+void PlugBase::beginEdit(std::int32_t tag)
+{
+    if (isSnapshot(tag) || core::isParameter(tag))
+        undoStack.push_back({tag, historyValue(tag)});
+    callHost(hostBeginEdit, tag);
+}
+
+void PlugBase::endEdit(std::int32_t tag)
+{
+    if (isSnapshot(tag)) {
+        redoStack.clear();
+    } else if (core::isParameter(tag)) {
+        const auto last =
+            std::find_if(undoStack.rbegin(), undoStack.rend(), [&](const UndoEntry& entry) { return entry.tag == tag; });
+        if (last != undoStack.rend() && last->value == getParameter(tag))
+            undoStack.erase(std::next(last).base()); // nothing changed: no step
+        else if (!inHistoryStep)
+            redoStack.clear();
+    }
+    updateParameters(true);
+    callHost(hostEndEdit, tag);
+}
+
+void PlugBase::setValueWithEdit(std::int32_t index, float value) { setNormalWithEdit(index, toNormalised(index, value)); }
+
+void PlugBase::setValueInGroup(std::int32_t index, float value) { setNormalInGroup(index, toNormalised(index, value)); }
+
+void PlugBase::setNormalWithEdit(std::int32_t index, float normal)
+{
+    beginEdit(index);
+    setParameterAutomated(index, normal);
+    endEdit(index);
+}
+
+void PlugBase::setNormalInGroup(std::int32_t index, float normal)
+{
+    beginUndoGroup();
+    setNormalWithEdit(index, normal);
+    endUndoGroup();
+}
+
+void PlugBase::beginUndoGroup() { undoStack.push_back({markerGroupBegin, 0.0F}); }
+
+void PlugBase::endUndoGroup()
+{
+    if (!undoStack.empty() && undoStack.back().tag == markerGroupBegin)
+        undoStack.pop_back();
+    else
+        undoStack.push_back({markerGroupEnd, 0.0F});
+}
+
+void PlugBase::clearHistory()
+{
+    undoStack.clear();
+    redoStack.clear();
+}
+
+/// Takes back or repeats the last step, or the last group of them, leaving its reverse on the other stack.
+void PlugBase::historyStep(bool isRedo)
+{
+    std::vector<UndoEntry>& source = isRedo ? redoStack : undoStack;
+    std::vector<UndoEntry>& target = isRedo ? undoStack : redoStack;
+    const std::int32_t groupOpens = isRedo ? markerGroupBegin : markerGroupEnd;
+    const std::int32_t groupCloses = isRedo ? markerGroupEnd : markerGroupBegin;
+
+    inHistoryStep = true;
+    bool grouped = false;
+    while (!source.empty()) {
+        const UndoEntry entry = source.back();
+        const UndoEntry reverse{entry.tag, historyValue(entry.tag)};
+        source.pop_back();
+        target.push_back(reverse);
+
+        if (!isSnapshot(entry.tag))
+            applyWithEdit(entry.tag, entry.value);
+        else if (editor)
+            editor->setParameter(entry.tag, isRedo ? 1.0F : 0.0F);
+
+        if (entry.tag == groupOpens)
+            grouped = true;
+        else if (entry.tag == groupCloses)
+            grouped = false;
+        if (!grouped)
+            break;
+    }
+    inHistoryStep = false;
+}
+
+} // namespace sorvane::host

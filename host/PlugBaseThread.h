@@ -1,0 +1,44 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <semaphore>
+#include <thread>
+
+namespace sorvane::host {
+
+/// A thread that does the same thing again and again, with a pause after each time.
+///
+/// start and stopAndWait from any thread but the worker itself, one at a time. A derived class stops the thread before its
+/// own members go.
+class PlugBaseThread {
+public:
+    /// \param pauseMs  between two ticks
+    explicit PlugBaseThread(std::int32_t pauseMs) : periodMs(pauseMs) {}
+    virtual ~PlugBaseThread() { stopAndWait(); }
+    PlugBaseThread(const PlugBaseThread&) = delete;
+    PlugBaseThread& operator=(const PlugBaseThread&) = delete;
+
+    /// Starts the thread if it doesn't run.
+    void start();
+    /// Lets the tick in progress end, however long it takes, and joins the thread.
+    void stopAndWait();
+    /// Asks the thread to end after this tick; stopAndWait joins it later. The worker itself may call this.
+    void requestStop() noexcept;
+    [[nodiscard]] bool isWorker() const noexcept;
+
+protected:
+    /// One round of the work. Worker thread.
+    virtual void tick() = 0;
+
+private:
+    void run();
+
+    std::atomic<std::int32_t> stop{0};
+    std::int32_t periodMs;
+    std::binary_semaphore wake{0}; // ends a pause early
+    std::thread thread;
+    std::atomic<std::thread::id> worker{};
+};
+
+} // namespace sorvane::host
