@@ -1,0 +1,53 @@
+#pragma once
+
+#include "ParameterSettings.h"
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace sorvane::tools {
+
+struct RenderOptions {
+    std::string input;
+    std::string output;
+    std::string sideChain; ///< file for the external side-chain; empty for none
+    std::string report;    ///< JSON file; empty for none
+    std::string format = "KEEP";
+    std::vector<ParameterSetting> settings; ///< applied in order
+    std::int32_t blockFrames = 512;
+    bool singlePrecision = false; ///< drives the effect through its 32-bit entry
+    bool raw = false;             ///< keeps the latency in the output
+};
+
+/// Levels of one channel.
+struct Level {
+    double peak = 0.0; ///< linear
+    double sumOfSquares = 0.0;
+};
+
+/// What a render did.
+struct RenderReport {
+    int rateHz = 0;
+    int channels = 0;
+    std::int64_t frames = 0;
+    std::int32_t latencySamples = 0;
+    double workSeconds = 0.0;
+    bool midSide = false;
+    std::vector<double> lowestGain; ///< of each processing channel, linear
+    std::vector<Level> before;
+    std::vector<Level> after;
+    bool clipped = false; ///< the output's format cut samples above full scale
+};
+
+/// Renders a file through the effect as an offline host does. Throws Failure; no file is left behind then.
+/// \param stop  raised by a signal to give up; none is returned then
+[[nodiscard]] std::optional<RenderReport> render(const RenderOptions& options, const std::atomic<bool>& stop);
+
+/// A few lines for people.
+[[nodiscard]] std::string summary(const RenderReport& report, const RenderOptions& options);
+void writeReport(const RenderReport& report, const RenderOptions& options);
+
+} // namespace sorvane::tools

@@ -1,0 +1,145 @@
+#include "Alerts.h"
+#include "ParameterList.h"
+#include "ParameterSettings.h"
+#include "Render.h"
+
+#include <CLI/CLI.hpp>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace sorvane;
+using tools::ExitCode;
+using tools::Failure;
+
+std::atomic<bool> stopRequested{false};
+std::atomic<int> stopSignal{0};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+
+void requestStop(int signal)
+{
+    stopSignal = signal;
+    stopRequested = true;
+}
+
+/// The options of `sorvane render` as the user typed them.
+struct RenderCall {
+    tools::RenderOptions options;
+    std::vector<std::string> values;
+    std::vector<std::string> normals;
+    std::vector<std::string> files;
+    bool doublePrecision = false;
+};
+
+CLI::App* addRender(CLI::App& app, RenderCall& call)
+{
+    CLI::App* const command = app.add_subcommand("render", "Render an audio file through the effect");
+    command->add_option("IN", call.options.input, "Mono or stereo audio file")->required();
+    command->add_option("OUT", call.options.output, "File to write; its extension chooses the container")->required();
+    command->add_option("--set", call.values, "TAG=VALUE in the parameter's unit, as in kThreshold=-30")
+        ->allow_extra_args(false);
+    command->add_option("--norm", call.normals, "TAG=NORMAL from 0 to 1")->allow_extra_args(false);
+    command->add_option("--params", call.files, R"(JSON file, as in {"kThreshold": {"value": -30}})")
+        ->allow_extra_args(false);
+    command->add_option("--sidechain", call.options.sideChain,
+                        "Audio file for the external side-chain; also sets kExtSC=1");
+    command->add_option("--block", call.options.blockFrames, "Frames a block")
+        ->check(CLI::Range(1, 1 << 20))
+        ->capture_default_str();
+    auto* const single = command->add_flag("--float", call.options.singlePrecision, "Drive the 32-bit entry");
+    command->add_flag("--double", call.doublePrecision, "Drive the 64-bit entry (default)")->excludes(single);
+    command->add_flag("--raw", call.options.raw, "Leave the latency in: exactly what the effect gave");
+    command->add_option("--format", call.options.format, "Sample format of the output")
+        ->check(CLI::IsMember({"KEEP", "float", "double", "pcm16", "pcm24"}))
+        ->capture_default_str();
+    command->add_option("--report", call.options.report, "JSON file for what was measured");
+    return command;
+}
+
+/// Settings in the order in which they were typed, whichever option brought them.
+std::vector<tools::ParameterSetting> settingsInOrder(const CLI::App& command, const RenderCall& call)
+{
+    std::vector<tools::ParameterSetting> settings;
+    std::map<std::string, std::size_t> used;
+    for (const CLI::Option* option : command.parse_order()) {
+        const std::string name = option->get_name();
+        const std::size_t next = used[name]++;
+        if (name == "--set")
+            settings.push_back(tools::parseSetting(call.values[next], false));
+        else if (name == "--norm")
+            settings.push_back(tools::parseSetting(call.normals[next], true));
+        else if (name == "--params")
+            for (const tools::ParameterSetting& setting : tools::readSettings(call.files[next]))
+                settings.push_back(setting);
+    }
+    return settings;
+}
+
+int runRender(const CLI::App& command, RenderCall& call)
+{
+    call.options.settings = settingsInOrder(command, call);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        std::signal(signal, requestStop);
+    std::signal(SIGXFSZ, SIG_IGN); // a full disk is an error of the write
+
+    const auto report = tools::render(call.options, stopRequested);
+    if (!report) {
+        std::cerr << "sorvane: stopped; nothing was written\n";
+        std::signal(stopSignal, SIG_DFL);
+        std::raise(stopSignal); // so that a script sees what ended the tool
+    }
+    std::cout << tools::summary(*report, call.options);
+    if (!call.options.report.empty())
+        tools::writeReport(*report, call.options);
+    return static_cast<int>(ExitCode::done);
+}
+
+int run(int argc, char** argv)
+{
+    CLI::App app("Sorvane: a band-split dynamics processor for taming sibilance", "sorvane");
+    app.require_subcommand(1);
+    RenderCall call;
+    const CLI::App* const render = addRender(app, call);
+    CLI::App* const params = app.add_subcommand("params", "List the effect's parameters");
+    bool json = false;
+    params->add_flag("--json", json, "As JSON");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? static_cast<int>(ExitCode::done) : static_cast<int>(ExitCode::usage);
+    }
+    if (render->parsed())
+        return runRender(*render, call);
+    const auto plug = std::make_unique<core::Plug>(nullptr);
+    tools::listParameters(*plug, json, std::cout);
+    return static_cast<int>(ExitCode::done);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    int exitCode = static_cast<int>(ExitCode::done);
+    try {
+        exitCode = run(argc, argv);
+    } catch (const Failure& failure) {
+        std::fprintf(stderr, "sorvane: %s\n", failure.what());
+        exitCode = static_cast<int>(failure.exitCode());
+    } catch (const std::exception& error) { // no memory, say
+        std::fprintf(stderr, "sorvane: %s\n", error.what());
+        exitCode = static_cast<int>(ExitCode::output);
+    }
+    host::Alerts::instance().showPending([](const std::string& title, const std::string& text) {
+        std::fprintf(stderr, "%s\n%s\n", title.c_str(), text.c_str());
+    });
+    return exitCode;
+}
