@@ -51,7 +51,7 @@ void listAsJson(const core::Plug& plug, std::ostream& out)
         entry["unit"] = unit(tag);
         entry["min"] = number(plug.getParameterMin(tag));
         entry["max"] = number(plug.getParameterMax(tag));
-        entry["default"] = number(plug.fromNormalised(tag, plug.getParameterDefault(tag)));
+        entry["default"] = number(core::factoryParameters()[static_cast<std::size_t>(tag)].value);
         entry["value"] = number(plug.getParameterValue(tag));
         entry["normal"] = number(plug.getParameter(tag));
         entry["scale"] = kScaleNames[static_cast<std::size_t>(plug.getParameterScale(tag))];

@@ -1,0 +1,119 @@
+// The timer shared by all instances, and what instances leave behind.
+
+#include "Effect.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <thread>
+
+namespace sorvane::test {
+namespace {
+
+using namespace core;
+
+std::ptrdiff_t entries(const char* folder)
+{
+    namespace fs = std::filesystem;
+    return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
+}
+
+std::ptrdiff_t threads() { return entries("/proc/self/task"); }
+
+/// A thread that was joined may stand in the list for a moment more.
+bool threadsSettleAt(std::ptrdiff_t count)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (threads() != count && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return threads() == count;
+}
+
+class CountingPlug : public Plug {
+public:
+    using Plug::Plug;
+    // The timer may call from the moment that Plug is made: a plain Plug's tick then, which counts nothing.
+    void onTimer() override { ++ticks; }
+    std::atomic<int> ticks{0};
+};
+
+TEST(InstanceTimer, OneThreadForAllInstancesAndNoneWithoutThem)
+{
+    const std::ptrdiff_t before = threads();
+    {
+        const auto first = std::make_unique<CountingPlug>(nullptr);
+        EXPECT_TRUE(threadsSettleAt(before + 1));
+        {
+            const auto second = std::make_unique<CountingPlug>(nullptr);
+            EXPECT_TRUE(threadsSettleAt(before + 1));
+            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+            while ((first->ticks < 3 || second->ticks < 3) && std::chrono::steady_clock::now() < deadline)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            EXPECT_GE(first->ticks, 3);
+            EXPECT_GE(second->ticks, 3);
+        }
+        const int ticks = first->ticks;
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        EXPECT_GE(first->ticks, ticks + 5) << "it goes on for the one that is left";
+        EXPECT_TRUE(threadsSettleAt(before + 1));
+    }
+    EXPECT_TRUE(threadsSettleAt(before));
+}
+
+TEST(InstanceTimer, ThousandInstancesOnEightThreadsLeaveNothing)
+{
+    const std::ptrdiff_t threadsBefore = threads();
+    const std::ptrdiff_t handlesBefore = entries("/proc/self/fd");
+    std::vector<std::thread> workers;
+    for (int worker = 0; worker < 8; ++worker)
+        workers.emplace_back([worker] {
+            std::unique_ptr<Plug> kept;
+            for (int i = 0; i < 125; ++i) {
+                auto made = std::make_unique<Plug>(nullptr);
+                setValues(*made, {{kLookahead, worker + i % 7}});
+                if (i % 3 != 0)
+                    kept = std::move(made); // overlaps with the next
+            }
+        });
+    for (std::thread& worker : workers)
+        worker.join();
+    EXPECT_TRUE(threadsSettleAt(threadsBefore));
+    EXPECT_EQ(entries("/proc/self/fd"), handlesBefore);
+}
+
+TEST(InstanceTimer, InstanceMayEndWithinItsOwnTick)
+{
+    // A host that removes the effect when it hears of a new latency, on the timer's thread.
+    static std::atomic<bool> armed{false};
+    static std::atomic<bool> ended{false};
+    static std::atomic<Plug*> doomed{nullptr};
+    const auto callback = [](host::AEffect*, std::int32_t opcode, std::int32_t, host::Pointer, void*,
+                             float) -> host::Pointer {
+        if (opcode == host::hostIOChanged && armed.exchange(false)) {
+            delete doomed.load();
+            ended = true;
+        }
+        return 0;
+    };
+    const std::ptrdiff_t before = threads();
+    for (const bool last : {false, true}) {
+        const auto other = last ? nullptr : makePlug();
+        ended = false;
+        doomed = new Plug(callback);
+        armed = true;
+        setValues(*doomed.load(), {{kLookahead, 55}});
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!ended && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_TRUE(ended);
+    }
+    EXPECT_TRUE(threadsSettleAt(before));
+    const auto after = makePlug(); // the timer starts again
+    EXPECT_TRUE(threadsSettleAt(before + 1));
+}
+
+} // namespace
+} // namespace sorvane::test

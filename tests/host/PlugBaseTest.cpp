@@ -1,0 +1,317 @@
+// The class chain as a host and an editor use it.
+
+#include "Alerts.h"
+#include "Effect.h"
+#include "UserFile.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <thread>
+
+namespace sorvane::test {
+namespace {
+
+using namespace core;
+using namespace host;
+
+/// An editor that writes down what it is told.
+class TestEditor : public AEffEditor {
+public:
+    bool getRect(const EditorRect**) override { return false; }
+    bool open(void*) override { return false; }
+    void close() override {}
+    void idle() override { ++idles; }
+    void setParameter(std::int32_t index, float value) override { told.emplace_back(index, value); }
+
+    std::vector<std::pair<std::int32_t, float>> told;
+    std::atomic<int> idles{0};
+};
+
+class PlugWithEditor : public Plug {
+public:
+    explicit PlugWithEditor(HostCallback callback) : Plug(callback)
+    {
+        auto made = std::make_unique<TestEditor>();
+        testEditor = made.get();
+        setEditor(std::move(made));
+    }
+    TestEditor* testEditor;
+};
+
+TEST(PlugBase, RecordThatTheHostSees)
+{
+    const auto plug = makePlug();
+    AEffect* const record = plug->getAeffect();
+    EXPECT_EQ(record->magic, 0x56737450);
+    EXPECT_EQ(record->uniqueID, 0x4B736F72);
+    EXPECT_EQ(record->numPrograms, 1);
+    EXPECT_EQ(record->numParams, 92);
+    EXPECT_EQ(record->numInputs, 4);
+    EXPECT_EQ(record->numOutputs, 2);
+    EXPECT_EQ(record->version, 1);
+    EXPECT_EQ(record->flags, (1 << 3) | (1 << 4) | (1 << 5) | (1 << 12));
+    EXPECT_EQ(record->initialDelay, 480);
+    record->setParameter(record, kThreshold, 0.25F);
+    EXPECT_EQ(record->getParameter(record, kThreshold), 0.25F);
+    EXPECT_EQ(record->dispatcher(record, 12345, 0, 0, nullptr, 0.0F), 0);
+
+    const auto text = [&](std::int32_t opcode, std::int32_t index = 0) {
+        char buffer[256] = "untouched";
+        record->dispatcher(record, opcode, index, 0, buffer, 0.0F);
+        return std::string(buffer);
+    };
+    EXPECT_EQ(text(effectGetVendorString), "Kestrune");
+    EXPECT_EQ(text(effectGetProductString), "Sorvane");
+    EXPECT_EQ(text(effectGetEffectName), "Sorvane");
+    EXPECT_EQ(text(effectGetParamName, kThreshold), "Threshold");
+    EXPECT_EQ(text(effectGetParamDisplay, kThreshold), "-42.0dB");
+    EXPECT_EQ(text(effectGetParamLabel, kThreshold), "");
+    EXPECT_EQ(text(effectGetParamName, 92), "");
+    EXPECT_EQ(text(effectGetProgramName), "None");
+    EXPECT_EQ(text(effectGetProgramNameIndexed, 1), "untouched");
+    const auto ask = [&](std::int32_t opcode, std::int32_t index = 0, Pointer value = 0, const char* feature = nullptr) {
+        return record->dispatcher(record, opcode, index, value, const_cast<char*>(feature), 0.0F);
+    };
+    EXPECT_EQ(ask(effectGetVendorVersion), 110);
+    EXPECT_EQ(ask(effectGetVstVersion), 2400);
+    EXPECT_EQ(ask(effectGetPlugCategory), 1);
+    EXPECT_EQ(ask(effectCanBeAutomated, 200), 1);
+    EXPECT_EQ(ask(effectCanDo, 0, 0, "bypass"), 1);
+    EXPECT_EQ(ask(effectCanDo, 0, 0, "receiveVstMidiEvent"), 1);
+    EXPECT_EQ(ask(effectCanDo, 0, 0, "Bypass"), 0);
+    EXPECT_EQ(ask(effectCanDo), 0);
+    EXPECT_EQ(ask(effectVendorSpecific, fourCharCode("KSTR"), fourCharCode("ctrl")), 1);
+    EXPECT_EQ(ask(effectVendorSpecific, fourCharCode("KSTR"), 0), 0);
+    EXPECT_EQ(ask(effectSetBypass, 0, 1), 1);
+    EXPECT_EQ(plug->getParameterValue(kBypass), 1.0F);
+}
+
+TEST(PlugBase, PinsAreLabelledAndArranged)
+{
+    TestHost host;
+    const auto plug = makePlug(48000.0F, TestHost::callback);
+    PinProperties pin{};
+    EXPECT_TRUE(plug->getInputProperties(3, &pin));
+    EXPECT_STREQ(pin.label, "Input 4");
+    EXPECT_EQ(pin.flags, pinIsActive | pinIsStereo | pinUseSpeaker);
+    EXPECT_EQ(pin.arrangementType, speakers40Music);
+    EXPECT_FALSE(plug->getInputProperties(4, &pin));
+    EXPECT_FALSE(plug->getInputProperties(-1, &pin));
+    EXPECT_TRUE(plug->getOutputProperties(1, &pin));
+    EXPECT_STREQ(pin.label, "Output 2");
+    EXPECT_EQ(pin.arrangementType, speakersStereo);
+    EXPECT_FALSE(plug->getOutputProperties(2, &pin));
+    for (const auto& [vendor, flags] : {std::pair{"Ableton", 3}, {"Cakewalk, Inc", 3}, {"Abletons", 7}}) {
+        host.vendor = vendor;
+        EXPECT_TRUE(plug->getInputProperties(0, &pin));
+        EXPECT_EQ(pin.flags, flags) << vendor;
+    }
+}
+
+TEST(PlugBase, ParametersAreGuardedClampedAndStepped)
+{
+    const auto plug = makePlug();
+    plug->setParameter(kThreshold, 0.5F);
+    plug->setParameter(kThreshold, NAN);
+    EXPECT_EQ(plug->getParameter(kThreshold), 0.5F);
+    plug->setParameter(kThreshold, INFINITY);
+    EXPECT_EQ(plug->getParameter(kThreshold), 1.0F);
+    EXPECT_EQ(plug->getParameterValue(kThreshold), 12.0F);
+    plug->setParameter(kThreshold, -INFINITY);
+    EXPECT_EQ(plug->getParameterValue(kThreshold), -60.0F);
+    for (const std::int32_t index : {-1, 92, 500, -1001, INT32_MAX, INT32_MIN}) {
+        plug->setParameter(index, 0.7F);
+        EXPECT_EQ(plug->getParameter(index), 0.0F);
+        EXPECT_EQ(plug->getParameterValue(index), 0.0F);
+        EXPECT_EQ(plug->getParameterScale(index), -1);
+        EXPECT_EQ(plug->getParameterMin(index), 0.0F);
+        EXPECT_EQ(plug->getParameterMax(index), 1.0F);
+        EXPECT_EQ(plug->getParameterSteps(index), 0);
+        EXPECT_EQ(plug->snapParameter(index, 0.3F, true), 0.3F);
+    }
+    EXPECT_EQ(plug->getParameterSteps(kABBank), 8);
+    EXPECT_EQ(plug->getParameterSteps(kBypass), 1);
+    EXPECT_EQ(plug->getParameterSteps(kThreshold), 0);
+    EXPECT_EQ(plug->getParameterSteps(kSplitHPFSlope), 32);
+    EXPECT_EQ(plug->getParameterStepSize(kSplitHPFSlope), 6);
+    EXPECT_EQ(plug->getParameterDefault(kMakeup), 0.5F);
+    EXPECT_FLOAT_EQ(plug->snapParameter(kSplitType, 0.6F, true), 4.0F / 6.0F);
+    EXPECT_FLOAT_EQ(plug->snapParameter(kSplitType, 0.6F, false), 3.0F / 7.0F);
+}
+
+TEST(PlugBase, ProgramNamesAreCutBetweenCharacters)
+{
+    const auto plug = makePlug();
+    const auto nameOf = [&](const std::string& text) {
+        plug->setProgramName(text.c_str());
+        char name[256] = {};
+        plug->getProgramName(name);
+        return std::string(name);
+    };
+    EXPECT_EQ(nameOf("Voice"), "Voice");
+    EXPECT_EQ(nameOf(std::string(64, 'x')), std::string(63, 'x'));
+    EXPECT_EQ(nameOf(std::string(62, 'x') + "\u00e9"), std::string(62, 'x'));
+    EXPECT_EQ(nameOf(std::string(61, 'x') + "\u00e9y"), std::string(61, 'x') + "\u00e9");
+    EXPECT_EQ(nameOf(std::string(60, 'x') + "\U0001F399"), std::string(60, 'x'));
+    EXPECT_EQ(nameOf(std::string(100, '\x80')), std::string(63, '\x80')) << "no UTF-8: cut where it is";
+    plug->setProgramNameIndexed("other", 1);
+    plug->setProgramName(nullptr);
+    char name[64] = "x";
+    plug->getProgramName(name);
+    EXPECT_STREQ(name, "");
+}
+
+TEST(PlugBase, ParameterBankRoad)
+{
+    TestHost host;
+    PlugWithEditor plug(TestHost::callback);
+    const float threshold = plug.getParameter(kThreshold);
+    plug.setParameter(kThreshold, 0.9F); // lands in bank A
+    plug.testEditor->told.clear();
+    host.calls.clear();
+
+    plug.setParameter(kABBank, 0.26F); // bank C, snapped
+    EXPECT_EQ(plug.getCurrentBank(), 2);
+    EXPECT_EQ(plug.getParameter(kABBank), 0.25F);
+    EXPECT_EQ(plug.getParameter(kThreshold), threshold) << "a fresh bank is the factory's";
+    EXPECT_EQ(host.callsOf(hostAutomate).size(), 91U);
+    EXPECT_EQ(host.callsOf(hostBeginEdit).size(), 91U);
+    EXPECT_EQ(plug.testEditor->told.back(), (std::pair<std::int32_t, float>{kABBank, 0.26F}));
+
+    plug.setParameter(kThreshold, 0.1F);
+    plug.setParameter(kABBank, 0.0F);
+    EXPECT_EQ(plug.getParameter(kThreshold), 0.9F) << "bank A as it was left";
+    host.calls.clear();
+    plug.setParameter(kABBank, 0.05F); // already selected: an ordinary value
+    EXPECT_EQ(plug.getParameter(kABBank), 0.05F);
+    EXPECT_TRUE(host.callsOf(hostAutomate).empty());
+
+    plug.copyCurrentToBank(7);
+    plug.copyCurrentToBank(8);
+    plug.switchBank(-1);
+    plug.setBankAutomated(7);
+    EXPECT_EQ(plug.getCurrentBank(), 7);
+    EXPECT_EQ(plug.getParameter(kThreshold), 0.9F);
+    EXPECT_EQ(host.callsOf(hostAutomate).back().index, kABBank);
+    EXPECT_EQ(host.callsOf(hostAutomate).back().option, 0.875F);
+}
+
+TEST(PlugBase, ProgramIsAppliedAsEdits)
+{
+    TestHost host;
+    const auto plug = makePlug(48000.0F, TestHost::callback);
+    plug->setParameter(kSplitType, 0.5F); // not on a step
+    host.calls.clear();
+    plug->setProgram(1);
+    EXPECT_TRUE(host.calls.empty());
+    plug->setProgram(0);
+    ASSERT_EQ(host.callsOf(hostVendorSpecific).size(), 1U);
+    EXPECT_EQ(host.callsOf(hostVendorSpecific)[0].index, fourCharCode("prch"));
+    EXPECT_EQ(host.callsOf(hostAutomate).size(), 91U) << "all but the bank";
+    EXPECT_EQ(host.callsOf(hostEndEdit).size(), 91U);
+    EXPECT_FLOAT_EQ(plug->getParameter(kSplitType), 3.0F / 7.0F) << "snapped";
+}
+
+TEST(PlugBase, UndoAndRedoMirrorEachOther)
+{
+    TestHost host;
+    const auto plug = makePlug(48000.0F, TestHost::callback);
+    const auto edit = [&](std::int32_t tag, float normal) { plug->setNormalWithEdit(tag, normal); };
+    const float threshold = plug->getParameter(kThreshold);
+    EXPECT_FALSE(plug->canUndo());
+    edit(kThreshold, 0.25F);
+    edit(kThreshold, 0.75F);
+    EXPECT_EQ(host.callsOf(hostBeginEdit).size(), 2U);
+    plug->undo();
+    EXPECT_EQ(plug->getParameter(kThreshold), 0.25F);
+    EXPECT_EQ(host.callsOf(hostAutomate).back().option, 0.25F);
+    plug->undo();
+    EXPECT_EQ(plug->getParameter(kThreshold), threshold);
+    EXPECT_FALSE(plug->canUndo());
+    plug->undo();
+    plug->redo();
+    plug->redo();
+    EXPECT_EQ(plug->getParameter(kThreshold), 0.75F);
+    EXPECT_FALSE(plug->canRedo());
+
+    plug->undo();
+    plug->beginEdit(kRatio); // ends where it began: no step, and what was undone stays
+    plug->endEdit(kRatio);
+    EXPECT_TRUE(plug->canRedo());
+    edit(kRatio, 0.1F);
+    EXPECT_FALSE(plug->canRedo());
+
+    plug->clearHistory();
+    plug->beginUndoGroup();
+    edit(kThreshold, 0.1F);
+    edit(kSoft, 0.2F);
+    plug->endUndoGroup();
+    plug->beginUndoGroup(); // an empty group vanishes
+    plug->endUndoGroup();
+    plug->undo();
+    EXPECT_EQ(plug->getParameter(kThreshold), 0.25F);
+    EXPECT_EQ(plug->getParameter(kSoft), plug->getParameterDefault(kSoft));
+    EXPECT_FALSE(plug->canUndo());
+    plug->redo();
+    EXPECT_EQ(plug->getParameter(kThreshold), 0.1F);
+    EXPECT_EQ(plug->getParameter(kSoft), 0.2F);
+    EXPECT_FALSE(plug->canRedo());
+
+    plug->clearHistory();
+    edit(kABBank, 0.375F); // a bank change is a step like any other
+    EXPECT_EQ(plug->getCurrentBank(), 3);
+    plug->undo();
+    EXPECT_EQ(plug->getCurrentBank(), 0);
+    plug->redo();
+    EXPECT_EQ(plug->getCurrentBank(), 3);
+    plug->setValueInGroup(kThreshold, -30.0F);
+    EXPECT_NEAR(plug->getParameterValue(kThreshold), -30.0F, 1e-5F);
+    plug->beginEdit(markerPresetSnapshot);
+    EXPECT_TRUE(plug->canUndo());
+    plug->undo(); // only moves the marker when there is no editor
+    EXPECT_TRUE(plug->canRedo());
+}
+
+TEST(PlugBase, LatencyIsReportedOnceByTheTimer)
+{
+    static std::atomic<int> ioChanges{0};
+    const auto callback = [](AEffect*, std::int32_t opcode, std::int32_t, Pointer, void*, float) -> Pointer {
+        ioChanges += opcode == hostIOChanged ? 1 : 0;
+        return 0;
+    };
+    const auto plug = makePlug(48000.0F, callback);
+    ioChanges = 0;
+    setValues(*plug, {{kLookahead, 20}});
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (plug->getInitialDelay() != 960 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(plug->getInitialDelay(), 960);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(ioChanges, 1);
+}
+
+TEST(Alerts, FileFailuresWaitUntilTheyAreShown)
+{
+    using Shown = std::vector<std::pair<std::string, std::string>>;
+    Shown shown;
+    const auto show = [&](const std::string& title, const std::string& text) { shown.emplace_back(title, text); };
+    EXPECT_EQ(openUserFile("/nowhere/a.sor", "rb"), nullptr);
+    EXPECT_EQ(openUserFile("/nowhere/b.sor", "wb"), nullptr);
+    Alerts::instance().showPending([&](const std::string& title, const std::string& text) {
+        show(title, text);
+        Alerts::instance().showPending(show); // from within a message box: nothing
+        if (shown.size() == 1)
+            Alerts::instance().add("late", "comes while others are shown");
+    });
+    const std::string hint = "\nThis is often due to permissions settings\nYour data has not been ";
+    EXPECT_EQ(shown, (Shown{{"Kestrune : File Access Error", "Failed to read from file /nowhere/a.sor" + hint + "loaded"},
+                            {"Kestrune : File Access Error", "Failed to write to file /nowhere/b.sor" + hint + "saved"}}));
+    Alerts::instance().showPending(show);
+    EXPECT_EQ(shown.size(), 3U);
+    Alerts::instance().showPending(show);
+    EXPECT_EQ(shown.size(), 3U);
+}
+
+} // namespace
+} // namespace sorvane::test

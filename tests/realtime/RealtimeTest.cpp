@@ -1,0 +1,166 @@
+// That the audio thread neither takes memory, nor waits, nor asks the kernel for anything.
+
+#include "AudioThreadScope.h"
+#include "Effect.h"
+#include "RealtimeGuard.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <thread>
+
+namespace sorvane::test {
+namespace {
+
+using namespace core;
+using Clock = std::chrono::steady_clock;
+
+/// How long the storm blows; CI and developers ask for longer ones.
+double stormSeconds()
+{
+    const char* const wanted = std::getenv("SORVANE_STORM_SECONDS");
+    return wanted != nullptr ? std::atof(wanted) : 2.0;
+}
+
+TEST(Realtime, GuardSeesWhatItIsThereFor)
+{
+    static std::mutex mutex;
+    static volatile int sink = 0;
+    RealtimeGuard::Counts quiet;
+    RealtimeGuard::Counts allocating;
+    RealtimeGuard::Counts locking;
+    RealtimeGuard::Counts calling;
+    {
+        const RealtimeGuard guard;
+        sink = sink + 1;
+        quiet = RealtimeGuard::take();
+        delete new std::array<int, 100>();
+        allocating = RealtimeGuard::take();
+        {
+            const std::lock_guard lock(mutex);
+            sink = sink + 1;
+        }
+        locking = RealtimeGuard::take();
+        (void)getppid();
+        calling = RealtimeGuard::take();
+    }
+    EXPECT_EQ(quiet.all(), 0U);
+    EXPECT_GE(allocating.allocations, 1U);
+    EXPECT_EQ(locking.locks, 1U);
+    if (RealtimeGuard::seesSystemCalls()) {
+        EXPECT_EQ(calling.systemCalls, 1U);
+    } else {
+        std::puts("this kernel can't show system calls; memory and locks are watched");
+    }
+}
+
+/// An effect with something on its audio thread that must not be there.
+class FaultyPlug : public Plug {
+public:
+    using Plug::Plug;
+    int fault = 0;
+
+protected:
+    void updateProcessLevel() override
+    {
+        Plug::updateProcessLevel();
+        if (fault == 1)
+            scratch = std::make_unique<int>(1);
+        if (fault == 2)
+            const std::lock_guard lock(mutex);
+        if (fault == 3)
+            std::this_thread::sleep_for(std::chrono::nanoseconds(1));
+    }
+    std::unique_ptr<int> scratch;
+    std::mutex mutex;
+};
+
+TEST(Realtime, FaultPutIntoTheEffectIsCaught)
+{
+    const auto plug = std::make_unique<FaultyPlug>(nullptr);
+    std::array<double, 64> buffer{};
+    std::array<double*, 4> inputs = {buffer.data(), buffer.data(), nullptr, nullptr};
+    std::array<double*, 2> outputs = {buffer.data(), buffer.data()};
+    std::array<RealtimeGuard::Counts, 4> counts;
+    for (int fault = 0; fault < 4; ++fault) {
+        plug->fault = fault;
+        const RealtimeGuard guard;
+        plug->processDoubleReplacing(inputs.data(), outputs.data(), 64);
+        counts[static_cast<std::size_t>(fault)] = RealtimeGuard::take();
+    }
+    EXPECT_EQ(counts[0].all(), 0U);
+    EXPECT_GE(counts[1].allocations, 1U);
+    EXPECT_EQ(counts[2].locks, 1U);
+    if (RealtimeGuard::seesSystemCalls()) {
+        EXPECT_GE(counts[3].systemCalls, 1U);
+    }
+}
+
+TEST(Realtime, StormOfParametersLeavesTheAudioThreadAlone)
+{
+    const auto plug = makePlug();
+    std::atomic<bool> over{false};
+    std::atomic<std::uint64_t> changes{0};
+    std::thread parameters([&] {
+        std::mt19937 random(1);
+        while (!over) {
+            plug->setParameter(static_cast<std::int32_t>(random() % 92),
+                               static_cast<float>(random() % 1001) / 1000.0F);
+            ++changes;
+        }
+    });
+
+    const Signal left = bursts(4096, 1);
+    const Signal right = bursts(4096, 2);
+    std::array<Signal, 6> buffers;
+    buffers.fill(Signal(4096));
+    std::array<double*, 4> inputs{};
+    for (std::size_t i = 0; i < 4; ++i)
+        inputs[i] = buffers[i].data();
+    std::array<double*, 2> outputs = {buffers[4].data(), buffers[5].data()};
+
+    RealtimeGuard::Counts counts;
+    std::uint64_t blocks = 0;
+    std::uint64_t frames = 0;
+    std::mt19937 random(2);
+    const auto end = Clock::now() + std::chrono::duration<double>(stormSeconds());
+    std::thread audio([&] {
+        plug->processDoubleReplacing(inputs.data(), outputs.data(), 16); // becomes the audio thread
+        const RealtimeGuard guard;
+        while (Clock::now() < end) { // asks no kernel
+            std::copy(left.begin(), left.end(), buffers[0].begin());
+            std::copy(right.begin(), right.end(), buffers[1].begin());
+            const auto block = static_cast<std::int32_t>(random() % 4097);
+            plug->processDoubleReplacing(inputs.data(), outputs.data(), block);
+            // As a host does that automates on this thread.
+            plug->setParameter(static_cast<std::int32_t>(random() % 91), static_cast<float>(random() % 101) / 100.0F);
+            (void)plug->getLevelMeter(0);
+            (void)plug->getReductionMeter(1);
+            ++blocks;
+            frames += static_cast<std::uint64_t>(block);
+        }
+        counts = RealtimeGuard::take();
+    });
+    audio.join();
+    over = true;
+    parameters.join();
+
+    std::printf("%.1f s, %llu blocks, %.1f s of audio, %llu changes: %llu allocations, %llu locks, %llu system calls\n",
+                stormSeconds(), static_cast<unsigned long long>(blocks), static_cast<double>(frames) / 48000.0,
+                static_cast<unsigned long long>(changes.load()), static_cast<unsigned long long>(counts.allocations),
+                static_cast<unsigned long long>(counts.locks), static_cast<unsigned long long>(counts.systemCalls));
+    EXPECT_GT(blocks, 100U);
+    EXPECT_GT(changes, 100U);
+    EXPECT_EQ(counts.all(), 0U);
+}
+
+} // namespace
+} // namespace sorvane::test
