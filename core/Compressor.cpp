@@ -18,7 +18,10 @@ void copy(std::span<const double> source, std::span<double> destination)
         std::copy(source.begin(), source.end(), destination.begin());
 }
 
-void zero(std::span<double> samples) { std::fill(samples.begin(), samples.end(), 0.0); }
+void zero(std::span<double> samples)
+{
+    std::fill(samples.begin(), samples.end(), 0.0);
+}
 
 template <typename Sample>
 void read(const Sample* source, std::span<double> destination)
@@ -111,8 +114,7 @@ bool Compressor::processCore(const Sample* const* inputs, Sample* const* outputs
     for (std::size_t c = 0; c < block.channels; ++c) {
         read(inputs[c], buffers.channel(WorkBuffers::input, c, block.frames));
         if (block.externalSC)
-            read(c < sideInputs.size() ? sideInputs[c] : nullptr,
-                 buffers.channel(WorkBuffers::side, c, block.frames));
+            read(c < sideInputs.size() ? sideInputs[c] : nullptr, buffers.channel(WorkBuffers::side, c, block.frames));
     }
 
     processBlock(block);
@@ -199,7 +201,8 @@ void Compressor::trimInput(const Block& block) noexcept
     }
 }
 
-/// Parts the wet signal into the band and what stays beside it. The band is the whole signal, so the remainder is silent.
+/// Parts the wet signal into the band and what stays beside it. The band is the whole signal, so the remainder is
+/// silent.
 void Compressor::splitBand(const Block& block) noexcept
 {
     for (std::size_t c = 0; c < block.channels; ++c) {
@@ -302,8 +305,8 @@ void Compressor::trimOutput(const Block& block) noexcept
     }
 }
 
-/// Puts the signal that the user listens to in the output's place. Listening to one channel of two silences the other when
-/// they are mid and side, and plays it on both when they are left and right.
+/// Puts the signal that the user listens to in the output's place. Listening to one channel of two silences the other
+/// when they are mid and side, and plays it on both when they are left and right.
 void Compressor::listen(const Block& block) noexcept
 {
     const auto wet = [&](std::size_t c) { return buffers.channel(WorkBuffers::wet, c, block.frames); };
@@ -319,7 +322,8 @@ void Compressor::listen(const Block& block) noexcept
     if (block.singlePrecision && listensToSideChain())
         for (std::size_t c = 0; c < block.channels; ++c)
             for (double& sample : heard(c))
-                sample = static_cast<double>(static_cast<float>(sample)); // it reaches the host's buffers before decoding
+                sample =
+                    static_cast<double>(static_cast<float>(sample)); // it reaches the host's buffers before decoding
 
     switch (active.coreListen) {
     case CoreListen::output:

@@ -47,14 +47,14 @@ public:
     /// The settings in force.
     [[nodiscard]] const EngineSettings& settings() const noexcept { return active; }
 
-    /// Processes one block. All inputs are read before any output is written, so that they may be the same buffers in any
-    /// order.
-    /// \param inputs      \p channels main inputs and \p sideChains behind them; null is a channel of zeros
+    /// Processes one block. All inputs are read before any output is written, so that they may be the same buffers in
+    /// any order. \param inputs      \p channels main inputs and \p sideChains behind them; null is a channel of zeros
     /// \param outputs     \p channels outputs; null is passed over
     /// \param frames      0 and above
     /// \param channels    1 or 2
     /// \param sideChains  0 to 2
-    /// \return false when the block is larger than any before and there is no memory for it: nothing was read or written
+    /// \return false when the block is larger than any before and there is no memory for it: nothing was read or
+    /// written
     template <typename Sample>
     [[nodiscard]] bool processCore(const Sample* const* inputs, Sample* const* outputs, std::int32_t frames,
                                    std::int32_t channels, std::int32_t sideChains) noexcept;
@@ -70,8 +70,8 @@ private:
     struct Block {
         std::size_t frames;
         std::size_t channels;
-        bool encoded;    ///< the channels are mid and side
-        bool externalSC; ///< the side buffers hold the external side-chain
+        bool encoded;         ///< the channels are mid and side
+        bool externalSC;      ///< the side buffers hold the external side-chain
         bool singlePrecision; ///< the host's samples are floats
     };
 

@@ -21,7 +21,10 @@ constexpr double kLeastRelativeLevel = 1e-10;
 /// Averages shorter than this look-ahead are left out: the second one would have no length.
 constexpr std::int32_t kLeastAveraged = 4;
 
-double inverse(std::uint32_t length) { return length > 0 ? 1.0 / length : 0.0; }
+double inverse(std::uint32_t length)
+{
+    return length > 0 ? 1.0 / length : 0.0;
+}
 
 } // namespace
 
@@ -97,9 +100,9 @@ void DetectorChannel::rebuildAverages() noexcept
     }
 }
 
-/// A cascade of delays of 1, 2, 4 ... samples, each stage passing on the larger of its input and its delayed input, widens
-/// the window from 1 to P; the last stage's delay is shortened so that the whole is exactly n. Costs log2(n) comparisons a
-/// sample for any n.
+/// A cascade of delays of 1, 2, 4 ... samples, each stage passing on the larger of its input and its delayed input,
+/// widens the window from 1 to P; the last stage's delay is shortened so that the whole is exactly n. Costs log2(n)
+/// comparisons a sample for any n.
 void DetectorChannel::slidingMaximum(std::span<double> levels) noexcept
 {
     for (std::int32_t stage = 0; stage < activeLevels; ++stage) {
@@ -192,8 +195,8 @@ double DetectorChannel::gainChangeDb(double level) const noexcept
     return std::copysign(magnitude, change);
 }
 
-/// Two moving averages of 3n/4 and n/4: together a trapezoid as long as the look-ahead, so that the gain arrives exactly
-/// when the held peak does.
+/// Two moving averages of 3n/4 and n/4: together a trapezoid as long as the look-ahead, so that the gain arrives
+/// exactly when the held peak does.
 void DetectorChannel::averageGains(std::span<double> gains) noexcept
 {
     const auto count = static_cast<std::uint32_t>(gains.size());

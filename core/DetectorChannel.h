@@ -18,16 +18,16 @@ enum StateCode : std::int32_t {
 
 /// Turns one channel's side-chain signal into a linear gain for each sample.
 ///
-/// Level, sliding maximum over the look-ahead, an envelope before or after the gain computer, gain computer with knee and
-/// ceiling, smoothing. The detector knows nothing of the audio that the gain is for; the audio has to be delayed by the
-/// look-ahead. Output doesn't depend on how the signal is cut into blocks, and no recursive state ever goes denormal.
-/// Audio thread: process. Any other thread only while process doesn't run. Nothing allocates.
+/// Level, sliding maximum over the look-ahead, an envelope before or after the gain computer, gain computer with knee
+/// and ceiling, smoothing. The detector knows nothing of the audio that the gain is for; the audio has to be delayed by
+/// the look-ahead. Output doesn't depend on how the signal is cut into blocks, and no recursive state ever goes
+/// denormal. Audio thread: process. Any other thread only while process doesn't run. Nothing allocates.
 class DetectorChannel {
 public:
     DetectorChannel() { reset(); }
 
-    /// Replaces the settings from the next process on. A new look-ahead rebuilds the running averages from their history,
-    /// so that the gain makes no step; all other state stays.
+    /// Replaces the settings from the next process on. A new look-ahead rebuilds the running averages from their
+    /// history, so that the gain makes no step; all other state stays.
     void set(const DetectorSettings& newSettings) noexcept { settings = newSettings; }
 
     /// Clears every state: the gain starts at unity.

@@ -11,7 +11,10 @@ namespace {
 constexpr double kMostLookahead = 16384.0;
 
 /// \param samples  0 follows at once
-double onePole(double samples) { return samples > 0.0 ? 1.0 - std::exp(-2.0 / samples) : 1.0; }
+double onePole(double samples)
+{
+    return samples > 0.0 ? 1.0 - std::exp(-2.0 / samples) : 1.0;
+}
 
 void setLookahead(DetectorSettings& settings, std::int32_t samples)
 {

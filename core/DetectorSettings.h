@@ -38,8 +38,8 @@ struct DetectorSettings {
     double releaseCoefficient = 1.0;
     double fastReleaseCoefficient = 1.0;
     double rmsCoefficient = 1.0;
-    double finalCoefficient = 1.0;   ///< of the last smoothing stage, 0.05 ms
-    std::int32_t holdSamples = 0;    ///< before a release begins
+    double finalCoefficient = 1.0;    ///< of the last smoothing stage, 0.05 ms
+    std::int32_t holdSamples = 0;     ///< before a release begins
     std::int32_t requestedLength = 0; ///< look-ahead n in detector samples, 0 to 16384
     std::int32_t treeSize = 1;        ///< P, the smallest power of two not below n
     std::int32_t treeLevels = 0;      ///< log2 P
@@ -50,15 +50,16 @@ struct DetectorSettings {
     bool useSmoothing = false;
 };
 
-/// Look-ahead in samples: truncate(ms rate / 1000), at most 16384. The detector's window and the audio's delay both come
-/// from here, so that at one rate they never differ.
+/// Look-ahead in samples: truncate(ms rate / 1000), at most 16384. The detector's window and the audio's delay both
+/// come from here, so that at one rate they never differ.
 [[nodiscard]] std::int32_t lookaheadSamples(float ms, double rateHz) noexcept;
 
 /// Computes a detector's settings. Any thread; no allocation.
 ///
-/// The knee is the parabola (s / 4K) (d + K)^2 that leaves d = -K flat and joins s d at d = K with slope s. A time t gives
-/// the coefficient 1 - exp(-2 / (t fs)), which reaches 86 % of a step in t.
-/// \param detectorRateHz  rate at which the detector runs, above 0
-[[nodiscard]] DetectorSettings makeDetectorSettings(const DetectorParameters& parameters, double detectorRateHz) noexcept;
+/// The knee is the parabola (s / 4K) (d + K)^2 that leaves d = -K flat and joins s d at d = K with slope s. A time t
+/// gives the coefficient 1 - exp(-2 / (t fs)), which reaches 86 % of a step in t. \param detectorRateHz  rate at which
+/// the detector runs, above 0
+[[nodiscard]] DetectorSettings makeDetectorSettings(const DetectorParameters& parameters,
+                                                    double detectorRateHz) noexcept;
 
 } // namespace sorvane::core

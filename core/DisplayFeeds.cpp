@@ -12,7 +12,10 @@ constexpr std::size_t kSideChainRing = 0;
 constexpr std::size_t kOutputRing = 2;
 constexpr std::size_t kGainRing = 4;
 
-std::size_t channelIndex(std::int32_t channel) { return static_cast<std::uint32_t>(channel) & 1U; }
+std::size_t channelIndex(std::int32_t channel)
+{
+    return static_cast<std::uint32_t>(channel) & 1U;
+}
 
 template <typename Ring>
 void feed(Ring& ring, std::span<const double> samples, std::uint32_t position, std::size_t step)

@@ -12,10 +12,10 @@ namespace sorvane::core {
 /// What the engine leaves for graphs and meters: rings of samples and detector states at a reduced rate, written by the
 /// audio thread and read by the user interface's without a lock.
 ///
-/// One entry stands for `step` samples, plain decimation with no filter. A block's leftover samples are dropped, and one
-/// shorter than the step feeds nothing. A position moves after the entries behind it are written, so a reader that follows
-/// it modulo kEntries sees each entry once.
-/// Audio thread: the feed functions. Any thread: the accessors. reset only while no block runs.
+/// One entry stands for `step` samples, plain decimation with no filter. A block's leftover samples are dropped, and
+/// one shorter than the step feeds nothing. A position moves after the entries behind it are written, so a reader that
+/// follows it modulo kEntries sees each entry once. Audio thread: the feed functions. Any thread: the accessors. reset
+/// only while no block runs.
 class DisplayFeeds {
 public:
     static constexpr std::uint32_t kEntries = 32768;

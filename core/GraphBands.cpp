@@ -17,7 +17,10 @@ struct Band {
     bool second; ///< of the second channel
 };
 
-constexpr std::int32_t wrapped(std::int32_t index, std::int32_t count) { return ((index % count) + count) % count; }
+constexpr std::int32_t wrapped(std::int32_t index, std::int32_t count)
+{
+    return ((index % count) + count) % count;
+}
 
 Band bandAt(std::int32_t band)
 {

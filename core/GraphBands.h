@@ -7,8 +7,8 @@
 namespace sorvane::core {
 
 /// What the frequency graph's twelve bands are made of. Bands 0 to 3 are the first channel's side-chain high-pass,
-/// low-pass and peak and its split, 4 to 7 the second channel's; 8 and 9 are the two edges of the first channel's split,
-/// 10 and 11 of the second's. Field and band wrap: modulo 10 and modulo 12.
+/// low-pass and peak and its split, 4 to 7 the second channel's; 8 and 9 are the two edges of the first channel's
+/// split, 10 and 11 of the second's. Field and band wrap: modulo 10 and modulo 12.
 enum BandField : std::int32_t {
     bandEnable = 0,
     bandRole = 1,

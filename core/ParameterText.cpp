@@ -17,21 +17,30 @@ FixedText& FixedText::add(std::string_view text) noexcept
 
 FixedText& FixedText::add(double x, int decimals) noexcept
 {
-    const auto end = std::to_chars(characters + length, characters + kParameterTextBytes - 1, x,
-                                   std::chars_format::fixed, decimals);
+    const auto end =
+        std::to_chars(characters + length, characters + kParameterTextBytes - 1, x, std::chars_format::fixed, decimals);
     if (end.ec == std::errc{})
         length = static_cast<std::size_t>(end.ptr - characters);
     characters[length] = 0;
     return *this;
 }
 
-FixedText& FixedText::add(std::int32_t x) noexcept { return add(static_cast<double>(x), 0); }
+FixedText& FixedText::add(std::int32_t x) noexcept
+{
+    return add(static_cast<double>(x), 0);
+}
 
-void FixedText::copyTo(char* destination) const noexcept { std::copy_n(characters, length + 1, destination); }
+void FixedText::copyTo(char* destination) const noexcept
+{
+    std::copy_n(characters, length + 1, destination);
+}
 
 namespace {
 
-double decibels(double gain) { return 20.0 * std::log10(gain); }
+double decibels(double gain)
+{
+    return 20.0 * std::log10(gain);
+}
 
 FixedText balanceText(double value)
 {

@@ -11,8 +11,8 @@ namespace sorvane::core {
 /// Room that every text of a parameter fits in, its terminating 0 included.
 inline constexpr std::size_t kParameterTextBytes = 64;
 
-/// Text of a fixed size that grows at its end and is always terminated; what doesn't fit is cut. Numbers print as in the
-/// C locale, whatever the process's locale says: hosts set one.
+/// Text of a fixed size that grows at its end and is always terminated; what doesn't fit is cut. Numbers print as in
+/// the C locale, whatever the process's locale says: hosts set one.
 class FixedText {
 public:
     FixedText& add(std::string_view text) noexcept;

@@ -10,9 +10,15 @@ namespace sorvane::core {
 namespace {
 
 /// Like std::clamp, but NaN gives \p low.
-double bounded(double x, double low, double high) { return x > low ? std::min(x, high) : low; }
+double bounded(double x, double low, double high)
+{
+    return x > low ? std::min(x, high) : low;
+}
 
-double roundedDownToMultiple(double x, double step) { return x - std::fmod(x, step); }
+double roundedDownToMultiple(double x, double step)
+{
+    return x - std::fmod(x, step);
+}
 
 double engineeringValue(double n, double low, double high, ScaleType scale)
 {

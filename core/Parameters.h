@@ -56,6 +56,9 @@ using ParamTable = std::array<ParamRecord, kNumParams>;
 [[nodiscard]] const ParamTable& factoryParameters();
 
 /// \return what step kOverSample and the like mean: true for a value other than 0
-[[nodiscard]] inline bool isOn(const ParamRecord& parameter) noexcept { return parameter.value != 0.0F; }
+[[nodiscard]] inline bool isOn(const ParamRecord& parameter) noexcept
+{
+    return parameter.value != 0.0F;
+}
 
 } // namespace sorvane::core

@@ -129,7 +129,10 @@ void Plug::updateLatency()
         callHost(host::hostIOChanged);
 }
 
-void Plug::setAutoListenEnabled(bool on) { autoListenEnabled = on; }
+void Plug::setAutoListenEnabled(bool on)
+{
+    autoListenEnabled = on;
+}
 
 void Plug::armAutoListen(std::int32_t mode)
 {
@@ -195,7 +198,10 @@ float Plug::getLevelMeter(std::int32_t channel) const
     return static_cast<float>(meterLevel[channel == 0 ? 0 : 1].load());
 }
 
-float Plug::getReductionMeter(std::int32_t channel) { return engine.displayFeeds().reductionMeter(channel); }
+float Plug::getReductionMeter(std::int32_t channel)
+{
+    return engine.displayFeeds().reductionMeter(channel);
+}
 
 const dsp::Relaxed<float>* Plug::getDisplayRing(std::int32_t index) const
 {
@@ -207,7 +213,10 @@ const dsp::Relaxed<std::int32_t>* Plug::getStateRing(std::int32_t channel) const
     return engine.displayFeeds().stateRing(channel);
 }
 
-std::uint32_t Plug::getRingPosition(std::int32_t index) const { return engine.displayFeeds().ringPosition(index); }
+std::uint32_t Plug::getRingPosition(std::int32_t index) const
+{
+    return engine.displayFeeds().ringPosition(index);
+}
 
 void Plug::getOutputSamples(double* destination, std::int32_t count, std::int32_t channel) const
 {
@@ -223,9 +232,15 @@ std::int32_t Plug::bandParameter(std::int32_t field, std::int32_t band) const
     return core::bandParameter(field, band);
 }
 
-float Plug::bandValue(std::int32_t field, std::int32_t band) const { return core::bandValue(field, band, paramTable); }
+float Plug::bandValue(std::int32_t field, std::int32_t band) const
+{
+    return core::bandValue(field, band, paramTable);
+}
 
-std::uint32_t Plug::bandFeatures(std::int32_t band) const { return core::bandFeatures(band, paramTable); }
+std::uint32_t Plug::bandFeatures(std::int32_t band) const
+{
+    return core::bandFeatures(band, paramTable);
+}
 
 void Plug::bandText(std::int32_t field, std::int32_t band, char* text, std::int32_t flag) const
 {
@@ -234,9 +249,15 @@ void Plug::bandText(std::int32_t field, std::int32_t band, char* text, std::int3
         formatParameter(tag, toNormalised(tag, bandValue(field, band)), text, flag);
 }
 
-void Plug::processBlock(float** inputs, float** outputs, std::int32_t frames) { process(inputs, outputs, frames); }
+void Plug::processBlock(float** inputs, float** outputs, std::int32_t frames)
+{
+    process(inputs, outputs, frames);
+}
 
-void Plug::processBlock(double** inputs, double** outputs, std::int32_t frames) { process(inputs, outputs, frames); }
+void Plug::processBlock(double** inputs, double** outputs, std::int32_t frames)
+{
+    process(inputs, outputs, frames);
+}
 
 template <typename Sample>
 void Plug::process(Sample** inputs, Sample** outputs, std::int32_t frames) noexcept

@@ -14,9 +14,10 @@ namespace sorvane::core {
 
 /// The effect: parameters, engine, display feeds, over the class chain that every host format drives.
 ///
-/// Threads: block entries on the host's audio thread, one at a time; parameters on any thread; resume, banks and programs on
-/// any but the audio thread, also beside a running block, which is then silent. Some 4 MB: never on a stack.
-class Plug : public host::PlugBaseJSON {
+/// Threads: block entries on the host's audio thread, one at a time; parameters on any thread; resume, banks and
+/// programs on any but the audio thread, also beside a running block, which is then silent. Some 3 MB: never on a
+/// stack. Final, since the timer's thread calls it from the end of its constructor on.
+class Plug final : public host::PlugBaseJSON {
 public:
     static constexpr std::uint32_t kOutputRingLength = 8192;
 
@@ -43,8 +44,8 @@ public:
 
     /// Lets beginEdit on a frequency switch to listening to what it moves.
     virtual void setAutoListenEnabled(bool on);
-    /// Listens as if a frequency of that mode were held: 0 and 1 side-chain and split of the first channel, 2 and 3 of the
-    /// second.
+    /// Listens as if a frequency of that mode were held: 0 and 1 side-chain and split of the first channel, 2 and 3 of
+    /// the second.
     virtual void armAutoListen(std::int32_t mode);
     /// Brings the user's preferences in force.
     virtual void applyGlobalPrefs();
@@ -105,9 +106,9 @@ private:
     Compressor engine;
     dsp::Relaxed<double> engineRate{44100.0}; ///< of the engine, as resume set it
 
-    platform::WaitFreeLock blockGate;      ///< held while a block runs, and while resume keeps blocks out
-    platform::WaitFreeLock updateLock;     ///< one update at a time
-    host::AtomicFlag updateRequested;      ///< some change isn't in the published settings yet
+    platform::WaitFreeLock blockGate;           ///< held while a block runs, and while resume keeps blocks out
+    platform::WaitFreeLock updateLock;          ///< one update at a time
+    host::AtomicFlag updateRequested;           ///< some change isn't in the published settings yet
     std::atomic<std::thread::id> audioThread{}; ///< that ran the last block
 };
 

@@ -26,9 +26,9 @@ enum ListenCode : std::int32_t {
 
 /// Signal of each listen code.
 constexpr std::array<CoreListen, 9> kCoreListen = {
-    CoreListen::sideChain,       CoreListen::output,         CoreListen::output,
-    CoreListen::passBand,        CoreListen::difference,     CoreListen::sideChainFirst,
-    CoreListen::sideChainSecond, CoreListen::splitFirst,     CoreListen::splitSecond,
+    CoreListen::sideChain,       CoreListen::output,     CoreListen::output,
+    CoreListen::passBand,        CoreListen::difference, CoreListen::sideChainFirst,
+    CoreListen::sideChainSecond, CoreListen::splitFirst, CoreListen::splitSecond,
 };
 
 /// Display entries are made at 5 for each 44100 Hz of the rate; the step is rounded to 32 bits before it is cut.
@@ -42,7 +42,10 @@ bool hearsBandOnly(std::int32_t code)
     return code == listenSplit || code == listenSplitFirst || code == listenSplitSecond;
 }
 
-double gainOfDecibels(double decibels) { return std::pow(10.0, decibels * 0.05); }
+double gainOfDecibels(double decibels)
+{
+    return std::pow(10.0, decibels * 0.05);
+}
 
 } // namespace
 
@@ -53,8 +56,8 @@ bool Plug::onAudioThread() const noexcept
            audioThread.load(std::memory_order_relaxed) == std::this_thread::get_id();
 }
 
-/// Whoever holds the lock works for all: a thread that may not wait leaves its request, and the holder looks for one after
-/// it has let go, so that none is lost.
+/// Whoever holds the lock works for all: a thread that may not wait leaves its request, and the holder looks for one
+/// after it has let go, so that none is lost.
 void Plug::updateParameters(bool)
 {
     updateRequested.set();

@@ -11,7 +11,10 @@ namespace {
 #define SORVANE_TEXT_OF(...) SORVANE_TEXT(__VA_ARGS__)
 constexpr std::string_view kEnumeration = SORVANE_TEXT_OF(SORVANE_TAGS);
 
-constexpr bool isBlank(char c) { return static_cast<unsigned char>(c) <= 32; }
+constexpr bool isBlank(char c)
+{
+    return static_cast<unsigned char>(c) <= 32;
+}
 
 std::string_view skipBlanks(std::string_view text)
 {

@@ -16,14 +16,15 @@ public:
     /// The table of SORVANE_TAGS.
     static const TagTable& instance();
 
-    /// Parses the text of an enumeration: names parted by commas, `name=N` sets the running number, which starts at 0 and
-    /// rises by one after each name. Characters up to the blank are skipped round a name.
+    /// Parses the text of an enumeration: names parted by commas, `name=N` sets the running number, which starts at 0
+    /// and rises by one after each name. Characters up to the blank are skipped round a name.
     explicit TagTable(std::string_view enumeration);
 
     /// \return the number of the tag of exactly this name, case included; none for an unknown one
     [[nodiscard]] std::optional<std::int32_t> number(std::string_view name) const;
 
-    /// \return the number if the name is that of a parameter (0 to 91); none for the editor's tags, counts and unknown names
+    /// \return the number if the name is that of a parameter (0 to 91); none for the editor's tags, counts and unknown
+    /// names
     [[nodiscard]] std::optional<std::int32_t> parameter(std::string_view name) const;
 
     /// \return the first name with this number; empty for none

@@ -4,9 +4,9 @@
 
 namespace sorvane::core {
 
-// The one source of all tag numbers, as the text of an enumeration: it makes the enumerators below and, as a string, what
-// TagTable parses, so that the two can't drift apart. Numbers 0 to 91 are the host's parameters, 500 to 580 are tags of
-// the editor. Hosts, chunks and scripts hold these names and numbers: never reorder them.
+// The one source of all tag numbers, as the text of an enumeration: it makes the enumerators below and, as a string,
+// what TagTable parses, so that the two can't drift apart. Numbers 0 to 91 are the host's parameters, 500 to 580 are
+// tags of the editor. Hosts, chunks and scripts hold these names and numbers: never reorder them.
 // clang-format off
 #define SORVANE_TAGS \
     kBypass, kIpTrim, kMakeup, kDryGain, kOpTrim, kMuteComp, kMuteDry, kMuteOutput, kThreshold, kRatio, kExcite, \
@@ -42,6 +42,9 @@ inline constexpr std::int32_t kTwinOffset = kIpTrimB - kIpTrim;
 static_assert(kNumParams == 92 && kTwinOffset == 37 && kGUIMIDILearn == 580);
 
 /// Whether \p index names a parameter of the host.
-[[nodiscard]] constexpr bool isParameter(std::int32_t index) noexcept { return index >= 0 && index < kNumParams; }
+[[nodiscard]] constexpr bool isParameter(std::int32_t index) noexcept
+{
+    return index >= 0 && index < kNumParams;
+}
 
 } // namespace sorvane::core

@@ -6,8 +6,8 @@
 
 namespace sorvane::host {
 
-/// An effect's editor as the effect and the host see it. It lives as long as its effect, which owns it; its window exists
-/// only between open and close.
+/// An effect's editor as the effect and the host see it. It lives as long as its effect, which owns it; its window
+/// exists only between open and close.
 class AEffEditor {
 public:
     AEffEditor() = default;

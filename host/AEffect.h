@@ -57,8 +57,8 @@ enum EffectFlag : std::int32_t {
     effectCanDoubleReplacing = 1 << 12,
 };
 
-/// What a host asks of an effect through its dispatcher. Numbers as in the public interface; those that this effect has no
-/// answer for are left out.
+/// What a host asks of an effect through its dispatcher. Numbers as in the public interface; those that this effect has
+/// no answer for are left out.
 enum EffectOpcode : std::int32_t {
     effectOpen = 0,
     effectClose = 1,

@@ -9,8 +9,8 @@
 
 namespace sorvane::host {
 
-/// Messages for the user, raised on any thread but the audio thread and shown where there is somebody to read them: by an
-/// open editor, or by the command-line tool. Process-wide; what isn't shown stays queued.
+/// Messages for the user, raised on any thread but the audio thread and shown where there is somebody to read them: by
+/// an open editor, or by the command-line tool. Process-wide; what isn't shown stays queued.
 class Alerts : private PlugBaseMutex {
 public:
     static Alerts& instance();
@@ -18,8 +18,8 @@ public:
     /// Queues a message. Without memory for it, it is lost.
     void add(const std::string& title, const std::string& text) noexcept;
 
-    /// Shows the messages queued so far, one after the other, and removes exactly those; more may come in meanwhile. A call
-    /// from within \p show, as from a message box that keeps events running, does nothing.
+    /// Shows the messages queued so far, one after the other, and removes exactly those; more may come in meanwhile. A
+    /// call from within \p show, as from a message box that keeps events running, does nothing.
     void showPending(const std::function<void(const std::string& title, const std::string& text)>& show);
 
 private:

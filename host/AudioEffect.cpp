@@ -6,7 +6,10 @@ namespace sorvane::host {
 
 namespace {
 
-AudioEffect& effectOf(AEffect* record) { return *static_cast<AudioEffect*>(record->object); }
+AudioEffect& effectOf(AEffect* record)
+{
+    return *static_cast<AudioEffect*>(record->object);
+}
 
 /// Runs one call of the host's; whatever it throws ends here.
 template <typename Call>
@@ -142,7 +145,10 @@ Pointer AudioEffect::dispatcher(std::int32_t opcode, std::int32_t index, Pointer
 
 void AudioEffect::setParameter(std::int32_t, float) {}
 
-float AudioEffect::getParameter(std::int32_t) const { return 0.0F; }
+float AudioEffect::getParameter(std::int32_t) const
+{
+    return 0.0F;
+}
 
 void AudioEffect::setParameterAutomated(std::int32_t index, float normal)
 {
@@ -150,15 +156,30 @@ void AudioEffect::setParameterAutomated(std::int32_t index, float normal)
     callHost(hostAutomate, index, 0, nullptr, normal);
 }
 
-void AudioEffect::getProgramName(char* name) const { clearText(name); }
+void AudioEffect::getProgramName(char* name) const
+{
+    clearText(name);
+}
 
-void AudioEffect::getParameterDisplay(std::int32_t, char* text) const { clearText(text); }
+void AudioEffect::getParameterDisplay(std::int32_t, char* text) const
+{
+    clearText(text);
+}
 
-void AudioEffect::getParameterName(std::int32_t, char* name) const { clearText(name); }
+void AudioEffect::getParameterName(std::int32_t, char* name) const
+{
+    clearText(name);
+}
 
-std::int32_t AudioEffect::getChunk(void**, bool) { return 0; }
+std::int32_t AudioEffect::getChunk(void**, bool)
+{
+    return 0;
+}
 
-std::int32_t AudioEffect::setChunk(const void*, std::int32_t, bool) { return 0; }
+std::int32_t AudioEffect::setChunk(const void*, std::int32_t, bool)
+{
+    return 0;
+}
 
 Pointer AudioEffect::callHost(HostOpcode opcode, std::int32_t index, Pointer value, void* data, float option) const
 {
@@ -178,7 +199,8 @@ std::int32_t AudioEffect::getInitialDelay() const noexcept
 
 bool AudioEffect::setInitialDelay(std::int32_t samples) noexcept
 {
-    return std::atomic_ref(cEffect.initialDelay).exchange(samples, std::memory_order_relaxed) != samples;
+    return getInitialDelay() != samples &&
+           std::atomic_ref(cEffect.initialDelay).exchange(samples, std::memory_order_relaxed) != samples;
 }
 
 void AudioEffect::setEditor(std::unique_ptr<AEffEditor> newEditor)

@@ -9,8 +9,8 @@
 
 namespace sorvane::host {
 
-/// The effect as its host drives it: the first half of the public VST 2.4 class interface, with the record and its entry
-/// points. Operations that an effect doesn't override do nothing and answer a neutral value.
+/// The effect as its host drives it: the first half of the public VST 2.4 class interface, with the record and its
+/// entry points. Operations that an effect doesn't override do nothing and answer a neutral value.
 ///
 /// No exception leaves an entry point: a host is C code, or built by another compiler.
 class AudioEffect {

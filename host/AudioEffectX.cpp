@@ -53,11 +53,20 @@ Pointer AudioEffectX::dispatcher(std::int32_t opcode, std::int32_t index, Pointe
     return AudioEffect::dispatcher(opcode, index, value, data, option);
 }
 
-bool AudioEffectX::getProgramNameIndexed(std::int32_t, char*) const { return false; }
+bool AudioEffectX::getProgramNameIndexed(std::int32_t, char*) const
+{
+    return false;
+}
 
-bool AudioEffectX::getInputProperties(std::int32_t, PinProperties*) const { return false; }
+bool AudioEffectX::getInputProperties(std::int32_t, PinProperties*) const
+{
+    return false;
+}
 
-bool AudioEffectX::getOutputProperties(std::int32_t, PinProperties*) const { return false; }
+bool AudioEffectX::getOutputProperties(std::int32_t, PinProperties*) const
+{
+    return false;
+}
 
 bool AudioEffectX::getSpeakerArrangement(SpeakerArrangement** input, SpeakerArrangement** output) const
 {
@@ -68,18 +77,39 @@ bool AudioEffectX::getSpeakerArrangement(SpeakerArrangement** input, SpeakerArra
     return false;
 }
 
-bool AudioEffectX::setBypass(bool) { return false; }
+bool AudioEffectX::setBypass(bool)
+{
+    return false;
+}
 
-bool AudioEffectX::processEvents(const Events*) { return false; }
+bool AudioEffectX::processEvents(const Events*)
+{
+    return false;
+}
 
-bool AudioEffectX::getEffectName(char*) const { return false; }
+bool AudioEffectX::getEffectName(char*) const
+{
+    return false;
+}
 
-bool AudioEffectX::getVendorString(char*) const { return false; }
+bool AudioEffectX::getVendorString(char*) const
+{
+    return false;
+}
 
-bool AudioEffectX::getProductString(char*) const { return false; }
+bool AudioEffectX::getProductString(char*) const
+{
+    return false;
+}
 
-Pointer AudioEffectX::vendorSpecific(std::int32_t, Pointer, void*, float) { return 0; }
+Pointer AudioEffectX::vendorSpecific(std::int32_t, Pointer, void*, float)
+{
+    return 0;
+}
 
-std::int32_t AudioEffectX::canDo(const char*) const { return 0; }
+std::int32_t AudioEffectX::canDo(const char*) const
+{
+    return 0;
+}
 
 } // namespace sorvane::host

@@ -11,8 +11,8 @@ class PlugBase;
 
 /// The process-wide 10 ms timer: each tick calls onTimer and then the editor's idle of every instance.
 ///
-/// Its thread is the user interface thread of a plug-in that owns no message loop. It runs while there are instances: the
-/// first one starts it, the last one joins it, and nothing is left when the library is unloaded.
+/// Its thread is the user interface thread of a plug-in that owns no message loop. It runs while there are instances:
+/// the first one starts it, the last one joins it, and nothing is left when the library is unloaded.
 class InstanceTimer : private PlugBaseThread {
 public:
     static InstanceTimer& instance();
@@ -31,7 +31,8 @@ private:
     void tick() override;
     void erase(PlugBase& instance);
 
-    // The list belongs to the worker while that runs, and to whoever holds the mutex and has stopped the worker otherwise.
+    // The list belongs to the worker while that runs, and to whoever holds the mutex and has stopped the worker
+    // otherwise.
     std::mutex lifecycle;
     std::vector<PlugBase*> instances;
     std::size_t cursor = 0; // of the tick in progress

@@ -123,8 +123,8 @@ void PlugBase::setParameter(std::int32_t index, float normal)
         editor->setParameter(index, normal);
 }
 
-/// Writes a value everywhere that holds it. When two threads set one parameter at once, whichever writes last looks again,
-/// so that value and normal end as a pair.
+/// Writes a value everywhere that holds it. When two threads set one parameter at once, whichever writes last looks
+/// again, so that value and normal end as a pair.
 void PlugBase::storeParameter(std::int32_t index, float normal)
 {
     const auto slot = static_cast<std::size_t>(index);
@@ -177,9 +177,15 @@ void PlugBase::setProgram(std::int32_t program)
     updateParameters(true);
 }
 
-void PlugBase::setProgramName(const char* name) { setProgramNameIndexed(name, curProgram); }
+void PlugBase::setProgramName(const char* name)
+{
+    setProgramNameIndexed(name, curProgram);
+}
 
-void PlugBase::getProgramName(char* name) const { (void)getProgramNameIndexed(curProgram, name); }
+void PlugBase::getProgramName(char* name) const
+{
+    (void)getProgramNameIndexed(curProgram, name);
+}
 
 void PlugBase::setProgramNameIndexed(const char* name, std::int32_t index)
 {
@@ -195,7 +201,10 @@ bool PlugBase::getProgramNameIndexed(std::int32_t index, char* name) const
     return true;
 }
 
-void PlugBase::getParameterDisplay(std::int32_t index, char* text) const { getParameterText(index, text, 0); }
+void PlugBase::getParameterDisplay(std::int32_t index, char* text) const
+{
+    getParameterText(index, text, 0);
+}
 
 void PlugBase::getParameterName(std::int32_t index, char* name) const
 {
@@ -310,9 +319,15 @@ std::int32_t PlugBase::getParameterScale(std::int32_t index) const
     return isParameter(index) ? static_cast<std::int32_t>(parameter(index).scale) : -1;
 }
 
-float PlugBase::getParameterMin(std::int32_t index) const { return isParameter(index) ? parameter(index).min : 0.0F; }
+float PlugBase::getParameterMin(std::int32_t index) const
+{
+    return isParameter(index) ? parameter(index).min : 0.0F;
+}
 
-float PlugBase::getParameterMax(std::int32_t index) const { return isParameter(index) ? parameter(index).max : 1.0F; }
+float PlugBase::getParameterMax(std::int32_t index) const
+{
+    return isParameter(index) ? parameter(index).max : 1.0F;
+}
 
 std::int32_t PlugBase::getParameterSteps(std::int32_t index) const
 {

@@ -35,9 +35,9 @@ struct ChannelName {
 
 /// An effect's parameters, its program, eight A/B banks and undo history, over the public interface.
 ///
-/// Values may be set and read on any thread, the audio thread included: each is one relaxed atomic. Everything that takes
-/// an index guards it: outside 0 to 91 it reads as a neutral value and writes nothing. The undo history belongs to the user
-/// interface thread.
+/// Values may be set and read on any thread, the audio thread included: each is one relaxed atomic. Everything that
+/// takes an index guards it: outside 0 to 91 it reads as a neutral value and writes nothing. The undo history belongs
+/// to the user interface thread.
 class PlugBase : public AudioEffectX {
 public:
     static constexpr std::int32_t kNumBanks = 8;
@@ -78,8 +78,8 @@ public:
     /// \return 0 for a continuous parameter, 1 for a switch, else the number of values
     [[nodiscard]] virtual std::int32_t getParameterSteps(std::int32_t index) const;
     [[nodiscard]] virtual std::int32_t getParameterStepSize(std::int32_t index) const;
-    /// For stepped parameters: the fraction of the range that a normalised value stands at, or the normalised value of a
-    /// fraction; any other gives \p x.
+    /// For stepped parameters: the fraction of the range that a normalised value stands at, or the normalised value of
+    /// a fraction; any other gives \p x.
     [[nodiscard]] virtual float snapParameter(std::int32_t index, float x, bool toFraction) const;
     [[nodiscard]] virtual std::uint32_t getParameterFlags(std::int32_t index) const;
 

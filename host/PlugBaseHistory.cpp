@@ -8,7 +8,10 @@ namespace sorvane::host {
 
 namespace {
 
-bool isSnapshot(std::int32_t tag) { return tag == markerPresetSnapshot || tag == markerBankSnapshot; }
+bool isSnapshot(std::int32_t tag)
+{
+    return tag == markerPresetSnapshot || tag == markerBankSnapshot;
+}
 
 } // namespace
 
@@ -73,8 +76,8 @@ void PlugBase::endEdit(std::int32_t tag)
     if (isSnapshot(tag)) {
         redoStack.clear();
     } else if (core::isParameter(tag)) {
-        const auto last =
-            std::find_if(undoStack.rbegin(), undoStack.rend(), [&](const UndoEntry& entry) { return entry.tag == tag; });
+        const auto last = std::find_if(undoStack.rbegin(), undoStack.rend(),
+                                       [&](const UndoEntry& entry) { return entry.tag == tag; });
         if (last != undoStack.rend() && last->value == getParameter(tag))
             undoStack.erase(std::next(last).base()); // nothing changed: no step
         else if (!inHistoryStep)
@@ -84,9 +87,15 @@ void PlugBase::endEdit(std::int32_t tag)
     callHost(hostEndEdit, tag);
 }
 
-void PlugBase::setValueWithEdit(std::int32_t index, float value) { setNormalWithEdit(index, toNormalised(index, value)); }
+void PlugBase::setValueWithEdit(std::int32_t index, float value)
+{
+    setNormalWithEdit(index, toNormalised(index, value));
+}
 
-void PlugBase::setValueInGroup(std::int32_t index, float value) { setNormalInGroup(index, toNormalised(index, value)); }
+void PlugBase::setValueInGroup(std::int32_t index, float value)
+{
+    setNormalInGroup(index, toNormalised(index, value));
+}
 
 void PlugBase::setNormalWithEdit(std::int32_t index, float normal)
 {
@@ -102,7 +111,10 @@ void PlugBase::setNormalInGroup(std::int32_t index, float normal)
     endUndoGroup();
 }
 
-void PlugBase::beginUndoGroup() { undoStack.push_back({markerGroupBegin, 0.0F}); }
+void PlugBase::beginUndoGroup()
+{
+    undoStack.push_back({markerGroupBegin, 0.0F});
+}
 
 void PlugBase::endUndoGroup()
 {

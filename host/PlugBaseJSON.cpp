@@ -4,7 +4,10 @@
 
 namespace sorvane::host {
 
-PlugBaseJSON::PlugBaseJSON(HostCallback callback) : PlugBase(callback) { setFlag(effectProgramChunks, true); }
+PlugBaseJSON::PlugBaseJSON(HostCallback callback) : PlugBase(callback)
+{
+    setFlag(effectProgramChunks, true);
+}
 
 void PlugBaseJSON::setParameter(std::int32_t index, float normal)
 {
@@ -12,6 +15,9 @@ void PlugBaseJSON::setParameter(std::int32_t index, float normal)
     PlugBase::setParameter(index, normal);
 }
 
-void PlugBaseJSON::setCompressionLevel(std::int32_t level) { compressionLevel = std::clamp(level, 0, 9); }
+void PlugBaseJSON::setCompressionLevel(std::int32_t level)
+{
+    compressionLevel = std::clamp(level, 0, 9);
+}
 
 } // namespace sorvane::host

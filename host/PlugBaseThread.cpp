@@ -53,7 +53,10 @@ void PlugBaseThread::requestStop() noexcept
         wake.release();
 }
 
-bool PlugBaseThread::isWorker() const noexcept { return worker.load() == std::this_thread::get_id(); }
+bool PlugBaseThread::isWorker() const noexcept
+{
+    return worker.load() == std::this_thread::get_id();
+}
 
 void PlugBaseThread::run()
 {

@@ -9,8 +9,8 @@ namespace sorvane::host {
 
 /// A thread that does the same thing again and again, with a pause after each time.
 ///
-/// start and stopAndWait from any thread but the worker itself, one at a time. A derived class stops the thread before its
-/// own members go.
+/// start and stopAndWait from any thread but the worker itself, one at a time. A derived class stops the thread before
+/// its own members go.
 class PlugBaseThread {
 public:
     /// \param pauseMs  between two ticks

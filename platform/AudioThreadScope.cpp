@@ -10,10 +10,19 @@ namespace {
 
 } // namespace
 
-AudioThreadScope::AudioThreadScope() noexcept { ++depth; }
+AudioThreadScope::AudioThreadScope() noexcept
+{
+    ++depth;
+}
 
-AudioThreadScope::~AudioThreadScope() noexcept { --depth; }
+AudioThreadScope::~AudioThreadScope() noexcept
+{
+    --depth;
+}
 
-bool AudioThreadScope::active() noexcept { return depth > 0; }
+bool AudioThreadScope::active() noexcept
+{
+    return depth > 0;
+}
 
 } // namespace sorvane::platform

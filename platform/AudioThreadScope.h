@@ -4,8 +4,8 @@ namespace sorvane::platform {
 
 /// Marks the calling thread as the audio thread for the scope's lifetime.
 ///
-/// Every entry that a host calls on its real-time thread opens one. Code that must not run there (locks that wait, memory,
-/// files, filter design) asks active() and either asserts or leaves its work to another thread. Scopes nest.
+/// Every entry that a host calls on its real-time thread opens one. Code that must not run there (locks that wait,
+/// memory, files, filter design) asks active() and either asserts or leaves its work to another thread. Scopes nest.
 /// Any thread; costs one thread-local increment.
 class AudioThreadScope {
 public:

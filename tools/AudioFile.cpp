@@ -28,8 +28,8 @@ std::uint32_t littleEndian(const std::array<char, 4>& bytes)
     return number;
 }
 
-/// Bytes that the data chunk of a WAV file promises beyond the file's end. The library takes such a file for a shorter one
-/// and says nothing. Sizes of 0 and from 2^32 - 2^12 are what programs write that don't know the length yet.
+/// Bytes that the data chunk of a WAV file promises beyond the file's end. The library takes such a file for a shorter
+/// one and says nothing. Sizes of 0 and from 2^32 - 2^12 are what programs write that don't know the length yet.
 std::uint64_t missingBytes(const std::string& path)
 {
     std::error_code error;
@@ -52,7 +52,10 @@ std::uint64_t missingBytes(const std::string& path)
     return 0;
 }
 
-std::string reasonOf(SNDFILE* file) { return sf_strerror(file); }
+std::string reasonOf(SNDFILE* file)
+{
+    return sf_strerror(file);
+}
 
 std::string lowered(std::string text)
 {
@@ -115,7 +118,8 @@ AudioReader::AudioReader(std::string filePath) : name(std::move(filePath))
         throw Failure(ExitCode::input,
                       name + ": a rate of " + std::to_string(info.samplerate) + " Hz; 1 Hz to 1 MHz are supported");
     if (const std::uint64_t missing = missingBytes(name); missing > 0)
-        throw Failure(ExitCode::input, name + ": cut short: its last " + std::to_string(missing) + " bytes are missing");
+        throw Failure(ExitCode::input,
+                      name + ": cut short: its last " + std::to_string(missing) + " bytes are missing");
 }
 
 std::optional<std::int64_t> AudioReader::frames() const

@@ -18,8 +18,9 @@ namespace sorvane::tools {
 
 namespace {
 
-constexpr std::array kScaleNames = {"linear",      "exponential", "square",        "cubic",      "enumeration", "slope",
-                                    "switch",      "octaveSlope", "centred cubic", "powerOfTwo", "whole",       "fourthPower"};
+constexpr std::array kScaleNames = {"linear",        "exponential", "square", "cubic",
+                                    "enumeration",   "slope",       "switch", "octaveSlope",
+                                    "centred cubic", "powerOfTwo",  "whole",  "fourthPower"};
 
 std::string display(const core::Plug& plug, std::int32_t tag)
 {
@@ -28,7 +29,10 @@ std::string display(const core::Plug& plug, std::int32_t tag)
     return text;
 }
 
-std::string unit(std::int32_t tag) { return core::factoryParameters()[static_cast<std::size_t>(tag)].unit.data(); }
+std::string unit(std::int32_t tag)
+{
+    return core::factoryParameters()[static_cast<std::size_t>(tag)].unit.data();
+}
 
 std::string name(const core::Plug& plug, std::int32_t tag)
 {
@@ -38,7 +42,10 @@ std::string name(const core::Plug& plug, std::int32_t tag)
 }
 
 /// The value as JSON prints it best: with the digits that 32 bits hold.
-nlohmann::json number(float value) { return nlohmann::json::parse(shortest(value)); }
+nlohmann::json number(float value)
+{
+    return nlohmann::json::parse(shortest(value));
+}
 
 void listAsJson(const core::Plug& plug, std::ostream& out)
 {

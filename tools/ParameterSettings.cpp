@@ -17,7 +17,10 @@ namespace {
 
 constexpr std::size_t kMostSettingsBytes = 1024 * 1024;
 
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+char lower(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 /// Edits that turn one name into the other; a change of case counts none.
 std::size_t editDistance(std::string_view a, std::string_view b)

@@ -21,9 +21,15 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+double secondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
 
-double decibels(double gain) { return 20.0 * std::log10(gain); }
+double decibels(double gain)
+{
+    return 20.0 * std::log10(gain);
+}
 
 /// The side of the host that an offline render answers for.
 host::Pointer offlineHost(host::AEffect*, std::int32_t opcode, std::int32_t, host::Pointer, void*, float)
@@ -72,8 +78,7 @@ public:
     BlockBuffers(std::int32_t frames, int channelCount)
         : channels(static_cast<std::size_t>(channelCount)), storage(static_cast<std::size_t>(frames) * 6),
           size(static_cast<std::size_t>(frames))
-    {
-    }
+    {}
 
     /// \p place 0 and 1 main inputs, 2 and 3 side-chain, 4 and 5 outputs
     [[nodiscard]] Sample* buffer(std::size_t place) { return storage.data() + place * size; }
@@ -222,8 +227,8 @@ private:
     void noteGains()
     {
         for (std::size_t c = 0; c < report.lowestGain.size(); ++c)
-            report.lowestGain[c] = std::min<double>(report.lowestGain[c],
-                                                    plug->getReductionMeter(static_cast<std::int32_t>(c)));
+            report.lowestGain[c] =
+                std::min<double>(report.lowestGain[c], plug->getReductionMeter(static_cast<std::int32_t>(c)));
     }
 
     template <typename Sample>
@@ -256,7 +261,10 @@ double rms(const Level& level, std::int64_t frames)
     return frames > 0 ? std::sqrt(level.sumOfSquares / static_cast<double>(frames)) : 0.0;
 }
 
-std::string fixed(double x, int decimals) { return core::FixedText().add(x, decimals).c_str(); }
+std::string fixed(double x, int decimals)
+{
+    return core::FixedText().add(x, decimals).c_str();
+}
 
 std::string levelText(const Level& level, std::int64_t frames)
 {
@@ -272,7 +280,10 @@ nlohmann::ordered_json jsonDecibels(double gain)
     return nullptr;
 }
 
-double reductionDb(double lowestGain) { return lowestGain < 1.0 ? -decibels(lowestGain) : 0.0; }
+double reductionDb(double lowestGain)
+{
+    return lowestGain < 1.0 ? -decibels(lowestGain) : 0.0;
+}
 
 } // namespace
 
@@ -328,8 +339,7 @@ void writeReport(const RenderReport& report, const RenderOptions& options)
         json["outputRmsDb"].push_back(jsonDecibels(rms(report.after[c], report.frames)));
     }
     json["clipped"] = report.clipped;
-    json["secondsPerSecond"] =
-        static_cast<double>(report.frames) / report.rateHz / std::max(report.workSeconds, 1e-9);
+    json["secondsPerSecond"] = static_cast<double>(report.frames) / report.rateHz / std::max(report.workSeconds, 1e-9);
 
     const host::UserFile file = host::openUserFile(options.report, "wb");
     const std::string text = json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";

@@ -72,9 +72,8 @@ TEST(BlockEntry, OutputDoesNotDependOnTheBlockSize)
         std::mt19937 random(7);
         for (const std::int32_t block : {1, 17, 64, 512, 4096, 8192, 0}) {
             plug->resume();
-            const auto out = play(*plug, inputs, [&] {
-                return block != 0 ? block : static_cast<std::int32_t>(1 + random() % 2000);
-            });
+            const auto out = play(*plug, inputs,
+                                  [&] { return block != 0 ? block : static_cast<std::int32_t>(1 + random() % 2000); });
             EXPECT_LT(difference(out, expected), 1e-12) << block;
         }
     }
@@ -114,7 +113,8 @@ TEST(BlockEntry, MonoInstanceTakesOneChannelAndOneSideChain)
     // A stereo instance with the same on both channels, unencoded, is two such.
     setValues(*plug, {{kStereoMode, 0}, {kBalance, 0}});
     plug->resume();
-    const auto stereo = play(*plug, {.main = {inputs.main[0], inputs.main[0]}, .side = {inputs.side[0], inputs.side[0]}});
+    const auto stereo =
+        play(*plug, {.main = {inputs.main[0], inputs.main[0]}, .side = {inputs.side[0], inputs.side[0]}});
     EXPECT_LT(peakDifference(mono[0], stereo[0]), 1e-15);
     EXPECT_LT(peakDifference(mono[0], stereo[1]), 1e-15);
 }

@@ -27,8 +27,7 @@ double curve(double levelDb, const Plug& plug)
     const double d = levelDb - threshold;
     const double change = d >= knee ? slope * d : d > -knee ? slope / (4.0 * knee) * (d + knee) * (d + knee) : 0.0;
     const double magnitude = std::abs(change);
-    const double limited =
-        magnitude >= 2.0 * ceiling ? ceiling : magnitude - magnitude * magnitude / (4.0 * ceiling);
+    const double limited = magnitude >= 2.0 * ceiling ? ceiling : magnitude - magnitude * magnitude / (4.0 * ceiling);
     return std::copysign(ceiling > 0.0F ? limited : 0.0, change);
 }
 
@@ -42,9 +41,14 @@ TEST(Detector, StaticCurveThroughTheBlockEntry)
         for (const double dualRelease : {0.0, 1.0})
             for (const double threshold : {-60.0, -18.0, 0.0, 12.0})
                 for (const double ratio : {0.0, 0.5, 0.6997, 1.0, 1.7, 2.0})
-                    for (const auto& [knee, ceiling] : {std::pair{0.0, 48.0}, {40.0, 48.0}, {100.0, 6.0}, {50.0, 0.0}}) {
-                        setValues(*plug, {{kExcite, upward}, {kMode, dualRelease}, {kThreshold, threshold},
-                                          {kRatio, ratio}, {kSoft, knee}, {kCeil, ceiling}});
+                    for (const auto& [knee, ceiling] :
+                         {std::pair{0.0, 48.0}, {40.0, 48.0}, {100.0, 6.0}, {50.0, 0.0}}) {
+                        setValues(*plug, {{kExcite, upward},
+                                          {kMode, dualRelease},
+                                          {kThreshold, threshold},
+                                          {kRatio, ratio},
+                                          {kSoft, knee},
+                                          {kCeil, ceiling}});
                         plug->resume();
                         for (const double level : {-100.0, -63.0, -40.0, -19.0, -17.5, 0.0, 18.0}) {
                             const double amplitude = std::pow(10.0, level / 20.0);
@@ -72,7 +76,10 @@ TEST(Detector, CurveOfTheFactorySettings)
 }
 
 /// A limiter with a hard knee far below the signal: its gain is the threshold over the envelope.
-Values envelopeProbe() { return {{kThreshold, -60}, {kRatio, 1}, {kSoft, 0}, {kLookahead, 0}, {kStereoMode, 0}}; }
+Values envelopeProbe()
+{
+    return {{kThreshold, -60}, {kRatio, 1}, {kSoft, 0}, {kLookahead, 0}, {kStereoMode, 0}};
+}
 
 TEST(Detector, AttackAndReleaseFollowTheirLaw)
 {
@@ -84,8 +91,13 @@ TEST(Detector, AttackAndReleaseFollowTheirLaw)
     for (const auto& [attackMs, releaseMs] : {std::pair{0.02, 10.0}, {3.15, 200.0}, {50.0, 2000.0}}) {
         const auto plug = makePlug();
         setValues(*plug, envelopeProbe());
-        setValues(*plug, {{kThreshold, 0}, {kRatio, 0.5}, {kSoft, 0}, {kMode, 0}, {kAttack, attackMs},
-                          {kRelease, releaseMs}, {kIpTrim, 24}});
+        setValues(*plug, {{kThreshold, 0},
+                          {kRatio, 0.5},
+                          {kSoft, 0},
+                          {kMode, 0},
+                          {kAttack, attackMs},
+                          {kRelease, releaseMs},
+                          {kIpTrim, 24}});
         plug->resume();
         const auto out = play(*plug, {.main = {input}, .side = {}});
         const double trim = std::pow(10.0, 24.0 / 20.0);
@@ -272,7 +284,8 @@ TEST(Detector, SizesOfTheWindow)
     EXPECT_EQ(settings.treeLevels, 9);
     EXPECT_EQ(settings.treeShort, 71);
     EXPECT_EQ(lookaheadSamples(100.0F, 1.0e6), 16384);
-    const DetectorSettings none = makeDetectorSettings({.attackMs = 3.15F, .releaseMs = 200, .lookaheadMs = 0}, 44100.0);
+    const DetectorSettings none =
+        makeDetectorSettings({.attackMs = 3.15F, .releaseMs = 200, .lookaheadMs = 0}, 44100.0);
     EXPECT_EQ(none.treeSize, 1);
     EXPECT_EQ(none.treeLevels, 0);
     EXPECT_NEAR(none.attackCoefficient, 0.014294, 5e-7);

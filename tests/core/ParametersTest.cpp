@@ -1,7 +1,7 @@
+#include "Parameters.h"
 #include "Effect.h"
 #include "GraphBands.h"
 #include "ParameterText.h"
-#include "Parameters.h"
 #include "TagTable.h"
 
 #include <gtest/gtest.h>
@@ -84,8 +84,8 @@ TEST(Parameters, EveryValueSurvivesTheWayToNormalAndBack)
 {
     for (const ParamRecord& parameter : factoryParameters()) {
         for (int step = 0; step <= 200; ++step) {
-            const float value = normalToValue(static_cast<float>(step) / 200.0F, parameter.min, parameter.max,
-                                              parameter.scale);
+            const float value =
+                normalToValue(static_cast<float>(step) / 200.0F, parameter.min, parameter.max, parameter.scale);
             const float normal = valueToNormal(value, parameter.min, parameter.max, parameter.scale);
             const float again = normalToValue(normal, parameter.min, parameter.max, parameter.scale);
             const float tolerance = 1e-5F * std::max(std::abs(value), 1e-2F * (parameter.max - parameter.min));
@@ -130,14 +130,30 @@ TEST(ParameterText, ReadsAsUsersKnowItWhateverTheLocale)
         const char* text;
     };
     const std::vector<Case> cases = {
-        {kBalance, 0.05, "0dB"},        {kBalance, 100, "L -infdB"},   {kBalance, -50, "R -6.0dB"},
-        {kBalance, 50, "L -6.0dB"},     {kRatio, 1, "Inf:1"},          {kRatio, 1.5, "-2.00:1"},
-        {kRatio, 0.6997, "3.33:1"},     {kRatio, 0, "1.00:1"},         {kMakeup, 0, "-inf"},
-        {kMakeup, 1, "0.0dB"},          {kMakeup, 16, "24.1dB"},       {kDryGainB, 0.5, "-6.0dB"},
-        {kListen, 3, "3SC/Split/Out/Pass/Diff"}, {kSplitType, 6, "6"}, {kSCHPFType, 1, "1HPF/Shelf"},
-        {kLinked, 1, "ON"},             {kBypass, 0, "OFF"},           {kSplitHPFSlope, 96, "96dB"},
-        {kSplitBPFFreq, 440, "440Hz"},  {kSplitBPFFreq, 5270, "5.3kHz"}, {kThreshold, -18, "-18.0dB"},
-        {kSoft, 40, "40%"},             {kAttack, 3.15, "3.15ms"},     {kRelAvg, 2000, "2000ms"},
+        {kBalance, 0.05, "0dB"},
+        {kBalance, 100, "L -infdB"},
+        {kBalance, -50, "R -6.0dB"},
+        {kBalance, 50, "L -6.0dB"},
+        {kRatio, 1, "Inf:1"},
+        {kRatio, 1.5, "-2.00:1"},
+        {kRatio, 0.6997, "3.33:1"},
+        {kRatio, 0, "1.00:1"},
+        {kMakeup, 0, "-inf"},
+        {kMakeup, 1, "0.0dB"},
+        {kMakeup, 16, "24.1dB"},
+        {kDryGainB, 0.5, "-6.0dB"},
+        {kListen, 3, "3SC/Split/Out/Pass/Diff"},
+        {kSplitType, 6, "6"},
+        {kSCHPFType, 1, "1HPF/Shelf"},
+        {kLinked, 1, "ON"},
+        {kBypass, 0, "OFF"},
+        {kSplitHPFSlope, 96, "96dB"},
+        {kSplitBPFFreq, 440, "440Hz"},
+        {kSplitBPFFreq, 5270, "5.3kHz"},
+        {kThreshold, -18, "-18.0dB"},
+        {kSoft, 40, "40%"},
+        {kAttack, 3.15, "3.15ms"},
+        {kRelAvg, 2000, "2000ms"},
         {kSplitBPFQ, 0.81, "0.81"},
     };
     const std::locale before = std::locale::global(std::locale(std::locale(), new CommaDecimal));

@@ -19,7 +19,10 @@ std::unique_ptr<Plug> neutralPlug(const Values& values = {})
     return plug;
 }
 
-Inputs stereo(std::size_t frames = 3000) { return {.main = {noise(frames, 1), noise(frames, 2)}, .side = {}}; }
+Inputs stereo(std::size_t frames = 3000)
+{
+    return {.main = {noise(frames, 1), noise(frames, 2)}, .side = {}};
+}
 
 /// \return the largest difference between an output and a mix of the inputs
 double mixError(const Signal& out, const Inputs& in, double fromLeft, double fromRight)
@@ -32,8 +35,10 @@ double mixError(const Signal& out, const Inputs& in, double fromLeft, double fro
 
 TEST(SignalPath, GainsRampStraightOverThousandSamples)
 {
-    for (const auto& [tag, value, gain] : {std::tuple{kIpTrim, 6.0, std::pow(10.0, 0.3)}, {kMakeup, 2.0, 2.0},
-                                           {kOpTrim, -12.0, std::pow(10.0, -0.6)}, {kMuteComp, 1.0, 0.0},
+    for (const auto& [tag, value, gain] : {std::tuple{kIpTrim, 6.0, std::pow(10.0, 0.3)},
+                                           {kMakeup, 2.0, 2.0},
+                                           {kOpTrim, -12.0, std::pow(10.0, -0.6)},
+                                           {kMuteComp, 1.0, 0.0},
                                            {kMuteOutput, 1.0, 0.0}}) {
         const auto plug = neutralPlug({{kStereoMode, 0}});
         const Inputs ones{.main = {Signal(2048, 1.0), Signal(2048, 1.0)}, .side = {}};
@@ -154,11 +159,11 @@ TEST(SignalPath, ListenModes)
     const std::array<double, 4> leftOnly = {1, 0, 1, 0};
     const std::array<double, 4> rightOnly = {0, 1, 0, 1};
     const std::vector<Case> cases = {
-        {0, -1, true, true, through},   {1, -1, true, false, through}, {2, -1, true, true, through},
-        {3, -1, true, true, nothing},   {4, -1, true, false, nothing}, {2, 0, true, true, through},
-        {2, 0, false, true, midOnly},   {2, 0, false, false, leftOnly}, {2, 2, false, true, sideAsMid},
-        {2, 2, false, false, rightOnly}, {2, 1, false, true, midOnly},  {2, 1, false, false, leftOnly},
-        {2, 3, false, true, sideAsMid}, {2, 3, false, false, rightOnly}, {4, 3, true, false, through},
+        {0, -1, true, true, through},    {1, -1, true, false, through},   {2, -1, true, true, through},
+        {3, -1, true, true, nothing},    {4, -1, true, false, nothing},   {2, 0, true, true, through},
+        {2, 0, false, true, midOnly},    {2, 0, false, false, leftOnly},  {2, 2, false, true, sideAsMid},
+        {2, 2, false, false, rightOnly}, {2, 1, false, true, midOnly},    {2, 1, false, false, leftOnly},
+        {2, 3, false, true, sideAsMid},  {2, 3, false, false, rightOnly}, {4, 3, true, false, through},
     };
     for (const Case& c : cases) {
         const auto plug = neutralPlug({{kListen, c.listen},

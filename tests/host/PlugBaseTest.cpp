@@ -2,6 +2,7 @@
 
 #include "Alerts.h"
 #include "Effect.h"
+#include "ParameterText.h"
 #include "UserFile.h"
 
 #include <gtest/gtest.h>
@@ -21,22 +22,27 @@ public:
     bool getRect(const EditorRect**) override { return false; }
     bool open(void*) override { return false; }
     void close() override {}
-    void idle() override { ++idles; }
+    void idle() override {}
     void setParameter(std::int32_t index, float value) override { told.emplace_back(index, value); }
 
     std::vector<std::pair<std::int32_t, float>> told;
-    std::atomic<int> idles{0};
 };
 
-class PlugWithEditor : public Plug {
+/// The base alone, with an editor.
+class BaseWithEditor : public PlugBase {
 public:
-    explicit PlugWithEditor(HostCallback callback) : Plug(callback)
+    BaseWithEditor() : PlugBase(TestHost::callback)
     {
         auto made = std::make_unique<TestEditor>();
         testEditor = made.get();
         setEditor(std::move(made));
+        setBankParameter(kABBank);
     }
     TestEditor* testEditor;
+
+protected:
+    void processBlock(float**, float**, std::int32_t) override {}
+    void processBlock(double**, double**, std::int32_t) override {}
 };
 
 TEST(PlugBase, RecordThatTheHostSees)
@@ -70,7 +76,8 @@ TEST(PlugBase, RecordThatTheHostSees)
     EXPECT_EQ(text(effectGetParamName, 92), "");
     EXPECT_EQ(text(effectGetProgramName), "None");
     EXPECT_EQ(text(effectGetProgramNameIndexed, 1), "untouched");
-    const auto ask = [&](std::int32_t opcode, std::int32_t index = 0, Pointer value = 0, const char* feature = nullptr) {
+    const auto ask = [&](std::int32_t opcode, std::int32_t index = 0, Pointer value = 0,
+                         const char* feature = nullptr) {
         return record->dispatcher(record, opcode, index, value, const_cast<char*>(feature), 0.0F);
     };
     EXPECT_EQ(ask(effectGetVendorVersion), 110);
@@ -165,10 +172,12 @@ TEST(PlugBase, ProgramNamesAreCutBetweenCharacters)
 TEST(PlugBase, ParameterBankRoad)
 {
     TestHost host;
-    PlugWithEditor plug(TestHost::callback);
+    BaseWithEditor plug;
     const float threshold = plug.getParameter(kThreshold);
     plug.setParameter(kThreshold, 0.9F); // lands in bank A
-    plug.testEditor->told.clear();
+    EXPECT_EQ(plug.testEditor->told.back(), (std::pair<std::int32_t, float>{kThreshold, 0.9F}));
+    plug.setParameter(markerBankSnapshot, 1.0F); // no parameter, but the editor may know it
+    EXPECT_EQ(plug.testEditor->told.back().first, markerBankSnapshot);
     host.calls.clear();
 
     plug.setParameter(kABBank, 0.26F); // bank C, snapped
@@ -195,6 +204,24 @@ TEST(PlugBase, ParameterBankRoad)
     EXPECT_EQ(plug.getParameter(kThreshold), 0.9F);
     EXPECT_EQ(host.callsOf(hostAutomate).back().index, kABBank);
     EXPECT_EQ(host.callsOf(hostAutomate).back().option, 0.875F);
+}
+
+TEST(PlugBase, DisplayOfTheBaseIsPlain)
+{
+    const BaseWithEditor plug;
+    const auto text = [&](std::int32_t tag, double value) {
+        char buffer[kParameterTextBytes] = {};
+        plug.formatParameter(tag, plug.toNormalised(tag, static_cast<float>(value)), buffer, 0);
+        return std::string(buffer);
+    };
+    EXPECT_EQ(text(kBypass, 1), "On");
+    EXPECT_EQ(text(kSplitHPFSlope, 48), "48 dB");
+    EXPECT_EQ(text(kSplitBPFFreq, 5270), "5.3 kHz");
+    EXPECT_EQ(text(kSplitBPFFreq, 440), "440 Hz");
+    EXPECT_EQ(text(kThreshold, -18), "-18.00 dB");
+    EXPECT_EQ(text(kSoft, 40), "40 %");
+    EXPECT_EQ(text(kRelease, 2000), "2000 ms");
+    EXPECT_EQ(text(kAttack, 3.15), "3.15 ms");
 }
 
 TEST(PlugBase, ProgramIsAppliedAsEdits)
@@ -305,8 +332,9 @@ TEST(Alerts, FileFailuresWaitUntilTheyAreShown)
             Alerts::instance().add("late", "comes while others are shown");
     });
     const std::string hint = "\nThis is often due to permissions settings\nYour data has not been ";
-    EXPECT_EQ(shown, (Shown{{"Kestrune : File Access Error", "Failed to read from file /nowhere/a.sor" + hint + "loaded"},
-                            {"Kestrune : File Access Error", "Failed to write to file /nowhere/b.sor" + hint + "saved"}}));
+    EXPECT_EQ(shown,
+              (Shown{{"Kestrune : File Access Error", "Failed to read from file /nowhere/a.sor" + hint + "loaded"},
+                     {"Kestrune : File Access Error", "Failed to write to file /nowhere/b.sor" + hint + "saved"}}));
     Alerts::instance().showPending(show);
     EXPECT_EQ(shown.size(), 3U);
     Alerts::instance().showPending(show);

@@ -35,8 +35,14 @@ constexpr char kBlock = 1;
 [[gnu::tls_model("initial-exec")]] thread_local RealtimeGuard::Counts counts;
 bool systemCallsSeen = false;
 
-void noteAllocation() { counts.allocations += watched ? 1 : 0; }
-void noteLock() { counts.locks += watched ? 1 : 0; }
+void noteAllocation()
+{
+    counts.allocations += watched ? 1 : 0;
+}
+void noteLock()
+{
+    counts.locks += watched ? 1 : 0;
+}
 
 /// A system call of a watched thread: it is counted, and then made after all, from where it was refused.
 void onSystemCall(int, siginfo_t*, void* context)
@@ -77,7 +83,10 @@ RealtimeGuard::~RealtimeGuard()
         prctl(PR_SET_SYSCALL_USER_DISPATCH, 0L, 0L, 0L, 0L);
 }
 
-bool RealtimeGuard::seesSystemCalls() { return systemCallsSeen; }
+bool RealtimeGuard::seesSystemCalls()
+{
+    return systemCallsSeen;
+}
 
 RealtimeGuard::Counts RealtimeGuard::take()
 {

@@ -6,8 +6,8 @@
 
 namespace sorvane::test {
 
-/// Watches a thread for what must not happen on the audio thread: memory taken or given back, a lock or a wait, a system
-/// call.
+/// Watches a thread for what must not happen on the audio thread: memory taken or given back, a lock or a wait, a
+/// system call.
 ///
 /// The allocator and the lock and wait functions of this process are replaced by ones that look whether their thread is
 /// watched, and the kernel is asked to hand each system call of a watched thread to us first.

@@ -1,6 +1,5 @@
 // That the audio thread neither takes memory, nor waits, nor asks the kernel for anything.
 
-#include "AudioThreadScope.h"
 #include "Effect.h"
 #include "RealtimeGuard.h"
 
@@ -62,45 +61,41 @@ TEST(Realtime, GuardSeesWhatItIsThereFor)
     }
 }
 
-/// An effect with something on its audio thread that must not be there.
-class FaultyPlug : public Plug {
-public:
-    using Plug::Plug;
-    int fault = 0;
+/// What a host does wrong when the effect calls it on the audio thread.
+enum class Fault { none, allocation, lock, systemCall };
+Fault fault = Fault::none;
 
-protected:
-    void updateProcessLevel() override
-    {
-        Plug::updateProcessLevel();
-        if (fault == 1)
-            scratch = std::make_unique<int>(1);
-        if (fault == 2)
-            const std::lock_guard lock(mutex);
-        if (fault == 3)
-            std::this_thread::sleep_for(std::chrono::nanoseconds(1));
-    }
-    std::unique_ptr<int> scratch;
-    std::mutex mutex;
-};
-
-TEST(Realtime, FaultPutIntoTheEffectIsCaught)
+host::Pointer faultyHost(host::AEffect*, std::int32_t, std::int32_t, host::Pointer, void*, float)
 {
-    const auto plug = std::make_unique<FaultyPlug>(nullptr);
+    static std::unique_ptr<int> memory;
+    static std::mutex mutex;
+    if (fault == Fault::allocation)
+        memory = std::make_unique<int>(1);
+    if (fault == Fault::lock)
+        const std::lock_guard lock(mutex);
+    if (fault == Fault::systemCall)
+        std::this_thread::sleep_for(std::chrono::nanoseconds(1));
+    return 0;
+}
+
+TEST(Realtime, FaultOnTheAudioThreadIsCaught)
+{
+    const auto plug = makePlug(48000.0F, faultyHost);
     std::array<double, 64> buffer{};
     std::array<double*, 4> inputs = {buffer.data(), buffer.data(), nullptr, nullptr};
     std::array<double*, 2> outputs = {buffer.data(), buffer.data()};
-    std::array<RealtimeGuard::Counts, 4> counts;
-    for (int fault = 0; fault < 4; ++fault) {
-        plug->fault = fault;
+    const auto countsWith = [&](Fault wanted) {
+        fault = wanted;
         const RealtimeGuard guard;
         plug->processDoubleReplacing(inputs.data(), outputs.data(), 64);
-        counts[static_cast<std::size_t>(fault)] = RealtimeGuard::take();
-    }
-    EXPECT_EQ(counts[0].all(), 0U);
-    EXPECT_GE(counts[1].allocations, 1U);
-    EXPECT_EQ(counts[2].locks, 1U);
+        fault = Fault::none;
+        return RealtimeGuard::take();
+    };
+    EXPECT_EQ(countsWith(Fault::none).all(), 0U);
+    EXPECT_GE(countsWith(Fault::allocation).allocations, 1U);
+    EXPECT_EQ(countsWith(Fault::lock).locks, 1U);
     if (RealtimeGuard::seesSystemCalls()) {
-        EXPECT_GE(counts[3].systemCalls, 1U);
+        EXPECT_GE(countsWith(Fault::systemCall).systemCalls, 1U);
     }
 }
 
@@ -112,8 +107,7 @@ TEST(Realtime, StormOfParametersLeavesTheAudioThreadAlone)
     std::thread parameters([&] {
         std::mt19937 random(1);
         while (!over) {
-            plug->setParameter(static_cast<std::int32_t>(random() % 92),
-                               static_cast<float>(random() % 1001) / 1000.0F);
+            plug->setParameter(static_cast<std::int32_t>(random() % 92), static_cast<float>(random() % 1001) / 1000.0F);
             ++changes;
         }
     });

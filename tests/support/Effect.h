@@ -40,7 +40,8 @@ public:
         return found;
     }
 
-    std::vector<HostCall> calls; // but the process level's, which comes with every block, and those of the timer's thread
+    std::vector<HostCall>
+        calls; // but the process level's, which comes with every block, and those of the timer's thread
     host::Pointer processLevel = host::processLevelRealtime;
     std::string vendor;
     std::string product;

@@ -45,6 +45,9 @@ inline double peakDifference(const Signal& a, const Signal& b)
     return peak;
 }
 
-inline double decibels(double gain) { return 20.0 * std::log10(gain); }
+inline double decibels(double gain)
+{
+    return 20.0 * std::log10(gain);
+}
 
 } // namespace sorvane::test

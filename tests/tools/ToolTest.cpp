@@ -51,13 +51,14 @@ protected:
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
     }
 
-    void writeAudio(const std::string& name, int format, int channels, const Signal& interleaved, int rate = 48000) const
+    void writeAudio(const std::string& name, int format, int channels, const Signal& interleaved,
+                    int rate = 48000) const
     {
-        SF_INFO info{.frames = 0, .samplerate = rate, .channels = channels, .format = format, .sections = 0, .seekable = 0};
+        SF_INFO info{
+            .frames = 0, .samplerate = rate, .channels = channels, .format = format, .sections = 0, .seekable = 0};
         const tools::SoundFile file(sf_open(path(name).c_str(), SFM_WRITE, &info));
         ASSERT_NE(file, nullptr) << name;
-        sf_writef_double(file.get(), interleaved.data(),
-                         static_cast<sf_count_t>(interleaved.size()) / channels);
+        sf_writef_double(file.get(), interleaved.data(), static_cast<sf_count_t>(interleaved.size()) / channels);
     }
 
     [[nodiscard]] Signal readAudio(const std::string& name, SF_INFO* information = nullptr) const
