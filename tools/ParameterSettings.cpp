@@ -71,9 +71,18 @@ std::string complaint(const ParameterSetting& setting, double value)
     return text;
 }
 
+/// What the user wrote, for a message: short, and without characters that would move the terminal's cursor.
+std::string quoted(std::string_view text)
+{
+    std::string shown(text.substr(0, 64));
+    std::replace_if(
+        shown.begin(), shown.end(), [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; }, '?');
+    return "'" + shown + "'";
+}
+
 std::string unknownTag(std::string_view name)
 {
-    return std::string(name.substr(0, 64)) + ": no such parameter; did you mean " + nearestTag(name) + "?";
+    return quoted(name) + ": no such parameter; did you mean " + nearestTag(name) + "?";
 }
 
 ParameterSetting settingFromJson(const std::string& name, const nlohmann::json& entry)
@@ -105,7 +114,7 @@ ParameterSetting parseSetting(std::string_view text, bool normalised)
 {
     const std::size_t equals = text.find('=');
     if (equals == std::string_view::npos)
-        throw Failure(ExitCode::usage, std::string(text) + ": expected TAG=VALUE, as in kThreshold=-30");
+        throw Failure(ExitCode::usage, quoted(text) + ": expected TAG=VALUE, as in kThreshold=-30");
     const std::string_view name = text.substr(0, equals);
     std::string_view number = text.substr(equals + 1);
     const auto tag = core::TagTable::instance().parameter(name);
@@ -118,7 +127,7 @@ ParameterSetting parseSetting(std::string_view text, bool normalised)
     const auto end = std::from_chars(number.data(), number.data() + number.size(), value);
     const bool whole = end.ptr == number.data() + number.size() && !number.empty();
     if (!whole || end.ec == std::errc::invalid_argument)
-        throw Failure(ExitCode::usage, std::string(text) + ": '" + std::string(number) + "' is not a number");
+        throw Failure(ExitCode::usage, std::string(name) + ": " + quoted(number) + " is not a number");
 
     const ParameterSetting setting{*tag, end.ec == std::errc{} ? static_cast<float>(value) : INFINITY, normalised};
     if (const std::string wrong = complaint(setting, setting.value); !wrong.empty())
