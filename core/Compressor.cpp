@@ -18,6 +18,13 @@ void copy(std::span<const double> source, std::span<double> destination)
         std::copy(source.begin(), source.end(), destination.begin());
 }
 
+/// What a gain takes away.
+void complementGains(std::span<double> gains)
+{
+    for (double& gain : gains)
+        gain = 1.0 - gain;
+}
+
 void zero(std::span<double> samples)
 {
     std::fill(samples.begin(), samples.end(), 0.0);
@@ -41,6 +48,26 @@ void write(std::span<const double> source, Sample* destination)
         destination[i] = static_cast<Sample>(source[i]);
 }
 
+/// Mixes the channels' side-chains, in place if asked. Without a second channel that is silence: the link only scales.
+void linkChannels(const LinkMatrix& m, std::span<const double> in0, std::span<const double> in1, std::span<double> out0,
+                  std::span<double> out1)
+{
+    for (std::size_t i = 0; i < in0.size(); ++i) {
+        const double s0 = in0[i];
+        const double s1 = in1.empty() ? 0.0 : in1[i];
+        out0[i] = s0 * m.m00 + s1 * m.m01;
+        if (!in1.empty())
+            out1[i] = s0 * m.m10 + s1 * m.m11;
+    }
+}
+
+/// Samples at the host rate that a pass up and a pass down delay by.
+std::int32_t chainDelay(bool highQuality)
+{
+    const dsp::HalfBandKernels& kernels = dsp::HalfBandKernels::shared();
+    return static_cast<std::int32_t>((highQuality ? kernels.hq : kernels.standard).size()) - 1;
+}
+
 } // namespace
 
 Compressor::Compressor()
@@ -52,11 +79,15 @@ Compressor::Compressor()
 void Compressor::publish(const EngineSettings& settings) noexcept
 {
     mailbox.publish(settings);
-    publishedLatency = settings.lookaheadSamples;
+    publishedLatency =
+        settings.lookaheadSamples + (settings.oversampled ? 2 * chainDelay(settings.highQualityOversampling) : 0);
 }
 
 void Compressor::takeSettings() noexcept
 {
+    bandSplit.beginBlock();
+    for (Channel& channel : channelStates)
+        channel.eq.beginBlock();
     const EngineSettings* const newest = mailbox.take();
     if (newest == nullptr)
         return;
@@ -69,7 +100,22 @@ void Compressor::takeSettings() noexcept
         channel.dryRamp.start(set.dryGain);
         channel.outputRamp.start(set.outputGain);
         channel.detector.set(set.detector);
+        for (dsp::ResamplerHQ* resampler :
+             {&channel.detectorUp, &channel.gainDown, &channel.gainUp, &channel.signalUp, &channel.signalDown})
+            resampler->setHq(active.highQualityOversampling);
     }
+}
+
+/// Delay of one pass up and one down, in samples at the host rate.
+std::int32_t Compressor::halfBandDelay() const noexcept
+{
+    return chainDelay(active.highQualityOversampling);
+}
+
+/// The gain's way to the doubled rate and back, and the signal's, come one after the other.
+std::int32_t Compressor::latencyInForce() const noexcept
+{
+    return active.lookaheadSamples + (active.oversampled ? 2 * halfBandDelay() : 0) + bandSplit.delaySamples();
 }
 
 void Compressor::reset() noexcept
@@ -81,17 +127,29 @@ void Compressor::reset() noexcept
             ramp->finish();
         for (Delay* delay : {&channel.bypassDelay, &channel.wetDelay, &channel.passDelay})
             delay->clear();
+        for (OversampleDelay* delay : {&channel.wetOversampleDelay, &channel.passOversampleDelay})
+            delay->clear();
+        for (dsp::ResamplerHQ* resampler : {&channel.signalUp, &channel.detectorUp, &channel.signalDown})
+            resampler->fill(0.0);
+        for (dsp::ResamplerHQ* resampler : {&channel.gainUp, &channel.gainDown})
+            resampler->fill(1.0);
         channel.detector.reset();
+        channel.eq.reset();
         channel.crossings.reset();
     }
+    bandSplit.reset();
     delayPosition = 0;
+    oversampleDelayPosition = 0;
     feeds.reset();
 }
 
 void Compressor::setRate(double rateHz) noexcept
 {
-    for (Channel& channel : channelStates)
+    bandSplit.setRate(static_cast<float>(rateHz));
+    for (Channel& channel : channelStates) {
+        channel.eq.setRate(static_cast<float>(rateHz));
         channel.crossings.setRate(rateHz);
+    }
 }
 
 template <typename Sample>
@@ -107,6 +165,7 @@ bool Compressor::processCore(const Sample* const* inputs, Sample* const* outputs
     const bool complete = std::find(sideInputs.begin(), sideInputs.end(), nullptr) == sideInputs.end();
     const Block block{.frames = static_cast<std::size_t>(frames),
                       .channels = static_cast<std::size_t>(channels),
+                      .step = static_cast<std::size_t>(std::max(active.decimation, 1)),
                       .encoded = active.midSide && channels == 2,
                       .externalSC = active.externalSC && sideChains > 0 && complete,
                       .singlePrecision = sizeof(Sample) == sizeof(float)};
@@ -132,9 +191,8 @@ template bool Compressor::processCore(const double* const*, double* const*, std:
 
 void Compressor::processBlock(const Block& block) noexcept
 {
-    const auto step = static_cast<std::size_t>(std::max(active.decimation, 1));
     const auto both = [&](WorkBuffers::Role role, auto feed) {
-        (feeds.*feed)(buffers.channel(role, 0, block.frames), buffers.channel(role, 1, block.frames), step);
+        (feeds.*feed)(buffers.channel(role, 0, block.frames), buffers.channel(role, 1, block.frames), block.step);
     };
 
     delayBypass(block);
@@ -144,20 +202,22 @@ void Compressor::processBlock(const Block& block) noexcept
             encodeMidSide(WorkBuffers::side, block);
     }
     trimInput(block);
-    splitBand(block);
-    gateNoise(block);
-    if (listensToSideChain())
-        linkSideChain(WorkBuffers::listen, block);
+    prepareSideChain(block);
     both(WorkBuffers::side, &DisplayFeeds::feedSideChain);
-    linkSideChain(WorkBuffers::side, block);
+    linkDetectorInputs(block);
     delayAudio(block);
     for (std::size_t c = 0; c < block.channels; ++c) {
         channelStates[c].makeupRamp.expand(buffers.gains(block.frames));
         if (active.channels[c].splitListen)
-            feeds.feedUnity(c, block.frames, step);
+            passBand(c, block);
+        else if (active.oversampled)
+            compressOversampled(c, block);
         else
-            applyDetector(c, block);
+            compress(c, block);
     }
+    oversampleDelayPosition =
+        (oversampleDelayPosition + static_cast<std::uint32_t>(block.frames)) & OversampleDelay::kMask;
+    bandSplit.advance(block.frames);
     mixDry(block);
     trimOutput(block);
     if (active.bypassed)
@@ -174,7 +234,7 @@ void Compressor::delayBypass(const Block& block) noexcept
     for (std::size_t c = 0; c < block.channels; ++c) {
         const auto delayed = buffers.channel(WorkBuffers::bypass, c, block.frames);
         copy(buffers.channel(WorkBuffers::input, c, block.frames), delayed);
-        channelStates[c].bypassDelay.process(delayed, active.lookaheadSamples, delayPosition);
+        channelStates[c].bypassDelay.process(delayed, latencyInForce(), delayPosition);
     }
 }
 
@@ -201,27 +261,43 @@ void Compressor::trimInput(const Block& block) noexcept
     }
 }
 
-/// Parts the wet signal into the band and what stays beside it. The band is the whole signal, so the remainder is
-/// silent.
 void Compressor::splitBand(const Block& block) noexcept
 {
-    for (std::size_t c = 0; c < block.channels; ++c) {
-        const auto wet = buffers.channel(WorkBuffers::wet, c, block.frames);
-        const auto pass = buffers.channel(WorkBuffers::pass, c, block.frames);
-        if (!block.externalSC)
-            copy(wet, buffers.channel(WorkBuffers::side, c, block.frames));
-        if (active.dryMode == DryMode::parallel)
-            copy(wet, pass);
-        else
-            zero(pass);
+    for (std::size_t c = 0; c < block.channels; ++c)
+        bandSplit.process(c, buffers.channel(WorkBuffers::wet, c, block.frames),
+                          buffers.channel(WorkBuffers::pass, c, block.frames), buffers.gains(block.frames));
+}
+
+/// Splits the band off and makes ready what the detector hears: the band itself, the whole input or the external
+/// signal, through the EQ and the noise detector. What wasn't split waits as long as the band took.
+void Compressor::prepareSideChain(const Block& block) noexcept
+{
+    const bool hearsBand = active.splitSource && !block.externalSC;
+    if (hearsBand)
+        splitBand(block);
+    if (!block.externalSC)
+        for (std::size_t c = 0; c < block.channels; ++c)
+            copy(buffers.channel(WorkBuffers::wet, c, block.frames),
+                 buffers.channel(WorkBuffers::side, c, block.frames));
+    filterSideChain(block);
+    if (!hearsBand) {
+        splitBand(block);
+        for (std::size_t c = 0; c < block.channels; ++c)
+            bandSplit.delaySideChain(c, buffers.channel(WorkBuffers::side, c, block.frames));
     }
 }
 
-void Compressor::gateNoise(const Block& block) noexcept
+void Compressor::filterSideChain(const Block& block) noexcept
 {
-    for (std::size_t c = 0; c < block.channels; ++c)
-        channelStates[c].crossings.process(buffers.channel(WorkBuffers::side, c, block.frames),
-                                           active.channels[c].crossingThreshold);
+    const auto side = [&](std::size_t c) { return buffers.channel(WorkBuffers::side, c, block.frames); };
+    for (std::size_t c = 0; c < block.channels; ++c) {
+        channelStates[c].eq.process(side(c));
+        channelStates[c].crossings.process(side(c), active.channels[c].crossingThreshold);
+    }
+    if (listensToSideChain())
+        linkChannels(active.link, side(0), block.channels == 2 ? side(1) : std::span<double>(),
+                     buffers.channel(WorkBuffers::listen, 0, block.frames),
+                     buffers.channel(WorkBuffers::listen, 1, block.frames));
 }
 
 bool Compressor::listensToSideChain() const noexcept
@@ -230,25 +306,18 @@ bool Compressor::listensToSideChain() const noexcept
            active.coreListen == CoreListen::sideChainSecond;
 }
 
-/// Mixes the channels' side-chains. With one channel the other is silence: the link then only scales.
-void Compressor::linkSideChain(WorkBuffers::Role target, const Block& block) noexcept
+void Compressor::linkDetectorInputs(const Block& block) noexcept
 {
-    const LinkMatrix& m = active.link;
-    const auto in0 = buffers.channel(WorkBuffers::side, 0, block.frames);
-    const auto out0 = buffers.channel(target, 0, block.frames);
-    if (block.channels == 1) {
-        for (std::size_t i = 0; i < block.frames; ++i)
-            out0[i] = in0[i] * m.m00;
-        return;
+    std::array<std::span<double>, 2> inputs;
+    for (std::size_t c = 0; c < block.channels; ++c) {
+        const auto side = buffers.channel(WorkBuffers::side, c, block.frames);
+        inputs[c] = side;
+        if (active.oversampled) {
+            inputs[c] = buffers.doubleRate(WorkBuffers::sideUp, c, 2 * block.frames);
+            channelStates[c].detectorUp.process(2.0, side, inputs[c]);
+        }
     }
-    const auto in1 = buffers.channel(WorkBuffers::side, 1, block.frames);
-    const auto out1 = buffers.channel(target, 1, block.frames);
-    for (std::size_t i = 0; i < block.frames; ++i) {
-        const double s0 = in0[i];
-        const double s1 = in1[i];
-        out0[i] = s0 * m.m00 + s1 * m.m01;
-        out1[i] = s0 * m.m10 + s1 * m.m11;
-    }
+    linkChannels(active.link, inputs[0], inputs[1], inputs[0], inputs[1]);
 }
 
 /// The audio waits for the look-ahead, so that a peak meets the gain that it caused.
@@ -264,22 +333,61 @@ void Compressor::delayAudio(const Block& block) noexcept
     delayPosition = (delayPosition + static_cast<std::uint32_t>(block.frames)) & Delay::kMask;
 }
 
-/// Gain of one channel; the gain buffer holds its makeup.
-void Compressor::applyDetector(std::size_t index, const Block& block) noexcept
+/// Only the band is heard: the detector rests, and the signal takes as long as it would with it.
+void Compressor::passBand(std::size_t index, const Block& block) noexcept
 {
-    Channel& channel = channelStates[index];
-    const auto side = buffers.channel(WorkBuffers::side, index, block.frames);
+    if (active.oversampled) {
+        const std::int32_t delay = 2 * halfBandDelay();
+        Channel& channel = channelStates[index];
+        channel.wetOversampleDelay.process(buffers.channel(WorkBuffers::wet, index, block.frames), delay,
+                                           oversampleDelayPosition);
+        channel.passOversampleDelay.process(buffers.channel(WorkBuffers::pass, index, block.frames), delay,
+                                            oversampleDelayPosition);
+    }
+    feeds.feedUnity(index, block.frames, block.step);
+}
+
+/// Gain of one channel; the gain buffer holds its makeup.
+void Compressor::compress(std::size_t index, const Block& block) noexcept
+{
+    const auto gain = buffers.channel(WorkBuffers::side, index, block.frames);
     const auto states = buffers.states(index, block.frames);
-    channel.detector.process(side, states);
-    feeds.feedGain(index, side, states, static_cast<std::size_t>(std::max(active.decimation, 1)));
+    channelStates[index].detector.process(gain, states);
+    feeds.feedGain(index, gain, states, block.step);
     if (active.coreListen == CoreListen::difference)
-        for (double& gain : side)
-            gain = 1.0 - gain;
+        complementGains(gain);
 
     const auto wet = buffers.channel(WorkBuffers::wet, index, block.frames);
     const auto makeup = buffers.gains(block.frames);
     for (std::size_t i = 0; i < block.frames; ++i)
-        wet[i] *= side[i] * makeup[i];
+        wet[i] *= gain[i] * makeup[i];
+}
+
+/// The same at twice the rate. The gain goes down to the host rate, where the display takes it, and up again, which
+/// bounds its band before it meets the signal; the signal waits for that detour.
+void Compressor::compressOversampled(std::size_t index, const Block& block) noexcept
+{
+    Channel& channel = channelStates[index];
+    const std::int32_t detour = halfBandDelay();
+    const auto gainUp = buffers.doubleRate(WorkBuffers::sideUp, index, 2 * block.frames);
+    const auto wetUp = buffers.doubleRate(WorkBuffers::wetUp, index, 2 * block.frames);
+    const auto gain = buffers.channel(WorkBuffers::side, index, block.frames);
+    const auto wet = buffers.channel(WorkBuffers::wet, index, block.frames);
+    const auto states = buffers.states(index, 2 * block.frames);
+
+    channel.detector.process(gainUp, states);
+    channel.gainDown.process(0.5, gainUp, gain);
+    feeds.feedGain(index, gain, states, block.step);
+    channel.wetOversampleDelay.process(wet, detour, oversampleDelayPosition);
+    channel.gainUp.process(2.0, gain, gainUp);
+    channel.signalUp.process(2.0, wet, wetUp);
+    if (active.coreListen == CoreListen::difference)
+        complementGains(gainUp);
+    multiply(wetUp, gainUp);
+    channel.signalDown.process(0.5, wetUp, wet);
+    multiply(wet, buffers.gains(block.frames));
+    channel.passOversampleDelay.process(buffers.channel(WorkBuffers::pass, index, block.frames), 2 * detour,
+                                        oversampleDelayPosition);
 }
 
 void Compressor::mixDry(const Block& block) noexcept

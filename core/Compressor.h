@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BandSplit.h"
 #include "CrossingCounter.h"
 #include "DelayRing.h"
 #include "DetectorChannel.h"
@@ -7,6 +8,8 @@
 #include "EngineSettings.h"
 #include "GainRamp.h"
 #include "Mailbox.h"
+#include "ResamplerHQ.h"
+#include "SideChainEQ.h"
 #include "WorkBuffers.h"
 
 #include <array>
@@ -18,8 +21,8 @@ namespace sorvane::core {
 ///
 /// All work is in doubles; the two forms of processCore differ only in the conversion at the host's buffers. Nothing is
 /// shared between instances. Large (some 3 MB): make it part of an object on the heap.
-/// Audio thread: takeSettings, settings, processCore. Updating threads, one at a time: publish. Any thread: getLatency,
-/// the feeds' accessors. The rest only while no block runs.
+/// Audio thread: takeSettings, settings, processCore. Updating threads, one at a time: publish, split, sideChainEQ,
+/// designFinished. Any thread: getLatency, the feeds' accessors. The rest only while no block runs.
 class Compressor {
 public:
     static constexpr std::int32_t kStartCapacity = 4096;
@@ -29,8 +32,18 @@ public:
     /// Hands a set of settings to the audio thread, which takes the newest at its next block.
     void publish(const EngineSettings& settings) noexcept;
 
-    /// Latency in samples at the host rate of the settings published last: look-ahead.
-    [[nodiscard]] std::int32_t getLatency() const noexcept { return publishedLatency; }
+    /// The filters, for designing them and drawing their response.
+    [[nodiscard]] BandSplit& split() noexcept { return bandSplit; }
+    [[nodiscard]] const BandSplit& split() const noexcept { return bandSplit; }
+    [[nodiscard]] SideChainEQ& sideChainEQ(std::size_t channel) noexcept { return channelStates[channel].eq; }
+    [[nodiscard]] const SideChainEQ& sideChainEQ(std::size_t channel) const noexcept
+    {
+        return channelStates[channel].eq;
+    }
+
+    /// Latency in samples at the host rate of the settings and the design published last, which the next block brings
+    /// in force: look-ahead, twice the half-band chain when oversampled, half the kernel of a linear-phase split.
+    [[nodiscard]] std::int32_t getLatency() const noexcept { return publishedLatency + bandSplit.designedDelay(); }
 
     /// Makes room for blocks of up to \p frames ahead of time. \return false when there is no memory for them
     [[nodiscard]] bool prepare(std::int32_t frames) noexcept { return buffers.ensure(frames); }
@@ -65,11 +78,13 @@ public:
 private:
     static constexpr std::uint32_t kDelayLength = 16384;
     using Delay = DelayRing<kDelayLength>;
+    using OversampleDelay = DelayRing<256>;
 
     /// The shape of the block at hand.
     struct Block {
         std::size_t frames;
         std::size_t channels;
+        std::size_t step;     ///< samples for each display entry
         bool encoded;         ///< the channels are mid and side
         bool externalSC;      ///< the side buffers hold the external side-chain
         bool singlePrecision; ///< the host's samples are floats
@@ -78,7 +93,10 @@ private:
     struct Channel {
         GainRamp inputRamp, makeupRamp, dryRamp, outputRamp;
         Delay bypassDelay, wetDelay, passDelay;
+        OversampleDelay wetOversampleDelay, passOversampleDelay;
+        SideChainEQ eq;
         CrossingCounter crossings;
+        dsp::ResamplerHQ detectorUp, gainDown, gainUp, signalUp, signalDown;
         DetectorChannel detector;
     };
 
@@ -87,22 +105,29 @@ private:
     void encodeMidSide(WorkBuffers::Role role, const Block& block) noexcept;
     void trimInput(const Block& block) noexcept;
     void splitBand(const Block& block) noexcept;
-    void gateNoise(const Block& block) noexcept;
-    void linkSideChain(WorkBuffers::Role target, const Block& block) noexcept;
+    void prepareSideChain(const Block& block) noexcept;
+    void filterSideChain(const Block& block) noexcept;
+    void linkDetectorInputs(const Block& block) noexcept;
     void delayAudio(const Block& block) noexcept;
-    void applyDetector(std::size_t index, const Block& block) noexcept;
+    void compress(std::size_t index, const Block& block) noexcept;
+    void compressOversampled(std::size_t index, const Block& block) noexcept;
+    void passBand(std::size_t index, const Block& block) noexcept;
     void mixDry(const Block& block) noexcept;
     void trimOutput(const Block& block) noexcept;
     void listen(const Block& block) noexcept;
     void decodeMidSide(const Block& block) noexcept;
     [[nodiscard]] bool listensToSideChain() const noexcept;
+    [[nodiscard]] std::int32_t halfBandDelay() const noexcept;
+    [[nodiscard]] std::int32_t latencyInForce() const noexcept;
 
     dsp::Mailbox<EngineSettings> mailbox;
     dsp::Relaxed<std::int32_t> publishedLatency{0};
     EngineSettings active;
     WorkBuffers buffers;
+    BandSplit bandSplit;
     std::array<Channel, 2> channelStates;
     std::uint32_t delayPosition = 0;
+    std::uint32_t oversampleDelayPosition = 0;
     DisplayFeeds feeds;
 };
 

@@ -19,12 +19,6 @@ enum class CoreListen : std::int32_t {
     difference = 9,
 };
 
-/// What the pass buffer holds beside the band.
-enum class DryMode : std::int32_t {
-    parallel = 1,  ///< the whole input
-    remainder = 2, ///< the input less the band
-};
-
 /// Share of each channel's side-chain in each detector's input.
 struct LinkMatrix {
     double m00 = 1.0, m01 = 0.0;
@@ -47,8 +41,10 @@ struct EngineSettings {
     bool bypassed = false;
     bool midSide = false;
     bool externalSC = false;
+    bool splitSource = true; ///< the detector sees the band, not the whole input
+    bool oversampled = false;
+    bool highQualityOversampling = false;
     CoreListen coreListen = CoreListen::output;
-    DryMode dryMode = DryMode::remainder;
     LinkMatrix link;
     std::int32_t lookaheadSamples = 0; ///< of the audio, at the host rate
     std::int32_t decimation = 1;       ///< samples for each display entry

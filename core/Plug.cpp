@@ -71,7 +71,7 @@ double sampleAt(Sample* samples, std::int32_t i)
 
 } // namespace
 
-Plug::Plug(host::HostCallback callback) : PlugBaseJSON(callback)
+Plug::Plug(host::HostCallback callback, const platform::Clock& clock) : PlugBaseJSON(callback), designClock(clock)
 {
     setPins(4, 2);
     cEffect.uniqueID = host::fourCharCode("Ksor");
@@ -100,7 +100,11 @@ void Plug::resume()
     engine.setRate(engineRate);
     // A block size beyond memory is met again, and answered with silence, if such a block ever comes.
     (void)engine.prepare(getBlockSize());
-    updateParameters(true);
+    fullRequested.set();
+    updateLock.lock();
+    runUpdate(true);
+    updateLock.unlock();
+    engine.takeSettings(); // so that the latency that is reported now is that of the first block
     blockGate.unlock();
 
     updateLatency();
@@ -121,6 +125,14 @@ void Plug::applyGlobalPrefs()
     // The ballistic "Digital": up at once, down to a tenth in 0.3 s.
     meterAttack = 1.0;
     meterRelease = 1.0 - std::pow(0.1, 1.0 / (getSampleRate() * 0.3));
+}
+
+void Plug::onTimer()
+{
+    if (designPending.isSet())
+        updateParameters(false);
+    engine.split().collect();
+    updateLatency(); // last: a host may end the effect when it hears of it
 }
 
 void Plug::updateLatency()
@@ -240,6 +252,26 @@ float Plug::bandValue(std::int32_t field, std::int32_t band) const
 std::uint32_t Plug::bandFeatures(std::int32_t band) const
 {
     return core::bandFeatures(band, paramTable);
+}
+
+const dsp::DF1Cascade& Plug::bandFilter(std::int32_t band) const
+{
+    // Bands 8 to 11 are the two edges that bands 3 and 7 have no place for.
+    const auto index = static_cast<std::size_t>(((band % 12) + 12) % 12);
+    const std::size_t channel = index < 8 ? index / 4 : (index - 8) / 2;
+    if (index >= 8)
+        return engine.split().filter(channel, index % 2 == 0 ? BandSplit::Edge::lowPass : BandSplit::Edge::bandPass);
+    const SideChainEQ& eq = engine.sideChainEQ(channel);
+    switch (index % 4) {
+    case 0:
+        return eq.scHPF;
+    case 1:
+        return eq.scLPF;
+    case 2:
+        return eq.scPeak;
+    default:
+        return engine.split().filter(channel, BandSplit::Edge::highPass);
+    }
 }
 
 void Plug::bandText(std::int32_t field, std::int32_t band, char* text, std::int32_t flag) const

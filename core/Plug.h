@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AtomicFlag.h"
+#include "Clock.h"
 #include "Compressor.h"
 #include "PlugBaseJSON.h"
 #include "WaitFreeLock.h"
@@ -21,7 +22,9 @@ class Plug final : public host::PlugBaseJSON {
 public:
     static constexpr std::uint32_t kOutputRingLength = 8192;
 
-    explicit Plug(host::HostCallback callback);
+    /// \param callback  the host's, or null
+    /// \param clock     paces the filter designs; outlives the effect
+    explicit Plug(host::HostCallback callback, const platform::Clock& clock = platform::Clock::steady());
     ~Plug() override;
 
     /// Clears all signal state and brings rate and parameters in force. Makes room for blocks of the size that the host
@@ -40,7 +43,7 @@ public:
     void formatParameter(std::int32_t index, float normal, char* text, std::int32_t flag) const override;
     [[nodiscard]] float getLevelMeter(std::int32_t channel) const override;
     [[nodiscard]] float getReductionMeter(std::int32_t channel) override;
-    void onTimer() override { updateLatency(); }
+    void onTimer() override;
 
     /// Lets beginEdit on a frequency switch to listening to what it moves.
     virtual void setAutoListenEnabled(bool on);
@@ -65,6 +68,8 @@ public:
     [[nodiscard]] virtual std::int32_t bandParameter(std::int32_t field, std::int32_t band) const;
     [[nodiscard]] virtual float bandValue(std::int32_t field, std::int32_t band) const;
     [[nodiscard]] virtual std::uint32_t bandFeatures(std::int32_t band) const;
+    /// The filter behind a band, for drawing its response; band modulo 12. User interface thread.
+    [[nodiscard]] virtual const dsp::DF1Cascade& bandFilter(std::int32_t band) const;
     /// Writes what the field's parameter would show for its value; nothing when there is no parameter.
     virtual void bandText(std::int32_t field, std::int32_t band, char* text, std::int32_t flag) const;
 
@@ -85,6 +90,9 @@ private:
     void followMeters(std::span<Sample* const> outputs, std::int32_t frames) noexcept;
     void resetFeeds() noexcept;
     [[nodiscard]] bool onAudioThread() const noexcept;
+    void runUpdate(bool mayDesign) noexcept;
+    [[nodiscard]] bool isDesignDue() noexcept;
+    void designFilters() noexcept;
 
     [[nodiscard]] EngineSettings makeEngineSettings() const noexcept;
     [[nodiscard]] DetectorParameters detectorParameters(std::int32_t twin) const noexcept;
@@ -92,6 +100,10 @@ private:
     [[nodiscard]] ChannelSettings channelSettings(std::size_t channel, std::int32_t listenCode,
                                                   double detectorRateHz) const noexcept;
     [[nodiscard]] std::int32_t listenCode() const noexcept;
+    /// Offset of a channel's parameters: channel 1 follows the first channel's while the two are linked.
+    [[nodiscard]] std::int32_t twinOffset(std::size_t channel) const noexcept;
+    [[nodiscard]] SplitParameters splitParameters(std::int32_t twin) const noexcept;
+    [[nodiscard]] SideChainEdge sideChainEdge(std::int32_t first) const noexcept;
 
     dsp::Relaxed<double> meterAttack{1.0};
     dsp::Relaxed<double> meterRelease{1.0};
@@ -106,9 +118,13 @@ private:
     Compressor engine;
     dsp::Relaxed<double> engineRate{44100.0}; ///< of the engine, as resume set it
 
-    platform::WaitFreeLock blockGate;           ///< held while a block runs, and while resume keeps blocks out
-    platform::WaitFreeLock updateLock;          ///< one update at a time
-    host::AtomicFlag updateRequested;           ///< some change isn't in the published settings yet
+    platform::WaitFreeLock blockGate;  ///< held while a block runs, and while resume keeps blocks out
+    platform::WaitFreeLock updateLock; ///< one update at a time
+    host::AtomicFlag updateRequested;  ///< some change isn't in the published settings yet
+    host::AtomicFlag fullRequested;    ///< and its filter design isn't to be put off
+    host::AtomicFlag designPending;    ///< a filter design was put off
+    const platform::Clock& designClock;
+    std::int64_t lastDesignTick = -1;           ///< of 100 ms; guarded by the update lock
     std::atomic<std::thread::id> audioThread{}; ///< that ran the last block
 };
 

@@ -58,18 +58,94 @@ bool Plug::onAudioThread() const noexcept
 
 /// Whoever holds the lock works for all: a thread that may not wait leaves its request, and the holder looks for one
 /// after it has let go, so that none is lost.
-void Plug::updateParameters(bool)
+void Plug::updateParameters(bool full)
 {
+    if (full)
+        fullRequested.set();
     updateRequested.set();
     while (updateRequested.isSet()) {
-        if (!onAudioThread())
+        const bool mayWait = !onAudioThread();
+        if (mayWait)
             updateLock.lock();
         else if (!updateLock.tryLock())
             return;
+        // An offline render's thread has time for a design, and its blocks can't wait for one.
         while (updateRequested.testAndClear())
-            engine.publish(makeEngineSettings());
+            runUpdate(mayWait || offline);
         updateLock.unlock();
     }
+}
+
+/// The cheap half of an update, and the filter design when it is due and this thread may run it. The caller holds the
+/// lock.
+void Plug::runUpdate(bool mayDesign) noexcept
+{
+    engine.publish(makeEngineSettings());
+    designPending.set();
+    if (mayDesign && isDesignDue())
+        designFilters();
+}
+
+/// At most one design in 100 ms, or in 4096 samples, unless it is forced.
+bool Plug::isDesignDue() noexcept
+{
+    constexpr std::uint32_t kSamplesBetweenDesigns = 4096;
+    const std::int64_t tick = designClock.milliseconds() * 10 / 1000;
+    if (sampleCount >= kSamplesBetweenDesigns)
+        sampleCount = 0;
+    else if (tick == lastDesignTick && !fullRequested.isSet() && !offline)
+        return false;
+    lastDesignTick = tick;
+    return true;
+}
+
+void Plug::designFilters() noexcept
+{
+    designPending.testAndClear(); // first: what changes from here on asks anew
+    fullRequested.testAndClear();
+    const SplitMode mode{.linearPhase = isOn(parameter(kLinearPhase)),
+                         .highQuality = isOn(parameter(kHQSplit)),
+                         .dryMode = isOn(parameter(kDryType)) ? DryMode::parallel : DryMode::remainder,
+                         .halfRateHz = getSampleRate() * 0.5};
+    std::array<SplitParameters, 2> splits;
+    for (std::size_t channel = 0; channel < 2; ++channel) {
+        const std::int32_t twin = twinOffset(channel);
+        splits[channel] = splitParameters(twin);
+        engine.sideChainEQ(channel).design(sideChainEdge(kSCHPF + twin), sideChainEdge(kSCLPF + twin),
+                                           {.on = isOn(parameter(kSCPeak + twin)),
+                                            .gainDb = parameter(kSCPeakGain + twin).value,
+                                            .frequencyHz = parameter(kSCPeakFreq + twin).value,
+                                            .q = parameter(kSCPeakQ + twin).value});
+    }
+    if (!engine.split().design(splits, mode))
+        designPending.set(); // no memory now; the timer tries again
+}
+
+SplitParameters Plug::splitParameters(std::int32_t twin) const noexcept
+{
+    const auto value = [&](std::int32_t tag) { return parameter(tag + twin).value.load(); };
+    return {.on = isOn(parameter(kSplitBPF + twin)),
+            .type = static_cast<SplitType>(value(kSplitType)),
+            .frequencyHz = value(kSplitBPFFreq),
+            .q = value(kSplitBPFQ),
+            .highPassSlope = static_cast<std::int32_t>(value(kSplitHPFSlope)),
+            .lowPassSlope = static_cast<std::int32_t>(value(kSplitLPFSlope))};
+}
+
+/// \param first  the switch of the band; its frequency, slope, type and gain follow
+SideChainEdge Plug::sideChainEdge(std::int32_t first) const noexcept
+{
+    static_assert(kSCHPFGain - kSCHPF == kSCLPFGain - kSCLPF && kSCHPFType - kSCHPF == kSCLPFType - kSCLPF);
+    return {.on = isOn(parameter(first)),
+            .isShelf = isOn(parameter(first + (kSCHPFType - kSCHPF))),
+            .frequencyHz = parameter(first + (kSCHPFFreq - kSCHPF)).value,
+            .slope = static_cast<std::int32_t>(parameter(first + (kSCHPFSlope - kSCHPF)).value),
+            .gainDb = parameter(first + (kSCHPFGain - kSCHPF)).value};
+}
+
+std::int32_t Plug::twinOffset(std::size_t channel) const noexcept
+{
+    return channel == 1 && !isOn(parameter(kLinked)) ? kTwinOffset : 0;
 }
 
 EngineSettings Plug::makeEngineSettings() const noexcept
@@ -81,7 +157,9 @@ EngineSettings Plug::makeEngineSettings() const noexcept
     settings.bypassed = isOn(parameter(kBypass));
     settings.midSide = isOn(parameter(kStereoMode));
     settings.externalSC = isOn(parameter(kExtSC));
-    settings.dryMode = isOn(parameter(kDryType)) ? DryMode::parallel : DryMode::remainder;
+    settings.splitSource = isOn(parameter(kSCSource));
+    settings.oversampled = isOn(parameter(kOverSample));
+    settings.highQualityOversampling = isOn(parameter(kHQOversample));
     settings.lookaheadSamples = lookaheadSamples(parameter(kLookahead).value, rateHz);
     settings.decimation = displayDecimation(getSampleRate());
 
@@ -92,7 +170,7 @@ EngineSettings Plug::makeEngineSettings() const noexcept
 
     setListening(settings, code);
     for (std::size_t channel = 0; channel < 2; ++channel)
-        settings.channels[channel] = channelSettings(channel, code, rateHz);
+        settings.channels[channel] = channelSettings(channel, code, settings.oversampled ? 2.0 * rateHz : rateHz);
     return settings;
 }
 
@@ -130,10 +208,9 @@ void Plug::setListening(EngineSettings& settings, std::int32_t code) const noexc
     }
 }
 
-/// Channel 1 follows the first channel's parameters while the two are linked.
 ChannelSettings Plug::channelSettings(std::size_t channel, std::int32_t code, double detectorRateHz) const noexcept
 {
-    const std::int32_t twin = channel == 1 && !isOn(parameter(kLinked)) ? kTwinOffset : 0;
+    const std::int32_t twin = twinOffset(channel);
     const auto value = [&](std::int32_t tag) { return static_cast<double>(parameter(tag + twin).value); };
     const auto on = [&](std::int32_t tag) { return isOn(parameter(tag + twin)); };
 

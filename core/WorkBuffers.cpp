@@ -11,8 +11,8 @@ bool WorkBuffers::ensure(std::int32_t frames) noexcept
     if (frames <= frameCapacity)
         return true;
     const auto count = static_cast<std::size_t>(frames);
-    std::unique_ptr<double[]> newSamples(new (std::nothrow) double[kSampleBuffers * count]());
-    std::unique_ptr<std::int32_t[]> newCodes(new (std::nothrow) std::int32_t[2 * count]());
+    std::unique_ptr<double[]> newSamples(new (std::nothrow) double[kSamplesPerFrame * count]());
+    std::unique_ptr<std::int32_t[]> newCodes(new (std::nothrow) std::int32_t[kCodesPerFrame * count]());
     if (!newSamples || !newCodes)
         return false;
     samples = std::move(newSamples);
@@ -24,8 +24,8 @@ bool WorkBuffers::ensure(std::int32_t frames) noexcept
 void WorkBuffers::clear() noexcept
 {
     const auto count = static_cast<std::size_t>(frameCapacity);
-    std::fill_n(samples.get(), kSampleBuffers * count, 0.0);
-    std::fill_n(codes.get(), 2 * count, 0);
+    std::fill_n(samples.get(), kSamplesPerFrame * count, 0.0);
+    std::fill_n(codes.get(), kCodesPerFrame * count, 0);
 }
 
 } // namespace sorvane::core

@@ -8,7 +8,7 @@
 
 namespace sorvane::core {
 
-/// The buffers that one block is worked in, for two channels, in one allocation.
+/// The buffers that one block is worked in, for two channels.
 class WorkBuffers {
 public:
     /// Makes room for blocks of \p frames. Room only grows; what is there already costs a comparison.
@@ -32,17 +32,27 @@ public:
     {
         return {samples.get() + (role * 2 + index) * static_cast<std::size_t>(frameCapacity), frames};
     }
-    /// The one buffer for an expanded ramp.
+    /// The one buffer for an expanded ramp; between ramps it is free for other use.
     [[nodiscard]] std::span<double> gains(std::size_t frames) noexcept { return channel(kGains, 0, frames); }
-    /// State codes of a channel's detector.
-    [[nodiscard]] std::span<std::int32_t> states(std::size_t index, std::size_t frames) noexcept
+
+    enum DoubleRateRole : std::size_t { wetUp, sideUp };
+    /// The same at twice the rate. \p count within twice the capacity.
+    [[nodiscard]] std::span<double> doubleRate(DoubleRateRole role, std::size_t index, std::size_t count) noexcept
     {
-        return {codes.get() + index * static_cast<std::size_t>(frameCapacity), frames};
+        return {samples.get() + (kSampleBuffers + (role * 2 + index) * 2) * static_cast<std::size_t>(frameCapacity),
+                count};
+    }
+    /// State codes of a channel's detector, up to two a frame.
+    [[nodiscard]] std::span<std::int32_t> states(std::size_t index, std::size_t count) noexcept
+    {
+        return {codes.get() + index * 2 * static_cast<std::size_t>(frameCapacity), count};
     }
 
 private:
     static constexpr Role kGains = static_cast<Role>(listen + 1);
     static constexpr std::size_t kSampleBuffers = kGains * 2 + 1;
+    static constexpr std::size_t kSamplesPerFrame = kSampleBuffers + 4 * 2; // the four at twice the rate
+    static constexpr std::size_t kCodesPerFrame = 2 * 2;
 
     std::unique_ptr<double[]> samples;
     std::unique_ptr<std::int32_t[]> codes;

@@ -179,6 +179,8 @@ public:
         std::vector<double> interleaved(blockSamples);
         std::vector<double> sideInterleaved(blockSamples);
 
+        if (!options.raw)
+            settle(block);
         std::int64_t toSkip = options.raw ? 0 : report.latencySamples;
         std::int64_t toFlush = toSkip; // silence behind the input that brings out what is still delayed
         const auto start = Clock::now();
@@ -224,6 +226,15 @@ public:
     RenderReport report;
 
 private:
+    /// Fresh filters slide from a unity pass to their design. Silence runs through until they are there, so that a file
+    /// doesn't begin with it.
+    template <typename Sample>
+    void settle(BlockBuffers<Sample>& block)
+    {
+        for (std::int64_t left = input.rate() / 10; left > 0; left -= options.blockFrames)
+            block.process(*plug, static_cast<std::int32_t>(std::min<std::int64_t>(left, options.blockFrames)), false);
+    }
+
     void noteGains()
     {
         for (std::size_t c = 0; c < report.lowestGain.size(); ++c)

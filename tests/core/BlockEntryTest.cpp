@@ -65,7 +65,7 @@ TEST(BlockEntry, OutputDoesNotDependOnTheBlockSize)
 {
     const Inputs inputs = fourInputs(20000);
     for (const Values& values : settingsToTry()) {
-        const auto plug = makePlug();
+        const auto plug = makeWidePlug();
         setValues(*plug, values);
         plug->resume();
         const auto expected = play(*plug, inputs, 256);
@@ -87,7 +87,7 @@ TEST(BlockEntry, FloatAndDoubleDifferByRoundingAtTheEdgesOnly)
             for (double& sample : signal)
                 sample = static_cast<float>(sample);
     for (const Values& values : settingsToTry()) {
-        const auto plug = makePlug();
+        const auto plug = makeWidePlug();
         setValues(*plug, values);
         plug->resume();
         const auto wide = play<double>(*plug, inputs);
@@ -106,7 +106,7 @@ TEST(BlockEntry, FloatAndDoubleDifferByRoundingAtTheEdgesOnly)
 TEST(BlockEntry, MonoInstanceTakesOneChannelAndOneSideChain)
 {
     const Inputs inputs = fourInputs(9000);
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     setValues(*plug, {{kThreshold, -40}, {kExtSC, 1}, {kBalance, 100}});
     plug->resume();
     const auto mono = play(*plug, {.main = {inputs.main[0]}, .side = {inputs.side[0]}});
@@ -123,7 +123,7 @@ TEST(BlockEntry, InPlaceAndCrossedBuffersGiveTheSame)
 {
     for (const Values& values : settingsToTry()) {
         const Inputs inputs = fourInputs(6000);
-        const auto plug = makePlug();
+        const auto plug = makeWidePlug();
         setValues(*plug, values);
         plug->resume();
         const auto expected = play(*plug, inputs, 6000);
@@ -154,7 +154,7 @@ TEST(BlockEntry, BadSamplesBecomeSilenceAndLeaveNothingBehind)
                 (bad.*side)[c][1000 + c] = poison;
             }
         }
-        const auto plug = makePlug();
+        const auto plug = makeWidePlug();
         setValues(*plug, values);
         plug->resume();
         const auto expected = play(*plug, clean);
@@ -164,7 +164,7 @@ TEST(BlockEntry, BadSamplesBecomeSilenceAndLeaveNothingBehind)
         EXPECT_TRUE(std::isfinite(difference(play<float>(*plug, bad), expected)));
     }
     // Finite, but its square isn't: the detector is itself again afterwards.
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     const auto expected = play(*plug, {.main = {Signal(20000, 0.9)}, .side = {}});
     Signal huge(1500000, 0.9); // the release from there takes its time
     huge[10] = 1e300;
@@ -175,7 +175,7 @@ TEST(BlockEntry, BadSamplesBecomeSilenceAndLeaveNothingBehind)
 TEST(BlockEntry, ZeroHugeAndImpossibleBlocks)
 {
     const Inputs inputs = fourInputs(100000);
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     const auto expected = play(*plug, inputs, 500);
     plug->resume();
     EXPECT_LT(difference(play(*plug, inputs, 100000), expected), 1e-12);
@@ -206,7 +206,7 @@ TEST(BlockEntry, ZeroHugeAndImpossibleBlocks)
 TEST(BlockEntry, BypassIsTheInputDelayedByTheReportedLatency)
 {
     for (const float rate : {44100.0F, 48000.0F, 192000.0F}) {
-        const auto plug = makePlug(rate);
+        const auto plug = makeWidePlug(rate);
         for (const double ms : {0.0, 0.1, 10.0, 100.0}) {
             setValues(*plug, {{kBypass, 1}, {kLookahead, ms}, {kIpTrim, 6}, {kBalance, 100}});
             plug->resume();
@@ -224,7 +224,7 @@ TEST(BlockEntry, BypassIsTheInputDelayedByTheReportedLatency)
 
 TEST(BlockEntry, RatesThatAreNoneChangeNothing)
 {
-    const auto plug = makePlug(44100.0F);
+    const auto plug = makeWidePlug(44100.0F);
     for (const float rate : {0.0F, -48000.0F, NAN, INFINITY, 1.0e6F + 64.0F})
         plug->setSampleRate(rate);
     EXPECT_EQ(plug->getSampleRate(), 44100.0F);
@@ -244,7 +244,7 @@ TEST(BlockEntry, NothingGoesDenormalInTheSilenceAfterABurst)
     constexpr unsigned kDenormalOperand = 1U << 1;
     constexpr unsigned kUnderflow = 1U << 4;
     for (const Values& values : {Values{{kSmoothing, 1}}, Values{{kMode, 0}}, Values{{kMode, 0}, {kExcite, 1}}}) {
-        const auto plug = makePlug();
+        const auto plug = makeWidePlug();
         setValues(*plug, values);
         plug->resume();
         (void)play(*plug, fourInputs(9600), 4800);

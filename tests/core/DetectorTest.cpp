@@ -33,7 +33,7 @@ double curve(double levelDb, const Plug& plug)
 
 TEST(Detector, StaticCurveThroughTheBlockEntry)
 {
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     setValues(*plug, {{kLookahead, 0}, {kAttack, 0.02}, {kStereoMode, 0}});
     std::size_t points = 0;
     double worst = 0.0;
@@ -66,7 +66,7 @@ TEST(Detector, StaticCurveThroughTheBlockEntry)
 
 TEST(Detector, CurveOfTheFactorySettings)
 {
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     setValues(*plug, {{kLookahead, 0}});
     const auto full = play(*plug, {.main = {Signal(40000, 1.0)}, .side = {}});
     EXPECT_NEAR(-decibels(full[0].back()), 11.78, 0.005);
@@ -89,7 +89,7 @@ TEST(Detector, AttackAndReleaseFollowTheirLaw)
     std::fill(input.begin(), input.begin() + kBurst, 1.0);
 
     for (const auto& [attackMs, releaseMs] : {std::pair{0.02, 10.0}, {3.15, 200.0}, {50.0, 2000.0}}) {
-        const auto plug = makePlug();
+        const auto plug = makeWidePlug();
         setValues(*plug, envelopeProbe());
         setValues(*plug, {{kThreshold, 0},
                           {kRatio, 0.5},
@@ -125,7 +125,7 @@ TEST(Detector, DualReleaseHoldsThenFallsSlowlyOrFast)
     constexpr std::size_t kBurst = 480; // short beside the RMS time, so that the fast release begins at once
     Signal input(kBurst + 12000, 1e-9);
     std::fill(input.begin(), input.begin() + kBurst, 1.0);
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     setValues(*plug, envelopeProbe());
     setValues(*plug, {{kAttack, 0.02}, {kHold, 5}, {kRelease, 200}, {kRelease2, 20}, {kRelAvg, 50}, {kCeil, 48}});
     plug->resume();
@@ -261,7 +261,7 @@ TEST(Detector, SmoothingIsTwoAveragesAndAChangeOfLookaheadMakesNoStep)
 
 TEST(Detector, SteadyGainStaysSteadyWhileLookaheadMoves)
 {
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     setValues(*plug, {{kSmoothing, 1}, {kStereoMode, 0}});
     plug->resume();
     const Inputs steady{.main = {Signal(48000, 0.5)}, .side = {}};

@@ -11,7 +11,7 @@ using namespace core;
 
 TEST(DisplayFeeds, EntriesAreEveryFifthSampleOfEachBlock)
 {
-    const auto plug = makePlug(44100.0F);
+    const auto plug = makeWidePlug(44100.0F);
     setValues(*plug, {{kStereoMode, 0}, {kRatio, 0}, {kLookahead, 0}});
     plug->resume();
     const Inputs in{.main = {noise(640, 1), noise(640, 2)}, .side = {}};
@@ -36,7 +36,7 @@ TEST(DisplayFeeds, EntriesAreEveryFifthSampleOfEachBlock)
 
 TEST(DisplayFeeds, StatesGainsAndTheirMeter)
 {
-    const auto plug = makePlug(44100.0F);
+    const auto plug = makeWidePlug(44100.0F);
     setValues(*plug, {{kLookahead, 0}, {kThreshold, -40}, {kHold, 5.05}});
     plug->resume();
     EXPECT_EQ(plug->getReductionMeter(0), 1.0F);
@@ -68,7 +68,7 @@ TEST(DisplayFeeds, StatesGainsAndTheirMeter)
 
 TEST(DisplayFeeds, OutputSamplesEndBeforeTheNewestBlock)
 {
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     setValues(*plug, {{kRatio, 0}, {kLookahead, 0}});
     plug->resume();
     const Inputs in{.main = {noise(20000, 1), noise(20000, 2)}, .side = {}};
@@ -85,7 +85,7 @@ TEST(DisplayFeeds, OutputSamplesEndBeforeTheNewestBlock)
 
 TEST(DisplayFeeds, LevelMetersRiseAtOnceAndFallTwentyDecibelsInThreeTenths)
 {
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     setValues(*plug, {{kRatio, 0}, {kLookahead, 0}});
     plug->resume();
     (void)play(*plug, {.main = {{0.5}, {-0.5}}, .side = {}}, 1);

@@ -12,7 +12,7 @@ using namespace core;
 /// An effect that changes nothing: no compression, no latency.
 std::unique_ptr<Plug> neutralPlug(const Values& values = {})
 {
-    auto plug = makePlug();
+    auto plug = makeWidePlug();
     setValues(*plug, {{kRatio, 0}, {kLookahead, 0}});
     setValues(*plug, values);
     plug->resume();
@@ -77,7 +77,7 @@ TEST(SignalPath, LinkSharesTheSideChain)
     // A loud first channel and a quiet second one, left and right.
     const Inputs in{.main = {Signal(24000, 0.5), Signal(24000, 0.001)}, .side = {}};
     const auto reductionAt = [&](double percent) {
-        const auto plug = makePlug();
+        const auto plug = makeWidePlug();
         setValues(*plug, {{kStereoMode, 0}, {kRatio, 1}, {kSoft, 0}, {kThreshold, -40}, {kStereoLink, percent}});
         plug->resume();
         const auto out = play(*plug, in);
@@ -102,7 +102,7 @@ TEST(SignalPath, NoiseDetectorAdmitsWhatCrossesZeroOften)
         high.main[0][i] = std::sin(2.0 * M_PI * 9000.0 * static_cast<double>(i) / 48000.0);
     }
     const auto deepest = [](const Inputs& in, double percent) {
-        const auto plug = makePlug();
+        const auto plug = makeWidePlug();
         setValues(*plug, {{kThreshold, -30}, {kNoiseDetector, percent}});
         plug->resume();
         (void)play(*plug, in);
@@ -126,18 +126,18 @@ TEST(SignalPath, ExternalSideChainNeedsThePinAndTheSwitch)
         (void)play(plug, inputs);
         return plug.getReductionMeter(0);
     };
-    const auto on = makePlug();
+    const auto on = makeWidePlug();
     setValues(*on, {{kExtSC, 1}});
     EXPECT_LT(reduction(*on, in), 0.5F);
     Inputs incomplete = in;
     incomplete.side.clear();
     on->resume();
     EXPECT_EQ(reduction(*on, incomplete), 1.0F) << "a missing pointer turns it off";
-    EXPECT_EQ(reduction(*makePlug(), in), 1.0F) << "the switch is off";
+    EXPECT_EQ(reduction(*makeWidePlug(), in), 1.0F) << "the switch is off";
 
     TestHost host;
     host.product = "WaveLab 11";
-    const auto without = makePlug(48000.0F, TestHost::callback);
+    const auto without = makeWidePlug(48000.0F, TestHost::callback);
     setValues(*without, {{kExtSC, 1}});
     EXPECT_EQ(reduction(*without, in), 1.0F) << "a host without side-chain pins";
 }
@@ -188,7 +188,7 @@ TEST(SignalPath, ListenModes)
 TEST(SignalPath, DifferenceIsWhatTheCompressorTakesAway)
 {
     const Inputs in{.main = {bursts(20000, 4)}, .side = {}};
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     setValues(*plug, {{kThreshold, -40}, {kLookahead, 0}});
     plug->resume();
     const auto compressed = play(*plug, in);

@@ -39,7 +39,7 @@ bool threadsSettleAt(std::ptrdiff_t count)
 bool isTicked(Plug& plug)
 {
     const std::int32_t before = plug.getInitialDelay();
-    setValues(plug, {{kLookahead, before == 0 ? 50 : 0}});
+    setValues(plug, {{kLookahead, plug.getParameterValue(kLookahead) == 0.0F ? 50 : 0}});
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
     while (plug.getInitialDelay() == before && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -57,7 +57,7 @@ TEST(PlugBase, RecordThatTheHostSees)
     EXPECT_EQ(record->numOutputs, 2);
     EXPECT_EQ(record->version, 1);
     EXPECT_EQ(record->flags, (1 << 3) | (1 << 4) | (1 << 5) | (1 << 12));
-    EXPECT_EQ(record->initialDelay, 480);
+    EXPECT_EQ(record->initialDelay, 480 + 1024);
     record->setParameter(record, kThreshold, 0.25F);
     EXPECT_EQ(record->getParameter(record, kThreshold), 0.25F);
     EXPECT_EQ(record->dispatcher(record, 12345, 0, 0, nullptr, 0.0F), 0);
@@ -307,7 +307,7 @@ TEST(PlugBase, LatencyIsReportedOnceByTheTimer)
         ioChanges += opcode == hostIOChanged ? 1 : 0;
         return 0;
     };
-    const auto plug = makePlug(48000.0F, callback);
+    const auto plug = makeWidePlug(48000.0F, callback);
     ioChanges = 0;
     setValues(*plug, {{kLookahead, 20}});
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);

@@ -41,7 +41,7 @@ private:
 
 TEST(Threads, StormOfParametersBlocksBanksResumesAndReaders)
 {
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     std::atomic<bool> allFinite{true};
     std::atomic<int> blocks{0};
     Storm storm;
@@ -84,7 +84,7 @@ TEST(Threads, StormOfParametersBlocksBanksResumesAndReaders)
 
 TEST(Threads, ValuesSetByTwoThreadsEndAsAPairAndReachTheEngine)
 {
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     for (int round = 0; round < 200; ++round) {
         std::atomic<int> ready{0};
         const auto race = [&](float from) {
@@ -107,7 +107,7 @@ TEST(Threads, ValuesSetByTwoThreadsEndAsAPairAndReachTheEngine)
 TEST(Threads, ChangeOnTheAudioThreadIsNeverLost)
 {
     // The audio thread's tries meet an updating thread that holds the lock nearly all of the time.
-    const auto plug = makePlug();
+    const auto plug = makeWidePlug();
     std::atomic<bool> over{false};
     std::thread updating([&] {
         while (!over)

@@ -83,6 +83,16 @@ inline void setValues(core::Plug& plug, const Values& values)
         plug.setParameter(tag, plug.toNormalised(tag, static_cast<float>(value)));
 }
 
+/// An effect whose band is the whole signal, with no latency but the look-ahead: for what lies beyond the split.
+inline std::unique_ptr<core::Plug> makeWidePlug(float rateHz = 48000.0F, host::HostCallback callback = nullptr)
+{
+    auto plug = std::make_unique<core::Plug>(callback);
+    setValues(*plug, {{core::kSplitBPF, 0}, {core::kSplitBPFB, 0}, {core::kLinearPhase, 0}});
+    plug->setSampleRate(rateHz);
+    plug->resume();
+    return plug;
+}
+
 /// Inputs of a stereo instance, or of a mono one when there is one main signal. Side-chains may be left out.
 struct Inputs {
     std::vector<Signal> main;

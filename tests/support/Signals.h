@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <random>
+#include <span>
 #include <vector>
 
 namespace sorvane::test {
@@ -32,7 +33,7 @@ inline Signal bursts(std::size_t frames, std::uint32_t seed, double peak = 1.0)
     return signal;
 }
 
-inline double peakDifference(const Signal& a, const Signal& b)
+inline double peakDifference(std::span<const double> a, std::span<const double> b)
 {
     if (a.size() != b.size())
         return INFINITY;

@@ -1,0 +1,285 @@
+#include "BandSplit.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <vector>
+
+namespace sorvane::core {
+
+using dsp::FilterShape;
+using dsp::FilterType;
+
+namespace {
+
+/// How the three split filters are set for a type.
+struct Layout {
+    bool lowPass;
+    bool highPass;
+    bool bandPass;
+    FilterShape shape;
+};
+
+Layout layoutOf(const SplitParameters& parameters)
+{
+    if (!parameters.on)
+        return {false, false, false, FilterShape::coincident};
+    switch (parameters.type) {
+    case SplitType::coincidentBandPass:
+        return {true, true, false, FilterShape::coincident};
+    case SplitType::butterworthBandPass:
+        return {true, true, false, FilterShape::butterworth};
+    case SplitType::secondOrderBandPass:
+        return {false, true, true, FilterShape::coincident}; // the high-pass has no sections
+    case SplitType::coincidentLowPass:
+        return {true, false, false, FilterShape::coincident};
+    case SplitType::butterworthLowPass:
+        return {true, false, false, FilterShape::butterworth};
+    case SplitType::coincidentHighPass:
+        return {false, true, false, FilterShape::coincident};
+    case SplitType::butterworthHighPass:
+        break;
+    }
+    return {false, true, false, FilterShape::butterworth};
+}
+
+/// Ratio of either edge of a band-pass to its centre: r with r - 1 / r = 1 / q.
+double edgeRatio(double q)
+{
+    return std::sqrt(1.0 + (0.5 + std::sqrt(q * q + 0.25)) / (q * q));
+}
+
+/// How far above a low-pass's frequency the high-pass that complements it stands; a high-pass's low-pass lies as far
+/// below.
+double complementRatio(const dsp::EQ& filter)
+{
+    const std::int32_t order = filter.getOrder();
+    if (filter.getShape() == FilterShape::butterworth)
+        return order > 0 ? std::pow(3.0, 1.0 / order) : 1.0;
+    const double k = order / 2;
+    const double o = order % 2;
+    return k > 0.0 ? (std::sqrt(8.0 * k + o) - o) / (std::sqrt(4.0 * k + o) - o) : 1.0;
+}
+
+void complementEdge(dsp::BLTEQ& complement, FilterType type, const dsp::EQ& filter, double ratio)
+{
+    complement.setBypass(filter.getBypass());
+    complement.setShape(filter.getShape());
+    complement.setOrder(filter.getOrder());
+    complement.setType(type);
+    complement.setFrequency(static_cast<float>(filter.getFrequency() * ratio));
+}
+
+} // namespace
+
+void BandSplit::setRate(float rateHz) noexcept
+{
+    for (Channel& channel : channelFilters)
+        for (dsp::BLTEQ* filter : {&channel.splitHPF, &channel.splitLPF, &channel.splitBPF, &channel.restLPF,
+                                   &channel.restHPF, &channel.restNotch})
+            filter->setSampleRate(rateHz);
+}
+
+void BandSplit::reset() noexcept
+{
+    for (Channel& channel : channelFilters) {
+        for (dsp::BLTEQ* filter : {&channel.splitHPF, &channel.splitLPF, &channel.splitBPF, &channel.restLPF,
+                                   &channel.restHPF, &channel.restNotch})
+            filter->clearState();
+        channel.restDelay.clear();
+        channel.sideDelay.clear();
+    }
+    fir.clear();
+    delayPosition = 0;
+}
+
+bool BandSplit::design(const std::array<SplitParameters, 2>& channels, const SplitMode& mode) noexcept
+{
+    for (std::size_t c = 0; c < 2; ++c)
+        setSplit(channelFilters[c], channels[c], mode);
+    if (mode.linearPhase) {
+        if (!rebuildKernels(mode))
+            return false;
+    } else {
+        for (Channel& channel : channelFilters)
+            rebuildComplements(channel);
+    }
+    // Last: whoever takes this finds the kernels there.
+    mailbox.publish({.linearPhase = mode.linearPhase, .dryMode = mode.dryMode});
+    publishedDelay = mode.linearPhase ? kernelSource.length / 2 : 0;
+    return true;
+}
+
+void BandSplit::setSplit(Channel& channel, const SplitParameters& parameters, const SplitMode& mode) noexcept
+{
+    const Layout layout = layoutOf(parameters);
+    const bool isBand = layout.lowPass && layout.highPass;
+    // A second-order band-pass and a split that is off have no edges with sections.
+    const bool hasEdges = parameters.on && !layout.bandPass;
+    const double frequency = parameters.frequencyHz;
+    const double ratio = isBand ? edgeRatio(parameters.q) : 1.0;
+    const double upper = isBand ? std::min(frequency * ratio, mode.halfRateHz) : frequency;
+
+    channel.splitLPF.setBypass(!layout.lowPass);
+    channel.splitLPF.setOrder(hasEdges ? parameters.lowPassSlope / 6 : 0);
+    channel.splitLPF.setType(FilterType::lowPass);
+    channel.splitLPF.setShape(layout.shape);
+    channel.splitLPF.setFrequency(static_cast<float>(upper));
+
+    channel.splitHPF.setBypass(!layout.highPass);
+    channel.splitHPF.setOrder(hasEdges ? parameters.highPassSlope / 6 : 0);
+    channel.splitHPF.setType(FilterType::highPass);
+    channel.splitHPF.setShape(layout.shape);
+    channel.splitHPF.setFrequency(static_cast<float>(frequency / ratio));
+
+    channel.splitBPF.setBypass(!layout.bandPass);
+    channel.splitBPF.setType(FilterType::bandPass);
+    channel.splitBPF.setFrequency(static_cast<float>(frequency));
+    channel.splitBPF.setQ(static_cast<float>(parameters.q));
+
+    // Both edges take a little at the centre; the linear-phase band gets it back and reads 0 dB there.
+    channel.splitLPF.setGain(0.0F);
+    if (isBand && mode.linearPhase) {
+        const double centre =
+            channel.splitHPF.analogMagnitude(frequency, false) * channel.splitLPF.analogMagnitude(frequency, false);
+        channel.splitLPF.setGain(static_cast<float>(-20.0 * std::log10(centre)));
+    }
+    channel.splitLPF.update();
+    channel.splitHPF.update();
+    channel.splitBPF.update();
+}
+
+void BandSplit::rebuildComplements(Channel& channel) noexcept
+{
+    complementEdge(channel.restHPF, FilterType::highPass, channel.splitLPF, complementRatio(channel.splitLPF));
+    complementEdge(channel.restLPF, FilterType::lowPass, channel.splitHPF, 1.0 / complementRatio(channel.splitHPF));
+    channel.restNotch.setBypass(channel.splitBPF.getBypass());
+    channel.restNotch.setType(FilterType::notch);
+    channel.restNotch.setQ(channel.splitBPF.getQ());
+    channel.restNotch.setFrequency(channel.splitBPF.getFrequency());
+    channel.restHPF.update();
+    channel.restLPF.update();
+    channel.restNotch.update();
+}
+
+bool BandSplit::rebuildKernels(const SplitMode& mode) noexcept
+{
+    KernelSource source;
+    for (std::size_t c = 0; c < 2; ++c) {
+        const Channel& channel = channelFilters[c];
+        source.filters[c] = {channel.splitHPF.design(false), channel.splitLPF.design(false),
+                             channel.splitBPF.design(false)};
+    }
+    source.length = mode.highQuality ? dsp::LinearPhaseFIR::kHqLength : dsp::LinearPhaseFIR::kLength;
+    source.rateHz = channelFilters[0].splitHPF.getSampleRate();
+    if (source == kernelSource)
+        return true;
+
+    try {
+        const auto bins = static_cast<std::size_t>(source.length / 2 + 1);
+        std::array<std::vector<double>, 2> magnitudes;
+        for (std::size_t c = 0; c < 2; ++c) {
+            const bool sameAsFirst = c == 1 && source.filters[1] == source.filters[0];
+            if (sameAsFirst) {
+                magnitudes[1] = magnitudes[0];
+                continue;
+            }
+            magnitudes[c].resize(bins);
+            for (std::size_t i = 0; i < bins; ++i) {
+                const double hertz = static_cast<double>(i) * source.rateHz / source.length;
+                double magnitude = 1.0;
+                for (const dsp::AnalogCascade& filter : source.filters[c])
+                    magnitude *= filter.magnitude(hertz);
+                magnitudes[c][i] = magnitude;
+            }
+        }
+        if (!fir.load(source.length, {magnitudes[0], magnitudes[1]}))
+            return false;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    kernelSource = source;
+    return true;
+}
+
+const dsp::DF1Cascade& BandSplit::filter(std::size_t channel, Edge edge) const noexcept
+{
+    const Channel& filters = channelFilters[channel];
+    switch (edge) {
+    case Edge::highPass:
+        return filters.splitHPF;
+    case Edge::lowPass:
+        return filters.splitLPF;
+    case Edge::bandPass:
+        break;
+    }
+    return filters.splitBPF;
+}
+
+void BandSplit::beginBlock() noexcept
+{
+    if (const InForce* const newest = mailbox.take()) {
+        linearPhase = newest->linearPhase;
+        dryMode = newest->dryMode;
+    }
+    fir.acceptPending();
+    for (Channel& channel : channelFilters)
+        for (dsp::BLTEQ* filter : {&channel.splitHPF, &channel.splitLPF, &channel.splitBPF, &channel.restLPF,
+                                   &channel.restHPF, &channel.restNotch})
+            filter->beginBlock();
+}
+
+void BandSplit::process(std::size_t channel, std::span<double> band, std::span<double> rest,
+                        std::span<double> scratch) noexcept
+{
+    Channel& filters = channelFilters[channel];
+    std::copy(band.begin(), band.end(), rest.begin());
+    if (linearPhase) {
+        filters.restDelay.process(rest, fir.delaySamples(), delayPosition);
+        fir.process(static_cast<int>(channel), band);
+        if (dryMode == DryMode::remainder)
+            for (std::size_t i = 0; i < rest.size(); ++i)
+                rest[i] -= band[i];
+        return;
+    }
+    filters.splitLPF.processDouble(band);
+    filters.splitHPF.processDouble(band);
+    filters.splitBPF.processDouble(band);
+    if (dryMode == DryMode::remainder)
+        complement(filters, rest, scratch);
+}
+
+void BandSplit::complement(Channel& channel, std::span<double> rest, std::span<double> scratch) noexcept
+{
+    const bool lowPasses = !channel.restLPF.isIdentity();
+    const bool highPasses = !channel.restHPF.isIdentity();
+    if (!channel.restNotch.isIdentity()) {
+        channel.restNotch.processDouble(rest);
+    } else if (lowPasses && highPasses) {
+        const auto above = scratch.first(rest.size());
+        std::copy(rest.begin(), rest.end(), above.begin());
+        channel.restHPF.processDouble(above);
+        channel.restLPF.processDouble(rest);
+        for (std::size_t i = 0; i < rest.size(); ++i)
+            rest[i] += above[i];
+    } else if (highPasses) {
+        channel.restHPF.processDouble(rest);
+    } else if (lowPasses) {
+        channel.restLPF.processDouble(rest);
+    } else {
+        std::fill(rest.begin(), rest.end(), 0.0);
+    }
+}
+
+void BandSplit::delaySideChain(std::size_t channel, std::span<double> side) noexcept
+{
+    if (linearPhase)
+        channelFilters[channel].sideDelay.process(side, fir.delaySamples(), delayPosition);
+}
+
+void BandSplit::advance(std::size_t frames) noexcept
+{
+    delayPosition = (delayPosition + static_cast<std::uint32_t>(frames)) & Delay::kMask;
+}
+
+} // namespace sorvane::core

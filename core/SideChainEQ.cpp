@@ -1,0 +1,62 @@
+#include "SideChainEQ.h"
+
+namespace sorvane::core {
+
+using dsp::FilterType;
+
+namespace {
+
+constexpr std::int32_t kShelfOrder = 2;
+
+void setEdge(dsp::TrimoraEQ& filter, const SideChainEdge& edge, FilterType filterType, FilterType shelfType)
+{
+    filter.setBypass(!edge.on);
+    filter.setType(edge.isShelf ? shelfType : filterType);
+    filter.setFrequency(edge.frequencyHz);
+    filter.setOrder(edge.isShelf || edge.slope == 0 ? kShelfOrder : edge.slope / 6);
+    filter.setGain(edge.isShelf ? edge.gainDb : 0.0F);
+}
+
+} // namespace
+
+void SideChainEQ::design(const SideChainEdge& highPass, const SideChainEdge& lowPass,
+                         const SideChainPeak& peak) noexcept
+{
+    setEdge(scLPF, lowPass, FilterType::lowPass, FilterType::highShelf);
+    setEdge(scHPF, highPass, FilterType::highPass, FilterType::lowShelf);
+    scPeak.setBypass(!peak.on);
+    scPeak.setType(FilterType::peak);
+    scPeak.setGain(peak.gainDb);
+    scPeak.setFrequency(peak.frequencyHz);
+    scPeak.setQ(peak.q);
+    scLPF.update();
+    scHPF.update();
+    scPeak.update();
+}
+
+void SideChainEQ::setRate(float rateHz) noexcept
+{
+    for (dsp::TrimoraEQ* filter : {&scLPF, &scHPF, &scPeak})
+        filter->setSampleRate(rateHz);
+}
+
+void SideChainEQ::reset() noexcept
+{
+    for (dsp::TrimoraEQ* filter : {&scLPF, &scHPF, &scPeak})
+        filter->clearState();
+}
+
+void SideChainEQ::beginBlock() noexcept
+{
+    for (dsp::TrimoraEQ* filter : {&scLPF, &scHPF, &scPeak})
+        filter->beginBlock();
+}
+
+void SideChainEQ::process(std::span<double> samples) noexcept
+{
+    scLPF.processDouble(samples);
+    scHPF.processDouble(samples);
+    scPeak.processDouble(samples);
+}
+
+} // namespace sorvane::core

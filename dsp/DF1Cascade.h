@@ -1,0 +1,110 @@
+#pragma once
+
+#include "BiquadSection.h"
+#include "EQ.h"
+#include "Mailbox.h"
+
+#include <array>
+#include <complex>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace sorvane::dsp {
+
+/// A filter that runs: up to kMaxStages direct form 1 sections in series, in double precision.
+///
+/// A new set of coefficients goes over to the audio thread whole, the newest only. There every coefficient slides in a
+/// straight line over 1000 samples from where it stands to its new value. Sections between two stable ones are stable.
+///
+/// Audio thread: beginBlock, isIdentity, processDouble.
+/// While no block runs: setSampleRate, clearState.
+/// Everything else: the thread that updates the parameters or draws the response, one call at a time, which the caller
+/// sees to; beside a running block it is safe. Nothing allocates.
+class DF1Cascade : public EQ {
+public:
+    DF1Cascade() noexcept { increment.fill({0.0, 0.0, 0.0, 0.0, 0.0}); }
+
+    /// Clears the state; a different rate redesigns the filter at the next update. A NaN is ignored.
+    /// \param hertz  1e3 to 1e6, of the samples that processDouble gets
+    /// \return whether the rate in force changed
+    bool setSampleRate(float hertz) noexcept;
+    [[nodiscard]] float getSampleRate() const noexcept { return sampleRate; }
+
+    /// Forgets the past input and output; the coefficients, and a slide under way, stay.
+    void clearState() noexcept;
+
+    /// Takes the newest coefficients over. Call it once a block, before the other two of the audio thread.
+    void beginBlock() noexcept;
+
+    /// Whether the filter passes its input unchanged (or, as a difference, gives silence) or is sliding there.
+    [[nodiscard]] bool isIdentity() const noexcept { return identity; }
+
+    /// Filters in place. An identity costs nothing once its slide is over.
+    void processDouble(std::span<double> buffer) noexcept;
+
+    /// The coefficients that were handed over last, of the active sections.
+    [[nodiscard]] std::span<const BiquadSection> getCoefficients() const noexcept
+    {
+        return std::span(published.sections).first(published.count);
+    }
+
+    /// Magnitude, linear, of the sections that were handed over last, not of the slide towards them, and of H(z) for a
+    /// difference too.
+    /// \param phase  if given, takes the sum of the sections' phases in radians, each within -pi to pi
+    [[nodiscard]] double magnitudeAt(double hertz, double* phase = nullptr) const noexcept;
+
+    /// Complex response of the same; (1, 1) on a pole.
+    [[nodiscard]] std::complex<double> responseAt(double hertz) const noexcept;
+
+protected:
+    /// Hands a new set of coefficients over. Sections beyond them stop at once; one that rejoins starts from the state
+    /// and the coefficients that it had.
+    /// \param sections  at most kMaxStages; none passes the signal unchanged
+    void setCoefficients(std::span<const BiquadSection> sections) noexcept;
+    /// Marks the coefficients that are handed over next as those of an identity.
+    void setIdentity(bool newIdentity) noexcept { published.identity = newIdentity; }
+    /// Slides the active sections to unity.
+    void resetCoefficients() noexcept;
+    /// Makes the filter a single unity section, an identity.
+    void switchOff() noexcept;
+
+private:
+    struct CoefficientSet {
+        std::array<BiquadSection, kMaxStages> sections{};
+        std::size_t count = 1;
+        bool identity = false;
+        bool difference = false;
+    };
+    struct SectionState {
+        double x1 = 0.0;
+        double x2 = 0.0;
+        double y1 = 0.0;
+        double y2 = 0.0;
+
+        void clearDenormals() noexcept;
+    };
+    class RunningSection;
+
+    void publish() noexcept;
+    void runSections(std::span<double> buffer) noexcept;
+    void runDifference(std::span<double> buffer) noexcept;
+    void slideSection(std::size_t stage, std::span<double> buffer) noexcept;
+    void comeToRest() noexcept;
+
+    float sampleRate = 44100.0F;
+    CoefficientSet published;
+    Mailbox<CoefficientSet> mailbox;
+
+    // The audio thread's.
+    std::array<SectionState, kMaxStages> state{};
+    std::array<BiquadSection, kMaxStages> current{};
+    std::array<BiquadSection, kMaxStages> target{};
+    std::array<BiquadSection, kMaxStages> increment;
+    std::size_t stageCount = 1;
+    std::int64_t rampCounter = 0; // samples of the slide still to go, negative once target is reached
+    bool identity = false;
+    bool subtractsInput = false;
+};
+
+} // namespace sorvane::dsp

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "AlignedBuffer.h"
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace sorvane::dsp {
+
+/// Complex FFT of one size, in doubles.
+///
+/// Complex arrays are split: 2 size() doubles, first all real parts, then all imaginary ones. Time runs in order; a
+/// spectrum keeps the order that the butterflies leave, with bin k at place(k), since most users only multiply spectra
+/// point by point. Forward has the kernel exp(-2 pi i j k / n), inverse exp(+2 pi i j k / n); neither scales.
+/// Decimation in frequency by radix 4 with a last pass of radix 8, and its mirror image back, so that neighbouring
+/// butterflies fill a vector in every pass.
+/// Construction: any but the audio thread. The transforms: any thread, several at once too; they allocate nothing.
+class FFT {
+public:
+    /// \param size  number of complex points: 8 times a power of four, 32 and above. Throws std::bad_alloc.
+    explicit FFT(std::size_t size);
+
+    [[nodiscard]] std::size_t size() const noexcept { return points; }
+
+    /// Where a spectrum holds bin \p bin, 0 to size() - 1; its imaginary part stands size() doubles further on.
+    [[nodiscard]] std::size_t place(std::size_t bin) const { return places[bin]; }
+
+    /// \p time serves as work space and holds nothing of use afterwards. The arrays don't overlap.
+    void forward(std::span<double> time, std::span<double> spectrum) const noexcept;
+
+    /// The arrays don't overlap.
+    void inverse(std::span<const double> spectrum, std::span<double> time) const noexcept;
+
+    /// \name One pass at a time, for a caller that spreads a transform over time
+    /// Passes 0 to passes() - 1 in turn, with the same arrays, are one transform; each costs about the same.
+    ///@{
+    [[nodiscard]] std::size_t passes() const noexcept { return passCount; }
+    void forwardPass(std::size_t pass, std::span<double> time, std::span<double> spectrum) const noexcept;
+    void inversePass(std::size_t pass, std::span<const double> spectrum, std::span<double> time) const noexcept;
+    ///@}
+
+private:
+    [[nodiscard]] std::size_t quarterOf(std::size_t pass) const noexcept { return points >> (2 * (pass + 1)); }
+
+    std::size_t points;
+    std::size_t passCount;
+    AlignedBuffer twiddles; // for each radix-4 pass from the longest: cos and sin of w, of w^2 and of w^3
+    std::vector<std::size_t> places;
+};
+
+} // namespace sorvane::dsp

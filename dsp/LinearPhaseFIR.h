@@ -1,0 +1,83 @@
+#pragma once
+
+#include "FIRConvolver.h"
+#include "LinearPhaseDesign.h"
+#include "Relaxed.h"
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <span>
+
+namespace sorvane::dsp {
+
+/// The linear-phase band filters of both channels, replaced beside a running block.
+///
+/// A pair of convolvers is in use by the audio thread. The parameter thread finishes another pair and publishes it; the
+/// audio thread changes over at the start of a block and puts the old pair where the parameter thread or the timer
+/// fetches it. At most one pair is pending: a new one takes the place of one that hasn't been picked up.
+///
+/// A new pair of the same length goes on with the signal's past (FIRConvolver::continueFrom). One of another length
+/// starts from silence, since its delay is another one.
+/// No operation waits for another thread.
+class LinearPhaseFIR {
+public:
+    static constexpr int kLength = 2048;   ///< taps at normal quality
+    static constexpr int kHqLength = 8192; ///< taps at high quality
+    static constexpr int kChannels = 2;
+
+    /// Starts with kLength taps of 0. Throws std::bad_alloc.
+    LinearPhaseFIR();
+    ~LinearPhaseFIR();
+    LinearPhaseFIR(const LinearPhaseFIR&) = delete;
+    LinearPhaseFIR& operator=(const LinearPhaseFIR&) = delete;
+
+    /// Designs a filter for each channel and publishes the pair. Parameter thread: any but the audio thread, one at a
+    /// time; beside collect and the audio thread's operations.
+    /// \param length      kLength or kHqLength
+    /// \param magnitudes  for each channel length / 2 + 1 linear gains, at i * rate / length Hz
+    /// \return false when memory ran out: the pair in use stays, and nothing is pending
+    [[nodiscard]] bool load(int length, const std::array<std::span<const double>, kChannels>& magnitudes) noexcept;
+
+    /// Frees a pair that was replaced. Any but the audio thread, from time to time.
+    void collect() noexcept;
+
+    /// Takes a pending pair into use. Audio thread, at the start of a block; any while process doesn't run.
+    void acceptPending() noexcept;
+
+    /// Filters a block of a channel, 0 or 1, in place, delayed by delaySamples(). Audio thread.
+    void process(int channel, std::span<double> samples) noexcept
+    {
+        inUse->channels[static_cast<std::size_t>(channel)].process(samples);
+    }
+
+    /// Forgets the past of the signal. Audio thread, or any while process doesn't run.
+    void clear() noexcept;
+
+    /// Number of taps in use. Any thread.
+    [[nodiscard]] int firLength() const noexcept { return lengthInUse; }
+
+    /// Delay of the filters in use, firLength() / 2. Any thread.
+    [[nodiscard]] int delaySamples() const noexcept { return firLength() / 2; }
+
+private:
+    struct Pair {
+        explicit Pair(int length) : channels{FIRConvolver(length), FIRConvolver(length)} {}
+        [[nodiscard]] int length() const noexcept { return channels[0].length(); }
+
+        std::array<FIRConvolver, kChannels> channels;
+    };
+
+    std::unique_ptr<Pair> preparePair(int length, const std::array<std::span<const double>, kChannels>& magnitudes);
+
+    std::unique_ptr<Pair> inUse;               // the audio thread's
+    std::unique_ptr<LinearPhaseDesign> design; // the parameter thread's, for the length loaded last
+    Relaxed<int> lengthInUse{kLength};
+
+    // Each owns what it points to; who exchanges a pointer for null owns it from then on. While a pair is pending,
+    // replaced is empty: load empties it before it publishes, and only acceptPending fills it, which takes the pending.
+    std::atomic<Pair*> pending{nullptr};
+    std::atomic<Pair*> replaced{nullptr};
+};
+
+} // namespace sorvane::dsp

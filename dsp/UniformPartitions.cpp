@@ -1,0 +1,127 @@
+#include "UniformPartitions.h"
+
+#include "CpuDispatch.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstddef>
+#include <utility>
+
+namespace sorvane::dsp {
+
+namespace {
+
+template <bool add>
+[[gnu::always_inline]] inline void multiplySplit(std::size_t bins, const double* __restrict xRe,
+                                                 const double* __restrict xIm, const double* __restrict hRe,
+                                                 const double* __restrict hIm, double* __restrict yRe,
+                                                 double* __restrict yIm) noexcept
+{
+    for (std::size_t k = 0; k < bins; ++k) {
+        const double re = xRe[k] * hRe[k] - xIm[k] * hIm[k];
+        const double im = xRe[k] * hIm[k] + xIm[k] * hRe[k];
+        yRe[k] = add ? yRe[k] + re : re;
+        yIm[k] = add ? yIm[k] + im : im;
+    }
+}
+
+template <bool add>
+[[gnu::always_inline]] inline void multiply(std::size_t bins, const double* x, const double* h, double* y) noexcept
+{
+    multiplySplit<add>(bins, x, x + bins, h, h + bins, y, y + bins);
+}
+
+} // namespace
+
+UniformPartitions::UniformPartitions(std::size_t blockSize, std::size_t firstTap, std::size_t count)
+    : start(firstTap), partitions(count), steps(blockSize / kStep), transform(blockSize), spectra(2 * blockSize * count)
+{
+    assert(firstTap == (steps == 1 ? blockSize : 2 * blockSize));
+    state.input = AlignedBuffer(blockSize);
+    state.work = AlignedBuffer(2 * blockSize);
+    state.spectrum = AlignedBuffer(2 * blockSize);
+    state.sums = AlignedBuffer(2 * blockSize * count);
+    state.output = AlignedBuffer(blockSize);
+    state.tail = AlignedBuffer(blockSize);
+    clear();
+}
+
+void UniformPartitions::load(std::span<const double> wholeFilter)
+{
+    const std::size_t size = transform.blockSize();
+    AlignedBuffer scratch(2 * size);
+    work(tasksToProducts());
+    for (std::size_t p = 0; p < partitions; ++p) {
+        const auto taps = wholeFilter.subspan(start + p * size, size);
+        const auto spectrum = spectra.part(p, 2 * size);
+        for (std::size_t pass = 0; pass < transform.passes(); ++pass)
+            transform.forwardPass(pass, taps, scratch.all(), spectrum);
+        for (double& value : spectrum)
+            value /= static_cast<double>(size); // the transforms don't scale
+    }
+}
+
+void UniformPartitions::step(std::span<const double> newest, std::span<double> ahead) noexcept
+{
+    const auto addOutput = [&] {
+        const auto output = state.output.part(state.phase, kStep);
+        for (std::size_t i = 0; i < kStep; ++i)
+            ahead[i] += output[i];
+    };
+
+    if (steps > 1) // this step's work ends in the output of the next block
+        addOutput();
+
+    std::copy_n(newest.data(), kStep, state.input.part((state.phase == 0 ? steps : state.phase) - 1, kStep).begin());
+    if (state.phase == 0) {
+        state.due = state.due + 1 < partitions ? state.due + 1 : 0;
+        state.done = 0;
+    }
+    work(tasks() * (state.phase + 1) / steps);
+
+    if (steps == 1)
+        addOutput();
+    state.phase = state.phase + 1 < steps ? state.phase + 1 : 0;
+}
+
+void UniformPartitions::work(std::size_t target) noexcept
+{
+    for (; state.done < target; ++state.done) {
+        if (state.done < transform.passes())
+            transform.forwardPass(state.done, state.input.all(), state.work.all(), state.spectrum.all());
+        else if (state.done < tasksToProducts())
+            addProduct(state.done - transform.passes());
+        else
+            transform.inversePass(state.done - tasksToProducts(), state.sums.part(state.due, 2 * transform.blockSize()),
+                                  state.work.all(), state.output.all(), state.tail.all());
+    }
+}
+
+void UniformPartitions::addProduct(std::size_t partition) noexcept
+{
+    const std::size_t size = transform.blockSize();
+    const std::size_t slot = state.due + partition;
+    double* sum = state.sums.part(slot < partitions ? slot : slot - partitions, 2 * size).data();
+    const double* spectrum = spectra.part(partition, 2 * size).data();
+    if (partition == partitions - 1) // the first product to fall into that block
+        CpuDispatch<multiply<false>>::run(size, state.spectrum.data(), spectrum, sum);
+    else
+        CpuDispatch<multiply<true>>::run(size, state.spectrum.data(), spectrum, sum);
+}
+
+void UniformPartitions::clear() noexcept
+{
+    for (AlignedBuffer* buffer : {&state.input, &state.spectrum, &state.sums, &state.output, &state.tail})
+        buffer->clear();
+    state.phase = steps > 1 ? 1 : 0; // the first step brings the first samples of a block
+    state.due = 0;
+    state.done = tasks();
+}
+
+void UniformPartitions::continueFrom(UniformPartitions& other) noexcept
+{
+    other.work(tasksToProducts());
+    std::swap(state, other.state);
+}
+
+} // namespace sorvane::dsp
