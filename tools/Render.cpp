@@ -1,6 +1,7 @@
 #include "Render.h"
 
 #include "AudioFile.h"
+#include "OfflineHost.h"
 #include "ParameterText.h"
 #include "UserFile.h"
 
@@ -29,12 +30,6 @@ double secondsSince(Clock::time_point start)
 double decibels(double gain)
 {
     return 20.0 * std::log10(gain);
-}
-
-/// The side of the host that an offline render answers for.
-host::Pointer offlineHost(host::AEffect*, std::int32_t opcode, std::int32_t, host::Pointer, void*, float)
-{
-    return opcode == host::hostProcessLevel ? host::processLevelOffline : 0;
 }
 
 /// A bar on the terminal, once the work has taken a second. Standard error, so that output can be piped.
@@ -181,6 +176,9 @@ public:
 
         if (!options.raw)
             settle(block);
+        const bool measured = !options.raw && SibilanceMeter::measures(input.rate());
+        SibilanceMeter before(std::max(input.rate(), 22050), input.channels());
+        SibilanceMeter after(std::max(input.rate(), 22050), input.channels());
         std::int64_t toSkip = options.raw ? 0 : report.latencySamples;
         std::int64_t toFlush = toSkip; // silence behind the input that brings out what is still delayed
         const auto start = Clock::now();
@@ -194,6 +192,8 @@ public:
                 frames = readPadded(input, interleaved, options.blockFrames);
                 ended = frames < options.blockFrames;
                 measure(report.before, interleaved.data(), frames);
+                if (measured)
+                    before.add(std::span(interleaved).first(static_cast<std::size_t>(frames * input.channels())));
             }
             const std::int64_t flushed = std::min(options.blockFrames - frames, toFlush);
             toFlush -= flushed;
@@ -212,11 +212,16 @@ public:
             toSkip -= skipped;
             interleave(block, interleaved, skipped, frames);
             measure(report.after, interleaved.data(), frames - skipped);
+            if (measured)
+                after.add(
+                    std::span(interleaved).first(static_cast<std::size_t>((frames - skipped) * input.channels())));
             output.write(interleaved.data(), frames - skipped);
             report.frames += frames - skipped;
             progress.update(report.frames);
         }
         report.workSeconds = secondsSince(start);
+        if (Sibilance found; measured && SibilanceMeter::compare(before, after, found))
+            report.sibilance = found;
         report.clipped = clips(format) && std::any_of(report.after.begin(), report.after.end(),
                                                       [](const Level& level) { return level.peak > 1.0; });
         output.commit();
@@ -326,6 +331,13 @@ std::string summary(const RenderReport& report, const RenderOptions& options)
     for (std::size_t c = 0; c < report.after.size(); ++c)
         text += "  after           " + levelText(report.after[c], report.frames) + ", " +
                 channelName(report, c, false) + "\n";
+    if (report.sibilance) {
+        const Sibilance& s = *report.sibilance;
+        text += "  sibilance       " + fixed(s.before, 1) + " dBFS before, " + fixed(s.after, 1) +
+                " after: " + fixed(s.after - s.before, 1) + " dB (5 to 10 kHz in the fricatives)\n";
+        text += "  vowels          " + fixed(s.vowelChangeDb, 2) + " dB (5 to 10 kHz), " + fixed(s.lowChangeDb, 2) +
+                " dB below 3 kHz all through\n";
+    }
     if (report.clipped)
         text += "  clipped         samples above full scale were cut; --format float keeps them\n";
     text += "  speed           " + fixed(seconds / std::max(report.workSeconds, 1e-9), 0) + " times real time\n";
@@ -348,6 +360,12 @@ void writeReport(const RenderReport& report, const RenderOptions& options)
         json["inputRmsDb"].push_back(jsonDecibels(rms(report.before[c], report.frames)));
         json["outputPeakDb"].push_back(jsonDecibels(report.after[c].peak));
         json["outputRmsDb"].push_back(jsonDecibels(rms(report.after[c], report.frames)));
+    }
+    if (report.sibilance) {
+        json["sibilanceBeforeDb"] = report.sibilance->before;
+        json["sibilanceAfterDb"] = report.sibilance->after;
+        json["vowelChangeDb"] = report.sibilance->vowelChangeDb;
+        json["lowChangeDb"] = report.sibilance->lowChangeDb;
     }
     json["clipped"] = report.clipped;
     json["secondsPerSecond"] = static_cast<double>(report.frames) / report.rateHz / std::max(report.workSeconds, 1e-9);

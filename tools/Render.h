@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ParameterSettings.h"
+#include "SibilanceMeter.h"
 
 #include <atomic>
 #include <cstdint>
@@ -39,7 +40,8 @@ struct RenderReport {
     std::vector<double> lowestGain; ///< of each processing channel, linear
     std::vector<Level> before;
     std::vector<Level> after;
-    bool clipped = false; ///< the output's format cut samples above full scale
+    std::optional<Sibilance> sibilance; ///< where there are fricatives, and the output is aligned with the input
+    bool clipped = false;               ///< the output's format cut samples above full scale
 };
 
 /// Renders a file through the effect as an offline host does. Throws Failure; no file is left behind then.

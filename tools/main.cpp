@@ -2,6 +2,8 @@
 #include "ParameterList.h"
 #include "ParameterSettings.h"
 #include "Render.h"
+#include "Response.h"
+#include "UserFile.h"
 
 #include <CLI/CLI.hpp>
 
@@ -30,25 +32,39 @@ void requestStop(int signal)
     stopRequested = true;
 }
 
-/// The options of `sorvane render` as the user typed them.
-struct RenderCall {
-    tools::RenderOptions options;
+/// The options that set parameters, as the user typed them.
+struct SettingOptions {
     std::vector<std::string> values;
     std::vector<std::string> normals;
     std::vector<std::string> files;
+};
+
+struct RenderCall {
+    tools::RenderOptions options;
+    SettingOptions settings;
     bool doublePrecision = false;
 };
+
+struct ResponseCall {
+    tools::ResponseOptions options;
+    SettingOptions settings;
+};
+
+void addSettings(CLI::App& command, SettingOptions& settings)
+{
+    command.add_option("--set", settings.values, "TAG=VALUE in the parameter's unit, as in kThreshold=-30")
+        ->allow_extra_args(false);
+    command.add_option("--norm", settings.normals, "TAG=NORMAL from 0 to 1")->allow_extra_args(false);
+    command.add_option("--params", settings.files, R"(JSON file, as in {"kThreshold": {"value": -30}})")
+        ->allow_extra_args(false);
+}
 
 CLI::App* addRender(CLI::App& app, RenderCall& call)
 {
     CLI::App* const command = app.add_subcommand("render", "Render an audio file through the effect");
     command->add_option("IN", call.options.input, "Mono or stereo audio file")->required();
     command->add_option("OUT", call.options.output, "File to write; its extension chooses the container")->required();
-    command->add_option("--set", call.values, "TAG=VALUE in the parameter's unit, as in kThreshold=-30")
-        ->allow_extra_args(false);
-    command->add_option("--norm", call.normals, "TAG=NORMAL from 0 to 1")->allow_extra_args(false);
-    command->add_option("--params", call.files, R"(JSON file, as in {"kThreshold": {"value": -30}})")
-        ->allow_extra_args(false);
+    addSettings(*command, call.settings);
     command->add_option("--sidechain", call.options.sideChain,
                         "Audio file for the external side-chain; also sets kExtSC=1");
     command->add_option("--block", call.options.blockFrames, "Frames a block")
@@ -64,8 +80,26 @@ CLI::App* addRender(CLI::App& app, RenderCall& call)
     return command;
 }
 
+CLI::App* addResponse(CLI::App& app, ResponseCall& call)
+{
+    CLI::App* const command = app.add_subcommand("response", "Measure band, rest and side-chain EQ over frequency");
+    addSettings(*command, call.settings);
+    command->add_option("--rate", call.options.rateHz, "Sample rate in Hz")
+        ->check(CLI::Range(8000.0, 768000.0))
+        ->capture_default_str();
+    command->add_option("--points", call.options.points, "Frequencies from 20 Hz to half the rate")
+        ->check(CLI::Range(2, 100000))
+        ->capture_default_str();
+    command->add_option("--channel", call.options.channel, "Whose filters: 1 or 2")
+        ->check(CLI::Range(1, 2))
+        ->capture_default_str();
+    command->add_option("--csv", call.options.csv, "File for a table; standard output when no file is named");
+    command->add_option("--png", call.options.png, "File for a picture");
+    return command;
+}
+
 /// Settings in the order in which they were typed, whichever option brought them.
-std::vector<tools::ParameterSetting> settingsInOrder(const CLI::App& command, const RenderCall& call)
+std::vector<tools::ParameterSetting> settingsInOrder(const CLI::App& command, const SettingOptions& call)
 {
     std::vector<tools::ParameterSetting> settings;
     std::map<std::string, std::size_t> used;
@@ -85,7 +119,7 @@ std::vector<tools::ParameterSetting> settingsInOrder(const CLI::App& command, co
 
 int runRender(const CLI::App& command, RenderCall& call)
 {
-    call.options.settings = settingsInOrder(command, call);
+    call.options.settings = settingsInOrder(command, call.settings);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         std::signal(signal, requestStop);
     std::signal(SIGXFSZ, SIG_IGN); // a full disk is an error of the write
@@ -102,12 +136,31 @@ int runRender(const CLI::App& command, RenderCall& call)
     return static_cast<int>(ExitCode::done);
 }
 
+int runResponse(const CLI::App& command, ResponseCall& call)
+{
+    call.options.settings = settingsInOrder(command, call.settings);
+    const tools::Response response = tools::measureResponse(call.options);
+    const std::string csv = tools::responseCsv(response);
+    if (!call.options.csv.empty()) {
+        const host::UserFile file = host::openUserFile(call.options.csv, "wb");
+        if (!file || std::fwrite(csv.data(), 1, csv.size(), file.get()) != csv.size() || std::fflush(file.get()) != 0)
+            throw Failure(ExitCode::output, call.options.csv + ": can't be written");
+    } else if (call.options.png.empty()) {
+        std::cout << csv;
+    }
+    if (!call.options.png.empty())
+        tools::drawResponse(response, call.options.png);
+    return static_cast<int>(ExitCode::done);
+}
+
 int run(int argc, char** argv)
 {
     CLI::App app("Sorvane: a band-split dynamics processor for taming sibilance", "sorvane");
     app.require_subcommand(1);
     RenderCall call;
     const CLI::App* const render = addRender(app, call);
+    ResponseCall responseCall;
+    const CLI::App* const response = addResponse(app, responseCall);
     CLI::App* const params = app.add_subcommand("params", "List the effect's parameters");
     bool json = false;
     params->add_flag("--json", json, "As JSON");
@@ -119,6 +172,8 @@ int run(int argc, char** argv)
     }
     if (render->parsed())
         return runRender(*render, call);
+    if (response->parsed())
+        return runResponse(*response, responseCall);
     const auto plug = std::make_unique<core::Plug>(nullptr);
     tools::listParameters(*plug, json, std::cout);
     return static_cast<int>(ExitCode::done);
