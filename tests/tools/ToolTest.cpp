@@ -168,6 +168,44 @@ TEST_F(Tool, OptionsDoWhatTheySay)
     EXPECT_NE(run("params").text.find("kSplitBPFFreq"), std::string::npos);
 }
 
+TEST_F(Tool, ResponseIsThatOfTheAnalogFilters)
+{
+    const std::string filters = "--set kSplitType=2 --set kSplitBPFFreq=1000 --set kSplitBPFQ=2 --set kSCHPF=1 "
+                                "--set kSCHPFFreq=500 --set kSCHPFSlope=12 --set kIpTrim=12 --set kMuteOutput=1 ";
+    for (const char* phase : {"0", "1"}) {
+        const Outcome result = run("response --points 64 --set kHQSplit=1 --set kLinearPhase=" + std::string(phase) +
+                                   ' ' + filters + "--csv curves.csv --png curves.png");
+        EXPECT_EQ(result.exitCode, 0) << result.text;
+        std::ifstream csv(path("curves.csv"));
+        std::string line;
+        std::getline(csv, line);
+        EXPECT_EQ(line, "hertz,bandDb,restDb,sideChainDb");
+        int rows = 0;
+        while (std::getline(csv, line)) {
+            double hertz = 0.0;
+            double band = 0.0;
+            double rest = 0.0;
+            double sideChain = 0.0;
+            ASSERT_EQ(std::sscanf(line.c_str(), "%lf,%lf,%lf,%lf", &hertz, &band, &rest, &sideChain), 4);
+            ++rows;
+            if (hertz > 4000.0) // beyond, the bilinear transform bends the digital band away
+                continue;
+            const double detuning = 2.0 * (hertz / 1000.0 - 1000.0 / hertz); // q (f/F - F/f)
+            EXPECT_NEAR(band, -10.0 * std::log10(1.0 + detuning * detuning), 0.25) << hertz;
+            const double corner = 500.0 / hertz; // two poles of q 0.707
+            EXPECT_NEAR(sideChain, -10.0 * std::log10(1.0 + std::pow(corner, 4.0)), 0.1) << hertz;
+        }
+        EXPECT_EQ(rows, 64);
+    }
+    std::string png(8, 0);
+    std::ifstream(path("curves.png"), std::ios::binary).read(png.data(), 8);
+    EXPECT_EQ(png, "\x89PNG\r\n\x1a\n");
+    EXPECT_EQ(run("response --rate 100").exitCode, 2);
+    EXPECT_EQ(run("response --set kNothing=1").exitCode, 2);
+    EXPECT_EQ(run("response --csv nowhere/a.csv").exitCode, 4);
+    EXPECT_EQ(run("response --png nowhere/a.png").exitCode, 4);
+}
+
 TEST_F(Tool, BadCallsAndFilesAreToldAndLeaveNothing)
 {
     const Signal voice = noise(9000, 5, 0.9);
