@@ -92,7 +92,9 @@ void Plug::resume()
     updateProcessLevel();
     applyGlobalPrefs();
 
+    // Both, so that nothing runs on what is cleared here, and no update designs for the rate that was.
     blockGate.lock();
+    updateLock.lock();
     autoListenMode = kNoAutoListen;
     engine.reset();
     resetFeeds();
@@ -101,10 +103,9 @@ void Plug::resume()
     // A block size beyond memory is met again, and answered with silence, if such a block ever comes.
     (void)engine.prepare(getBlockSize());
     fullRequested.set();
-    updateLock.lock();
     runUpdate(true);
-    updateLock.unlock();
     engine.takeSettings(); // so that the latency that is reported now is that of the first block
+    updateLock.unlock();
     blockGate.unlock();
 
     updateLatency();
