@@ -1,5 +1,5 @@
 #!/bin/bash
-# make-picture.sh  Makes spectrograms.png: the speech sample before and after the effect with its factory settings.
+# make-picture.sh  Makes spectrograms.png: the speech sample before and after de-essing by ./run.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
