@@ -56,7 +56,8 @@ double complementRatio(const dsp::EQ& filter)
     const std::int32_t order = filter.getOrder();
     if (filter.getShape() == FilterShape::butterworth)
         return order > 0 ? std::pow(3.0, 1.0 / order) : 1.0;
-    const double k = order / 2;
+    const std::int32_t pairs = order / 2;
+    const double k = pairs;
     const double o = order % 2;
     return k > 0.0 ? (std::sqrt(8.0 * k + o) - o) / (std::sqrt(4.0 * k + o) - o) : 1.0;
 }
@@ -176,7 +177,7 @@ bool BandSplit::rebuildKernels(const SplitMode& mode) noexcept
         return true;
 
     try {
-        const auto bins = static_cast<std::size_t>(source.length / 2 + 1);
+        const auto bins = static_cast<std::size_t>(source.length) / 2 + 1;
         std::array<std::vector<double>, 2> magnitudes;
         for (std::size_t c = 0; c < 2; ++c) {
             const bool sameAsFirst = c == 1 && source.filters[1] == source.filters[0];

@@ -196,7 +196,7 @@ ParamTable makeFactoryParameters()
     for (const Definition& definition : kDefinitions) {
         table[static_cast<std::size_t>(definition.tag)] = record(definition);
         if (definition.tag >= kIpTrim && definition.tag < kIpTrimB) {
-            ParamRecord& twin = table[static_cast<std::size_t>(definition.tag + kTwinOffset)];
+            ParamRecord& twin = table[static_cast<std::size_t>(definition.tag) + static_cast<std::size_t>(kTwinOffset)];
             twin = record(definition);
             twin.name = {};
             setText(twin.name, twinStem(definition), " 2");

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <string_view>
 
 namespace sorvane::core {
@@ -183,7 +182,7 @@ bool Plug::setBypass(bool on)
 
 bool Plug::getProductString(char* text) const
 {
-    std::strcpy(text, "Sorvane");
+    FixedText().add("Sorvane").copyTo(text);
     return true;
 }
 

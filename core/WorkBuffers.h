@@ -30,7 +30,7 @@ public:
     /// The first \p frames of a channel's buffer. \p frames within the capacity.
     [[nodiscard]] std::span<double> channel(Role role, std::size_t index, std::size_t frames) noexcept
     {
-        return {samples.get() + (role * 2 + index) * static_cast<std::size_t>(frameCapacity), frames};
+        return {samples.get() + (role * std::size_t{2} + index) * static_cast<std::size_t>(frameCapacity), frames};
     }
     /// The one buffer for an expanded ramp; between ramps it is free for other use.
     [[nodiscard]] std::span<double> gains(std::size_t frames) noexcept { return channel(kGains, 0, frames); }
@@ -39,7 +39,8 @@ public:
     /// The same at twice the rate. \p count within twice the capacity.
     [[nodiscard]] std::span<double> doubleRate(DoubleRateRole role, std::size_t index, std::size_t count) noexcept
     {
-        return {samples.get() + (kSampleBuffers + (role * 2 + index) * 2) * static_cast<std::size_t>(frameCapacity),
+        return {samples.get() +
+                    (kSampleBuffers + (role * std::size_t{2} + index) * 2) * static_cast<std::size_t>(frameCapacity),
                 count};
     }
     /// State codes of a channel's detector, up to two a frame.
@@ -50,9 +51,9 @@ public:
 
 private:
     static constexpr Role kGains = static_cast<Role>(listen + 1);
-    static constexpr std::size_t kSampleBuffers = kGains * 2 + 1;
-    static constexpr std::size_t kSamplesPerFrame = kSampleBuffers + 4 * 2; // the four at twice the rate
-    static constexpr std::size_t kCodesPerFrame = 2 * 2;
+    static constexpr std::size_t kSampleBuffers = kGains * std::size_t{2} + 1;
+    static constexpr std::size_t kSamplesPerFrame = kSampleBuffers + 8; // the four at twice the rate
+    static constexpr std::size_t kCodesPerFrame = 4;
 
     std::unique_ptr<double[]> samples;
     std::unique_ptr<std::int32_t[]> codes;

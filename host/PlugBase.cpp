@@ -197,7 +197,7 @@ bool PlugBase::getProgramNameIndexed(std::int32_t index, char* name) const
 {
     if (index < 0 || index >= core::kNumPrograms)
         return false;
-    std::strcpy(name, programs[static_cast<std::size_t>(index)].getName());
+    FixedText().add(programs[static_cast<std::size_t>(index)].getName()).copyTo(name);
     return true;
 }
 
@@ -209,7 +209,7 @@ void PlugBase::getParameterDisplay(std::int32_t index, char* text) const
 void PlugBase::getParameterName(std::int32_t index, char* name) const
 {
     if (isParameter(index))
-        std::strcpy(name, parameter(index).name.data());
+        FixedText().add(parameter(index).name.data()).copyTo(name);
 }
 
 bool PlugBase::getInputProperties(std::int32_t index, PinProperties* properties) const
@@ -243,7 +243,7 @@ bool PlugBase::getOutputProperties(std::int32_t index, PinProperties* properties
 
 bool PlugBase::getVendorString(char* text) const
 {
-    std::strcpy(text, "Kestrune");
+    FixedText().add("Kestrune").copyTo(text);
     return true;
 }
 

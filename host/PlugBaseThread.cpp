@@ -1,9 +1,9 @@
 #include "PlugBaseThread.h"
 
 #include <pthread.h>
-#include <signal.h>
 
 #include <chrono>
+#include <csignal>
 
 namespace sorvane::host {
 

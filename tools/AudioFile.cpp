@@ -7,10 +7,10 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
+#include <system_error>
 
 namespace sorvane::tools {
 
@@ -152,7 +152,7 @@ AudioWriter::AudioWriter(const std::string& filePath, int format, int channels, 
     const std::string path = target + ".part" + std::to_string(getpid());
     const int descriptor = ::open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0666);
     if (descriptor < 0)
-        fail(std::strerror(errno));
+        fail(std::generic_category().message(errno));
     temporary = path;
 
     SF_INFO info{};
@@ -248,7 +248,7 @@ void requireWritable(const std::string& path)
     if (!fs::is_directory(folder, error))
         refuse("no folder " + folder.string());
     if (::access(folder.c_str(), W_OK) != 0)
-        refuse("folder " + folder.string() + ": " + std::strerror(errno));
+        refuse("folder " + folder.string() + ": " + std::generic_category().message(errno));
 }
 
 } // namespace sorvane::tools

@@ -15,7 +15,7 @@ namespace sorvane::tools {
 
 namespace {
 
-constexpr std::size_t kMostSettingsBytes = 1024 * 1024;
+constexpr std::size_t kMostSettingsBytes = std::size_t{1} << 20;
 
 char lower(char c)
 {

@@ -58,7 +58,8 @@ std::vector<double> impulseResponse(const ResponseOptions& options, float listen
         plug->processDoubleReplacing(inputs.data(), outputs.data(), static_cast<std::int32_t>(kBlock));
         buffers[0][0] = buffers[1][0] = 0.0;
     };
-    for (double done = 0.0; done < kSettleSeconds * options.rateHz; done += kBlock)
+    const auto settling = static_cast<std::size_t>(kSettleSeconds * options.rateHz);
+    for (std::size_t done = 0; done < settling; done += kBlock)
         process(0.0);
 
     const std::vector<double>& heard = buffers[options.channel == 2 ? 3 : 2];

@@ -105,7 +105,7 @@ public:
         std::vector<std::uint8_t> result;
         for (const Colour& pixel : pixels)
             for (const float part : {pixel.red, pixel.green, pixel.blue})
-                result.push_back(static_cast<std::uint8_t>(part * 255.0F + 0.5F));
+                result.push_back(static_cast<std::uint8_t>(std::lround(part * 255.0F)));
         return result;
     }
 
@@ -134,7 +134,7 @@ void drawGrid(Canvas& canvas, const Response& response)
         canvas.text(kLeft - 8 - 6 * static_cast<int>(label.view().size()), y - 3, label.view(), kText);
     }
     canvas.text(kLeft - 20, kTop - 18, "dB", kText);
-    for (double decade = 10.0; decade < response.hertz.back(); decade *= 10.0) {
+    for (const double decade : {10.0, 100.0, 1000.0, 10000.0, 100000.0}) {
         for (int digit = 1; digit < 10; ++digit) {
             const double hertz = decade * digit;
             if (hertz < response.hertz.front() || hertz > response.hertz.back())

@@ -2,6 +2,7 @@
 
 #include "Effect.h"
 #include "ParameterText.h"
+#include "StormSeconds.h"
 
 #include <gtest/gtest.h>
 
@@ -26,7 +27,7 @@ public:
                 work();
         });
     }
-    void blowFor(std::chrono::milliseconds time)
+    void blowFor(std::chrono::duration<double> time)
     {
         std::this_thread::sleep_for(time);
         over = true;
@@ -41,7 +42,7 @@ private:
 
 TEST(Threads, StormOfParametersBlocksBanksResumesAndReaders)
 {
-    const auto plug = makeWidePlug();
+    const auto plug = makePlug();
     std::atomic<bool> allFinite{true};
     std::atomic<int> blocks{0};
     Storm storm;
@@ -77,7 +78,7 @@ TEST(Threads, StormOfParametersBlocksBanksResumesAndReaders)
         if (std::isnan(sum))
             allFinite = false;
     });
-    storm.blowFor(std::chrono::milliseconds(1500));
+    storm.blowFor(std::chrono::duration<double>(stormSeconds(1.5)));
     EXPECT_TRUE(allFinite);
     EXPECT_GT(blocks, 0);
 }

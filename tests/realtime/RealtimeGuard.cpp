@@ -3,11 +3,11 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <semaphore.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <ucontext.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 

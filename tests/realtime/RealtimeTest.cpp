@@ -2,6 +2,7 @@
 
 #include "Effect.h"
 #include "RealtimeGuard.h"
+#include "StormSeconds.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +11,6 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -22,12 +22,7 @@ namespace {
 using namespace core;
 using Clock = std::chrono::steady_clock;
 
-/// How long the storm blows; CI and developers ask for longer ones.
-double stormSeconds()
-{
-    const char* const wanted = std::getenv("SORVANE_STORM_SECONDS");
-    return wanted != nullptr ? std::atof(wanted) : 2.0;
-}
+const double kStormSeconds = stormSeconds(2.0);
 
 TEST(Realtime, GuardSeesWhatItIsThereFor)
 {
@@ -125,7 +120,7 @@ TEST(Realtime, StormOfParametersLeavesTheAudioThreadAlone)
     std::uint64_t blocks = 0;
     std::uint64_t frames = 0;
     std::mt19937 random(2);
-    const auto end = Clock::now() + std::chrono::duration<double>(stormSeconds());
+    const auto end = Clock::now() + std::chrono::duration<double>(kStormSeconds);
     std::thread audio([&] {
         plug->processDoubleReplacing(inputs.data(), outputs.data(), 16); // becomes the audio thread
         const RealtimeGuard guard;
@@ -148,7 +143,7 @@ TEST(Realtime, StormOfParametersLeavesTheAudioThreadAlone)
     parameters.join();
 
     std::printf("%.1f s, %llu blocks, %.1f s of audio, %llu changes: %llu allocations, %llu locks, %llu system calls\n",
-                stormSeconds(), static_cast<unsigned long long>(blocks), static_cast<double>(frames) / 48000.0,
+                kStormSeconds, static_cast<unsigned long long>(blocks), static_cast<double>(frames) / 48000.0,
                 static_cast<unsigned long long>(changes.load()), static_cast<unsigned long long>(counts.allocations),
                 static_cast<unsigned long long>(counts.locks), static_cast<unsigned long long>(counts.systemCalls));
     EXPECT_GT(blocks, 100U);
