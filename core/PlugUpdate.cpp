@@ -64,12 +64,13 @@ void Plug::updateParameters(bool full)
         fullRequested.set();
     updateRequested.set();
     while (updateRequested.isSet()) {
-        const bool mayWait = !onAudioThread();
+        // An offline render's thread has time to wait for the lock and for a design, and its blocks can't go on
+        // without.
+        const bool mayWait = !onAudioThread() || (offline && !platform::AudioThreadScope::active());
         if (mayWait)
             updateLock.lock();
         else if (!updateLock.tryLock())
             return;
-        // An offline render's thread has time for a design, and its blocks can't wait for one.
         while (updateRequested.testAndClear())
             runUpdate(mayWait || offline);
         updateLock.unlock();

@@ -13,15 +13,9 @@ namespace {
 
 using namespace core;
 
-/// An offline host: designs run with the change that asks for them.
-host::Pointer offline(host::AEffect*, std::int32_t opcode, std::int32_t, host::Pointer, void*, float)
-{
-    return opcode == host::hostProcessLevel ? host::processLevelOffline : 0;
-}
-
 std::unique_ptr<Plug> offlinePlug(float rateHz, const Values& values)
 {
-    auto plug = std::make_unique<Plug>(offline);
+    auto plug = std::make_unique<Plug>(offlineHost);
     plug->setSampleRate(rateHz);
     setValues(*plug, values);
     plug->resume();

@@ -42,7 +42,7 @@ private:
 
 TEST(Threads, StormOfParametersBlocksBanksResumesAndReaders)
 {
-    const auto plug = makePlug();
+    const auto plug = makePlug(48000.0F, nullptr);
     std::atomic<bool> allFinite{true};
     std::atomic<int> blocks{0};
     Storm storm;
@@ -85,7 +85,7 @@ TEST(Threads, StormOfParametersBlocksBanksResumesAndReaders)
 
 TEST(Threads, ValuesSetByTwoThreadsEndAsAPairAndReachTheEngine)
 {
-    const auto plug = makeWidePlug();
+    const auto plug = makeWidePlug(48000.0F, nullptr);
     for (int round = 0; round < 200; ++round) {
         std::atomic<int> ready{0};
         const auto race = [&](float from) {
@@ -108,7 +108,7 @@ TEST(Threads, ValuesSetByTwoThreadsEndAsAPairAndReachTheEngine)
 TEST(Threads, ChangeOnTheAudioThreadIsNeverLost)
 {
     // The audio thread's tries meet an updating thread that holds the lock nearly all of the time.
-    const auto plug = makeWidePlug();
+    const auto plug = makeWidePlug(48000.0F, nullptr);
     std::atomic<bool> over{false};
     std::thread updating([&] {
         while (!over)

@@ -96,7 +96,7 @@ TEST(Realtime, FaultOnTheAudioThreadIsCaught)
 
 TEST(Realtime, StormOfParametersLeavesTheAudioThreadAlone)
 {
-    const auto plug = makePlug();
+    const auto plug = makePlug(48000.0F, nullptr);
     std::atomic<bool> over{false};
     std::atomic<std::uint64_t> changes{0};
     std::thread parameters([&] {

@@ -66,7 +66,14 @@ inline host::Pointer TestHost::callback(host::AEffect*, std::int32_t opcode, std
     return 0;
 }
 
-inline std::unique_ptr<core::Plug> makePlug(float rateHz = 48000.0F, host::HostCallback callback = nullptr)
+/// A host that renders offline: what a parameter asks for is in force with the next block, filter designs too, although
+/// parameters and blocks come from one thread.
+inline host::Pointer offlineHost(host::AEffect*, std::int32_t opcode, std::int32_t, host::Pointer, void*, float)
+{
+    return opcode == host::hostProcessLevel ? host::processLevelOffline : 0;
+}
+
+inline std::unique_ptr<core::Plug> makePlug(float rateHz = 48000.0F, host::HostCallback callback = offlineHost)
 {
     auto plug = std::make_unique<core::Plug>(callback);
     plug->setSampleRate(rateHz);
@@ -84,7 +91,7 @@ inline void setValues(core::Plug& plug, const Values& values)
 }
 
 /// An effect whose band is the whole signal, with no latency but the look-ahead: for what lies beyond the split.
-inline std::unique_ptr<core::Plug> makeWidePlug(float rateHz = 48000.0F, host::HostCallback callback = nullptr)
+inline std::unique_ptr<core::Plug> makeWidePlug(float rateHz = 48000.0F, host::HostCallback callback = offlineHost)
 {
     auto plug = std::make_unique<core::Plug>(callback);
     setValues(*plug, {{core::kSplitBPF, 0}, {core::kSplitBPFB, 0}, {core::kLinearPhase, 0}});
