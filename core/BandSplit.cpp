@@ -98,14 +98,15 @@ bool BandSplit::design(const std::array<SplitParameters, 2>& channels, const Spl
 {
     for (std::size_t c = 0; c < 2; ++c)
         setSplit(channelFilters[c], channels[c], mode);
+    // The running filters stay as they are while kernels take their place: until the audio thread changes over it runs on
+    // them, and this design is meant for kernels.
     if (mode.linearPhase) {
         if (!rebuildKernels(mode))
             return false;
     } else {
-        for (Channel& channel : channelFilters)
-            rebuildComplements(channel);
+        updateFilters();
     }
-    // Last: whoever takes this finds the kernels there.
+    // Last: whoever takes the mode finds what serves it.
     mailbox.publish({.linearPhase = mode.linearPhase, .dryMode = mode.dryMode});
     publishedDelay = mode.linearPhase ? kernelSource.length / 2 : 0;
     return true;
@@ -145,9 +146,16 @@ void BandSplit::setSplit(Channel& channel, const SplitParameters& parameters, co
             channel.splitHPF.analogMagnitude(frequency, false) * channel.splitLPF.analogMagnitude(frequency, false);
         channel.splitLPF.setGain(static_cast<float>(-20.0 * std::log10(centre)));
     }
-    channel.splitLPF.update();
-    channel.splitHPF.update();
-    channel.splitBPF.update();
+}
+
+void BandSplit::updateFilters() noexcept
+{
+    for (Channel& channel : channelFilters) {
+        channel.splitLPF.update();
+        channel.splitHPF.update();
+        channel.splitBPF.update();
+        rebuildComplements(channel);
+    }
 }
 
 void BandSplit::rebuildComplements(Channel& channel) noexcept

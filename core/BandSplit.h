@@ -74,6 +74,7 @@ private:
     };
 
     static void setSplit(Channel& channel, const SplitParameters& parameters, const SplitMode& mode) noexcept;
+    void updateFilters() noexcept;
     static void rebuildComplements(Channel& channel) noexcept;
     bool rebuildKernels(const SplitMode& mode) noexcept;
     static void complement(Channel& channel, std::span<double> rest, std::span<double> scratch) noexcept;

@@ -1,6 +1,7 @@
 #include "Compressor.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace sorvane::core {
 
@@ -30,13 +31,17 @@ void zero(std::span<double> samples)
     std::fill(samples.begin(), samples.end(), 0.0);
 }
 
+/// Far above any signal, and so far below what a double holds that no gain and no sum of the path comes to infinity, which
+/// recursive states would keep for good.
+constexpr double kMostSample = 1e100;
+
 template <typename Sample>
 void read(const Sample* source, std::span<double> destination)
 {
     if (source == nullptr)
         return zero(destination);
     for (std::size_t i = 0; i < destination.size(); ++i)
-        destination[i] = static_cast<double>(source[i]);
+        destination[i] = std::clamp(static_cast<double>(source[i]), -kMostSample, kMostSample);
 }
 
 template <typename Sample>
@@ -44,8 +49,9 @@ void write(std::span<const double> source, Sample* destination)
 {
     if (destination == nullptr)
         return;
+    constexpr double kMost = std::numeric_limits<Sample>::max();
     for (std::size_t i = 0; i < source.size(); ++i)
-        destination[i] = static_cast<Sample>(source[i]);
+        destination[i] = static_cast<Sample>(std::clamp(source[i], -kMost, kMost));
 }
 
 /// Mixes the channels' side-chains, in place if asked. Without a second channel that is silence: the link only scales.

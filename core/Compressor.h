@@ -51,7 +51,8 @@ public:
     /// Clears every state; gains stand at their targets.
     void reset() noexcept;
 
-    /// Sets the rate of what depends on it and clears that. \param rateHz  above 0, up to 1 MHz
+    /// Sets the host's rate, and clears the filters and counters, which depend on it.
+    /// \param rateHz  above 0, up to 1 MHz
     void setRate(double rateHz) noexcept;
 
     /// Brings the newest published settings in force.
@@ -61,7 +62,8 @@ public:
     [[nodiscard]] const EngineSettings& settings() const noexcept { return active; }
 
     /// Processes one block. All inputs are read before any output is written, so that they may be the same buffers in
-    /// any order. \param inputs      \p channels main inputs and \p sideChains behind them; null is a channel of zeros
+    /// any order.
+    /// \param inputs      \p channels main inputs and \p sideChains behind them; null is a channel of zeros
     /// \param outputs     \p channels outputs; null is passed over
     /// \param frames      0 and above
     /// \param channels    1 or 2
@@ -76,8 +78,7 @@ public:
     [[nodiscard]] const DisplayFeeds& displayFeeds() const noexcept { return feeds; }
 
 private:
-    static constexpr std::uint32_t kDelayLength = 16384;
-    using Delay = DelayRing<kDelayLength>;
+    using Delay = DelayRing<kMostLookahead>;
     using OversampleDelay = DelayRing<256>;
 
     /// The shape of the block at hand.

@@ -21,16 +21,23 @@ void CrossingCounter::reset() noexcept
 
 void CrossingCounter::process(std::span<double> samples, double threshold) noexcept
 {
+    const std::uint32_t window = length;
+    std::uint32_t at = position;
+    std::int32_t count = sum;
+    double last = previous;
     for (double& sample : samples) {
         const double x = sample;
-        const std::uint8_t crossing = x * previous < 0.0 ? 1 : 0;
-        sum += crossing - crossings[position];
-        crossings[position] = crossing;
-        position = position + 1 == length ? 0 : position + 1;
-        previous = x;
-        if (sum < threshold)
+        const std::uint8_t crossing = x * last < 0.0 ? 1 : 0;
+        count += crossing - crossings[at];
+        crossings[at] = crossing;
+        at = at + 1 == window ? 0 : at + 1;
+        last = x;
+        if (count < threshold)
             sample = 0.0;
     }
+    position = at;
+    sum = count;
+    previous = last;
 }
 
 } // namespace sorvane::core

@@ -12,9 +12,6 @@ using dsp::flush;
 
 namespace {
 
-/// Far above any signal; its square is still finite, so that one absurd sample can't spoil the running mean for good.
-constexpr double kMostLevel = 1e100;
-
 /// Least level relative to the threshold: -200 dB, where silence stands.
 constexpr double kLeastRelativeLevel = 1e-10;
 
@@ -50,7 +47,7 @@ void DetectorChannel::process(std::span<double> samples, std::span<std::int32_t>
 {
     beginBlock();
     for (double& sample : samples)
-        sample = std::min(std::abs(sample), kMostLevel);
+        sample = std::abs(sample);
     slidingMaximum(samples);
     if (settings.usePreSmoother)
         smooth(preSmoother, samples, codes);
@@ -70,9 +67,6 @@ void DetectorChannel::process(std::span<double> samples, std::span<std::int32_t>
 
 void DetectorChannel::beginBlock() noexcept
 {
-    activeSize = settings.treeSize;
-    activeLevels = settings.treeLevels;
-    activeShort = settings.treeShort;
     if (activeLength != settings.requestedLength)
         rebuildAverages();
 }
@@ -105,10 +99,11 @@ void DetectorChannel::rebuildAverages() noexcept
 /// comparisons a sample for any n.
 void DetectorChannel::slidingMaximum(std::span<double> levels) noexcept
 {
-    for (std::int32_t stage = 0; stage < activeLevels; ++stage) {
+    for (std::int32_t stage = 0; stage < settings.treeLevels; ++stage) {
         const std::uint32_t size = 1U << stage;
         const std::uint32_t mask = size - 1;
-        const std::uint32_t ahead = stage == activeLevels - 1 ? static_cast<std::uint32_t>(activeShort) : 0U;
+        const std::uint32_t ahead =
+            stage == settings.treeLevels - 1 ? static_cast<std::uint32_t>(settings.treeShort) : 0U;
         double* const cells = maxTree.data() + mask; // the stages before this one hold 2^stage - 1 cells
         std::uint32_t index = treeIndex;
         for (double& level : levels) {
@@ -118,7 +113,8 @@ void DetectorChannel::slidingMaximum(std::span<double> levels) noexcept
             ++index;
         }
     }
-    treeIndex = (treeIndex + static_cast<std::uint32_t>(levels.size())) & static_cast<std::uint32_t>(activeSize - 1);
+    treeIndex =
+        (treeIndex + static_cast<std::uint32_t>(levels.size())) & static_cast<std::uint32_t>(settings.treeSize - 1);
 }
 
 /// Peak follower with a hold and two releases: the fast one as long as the envelope stands more than 6 dB above the

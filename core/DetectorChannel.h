@@ -33,12 +33,12 @@ public:
     /// Clears every state: the gain starts at unity.
     void reset() noexcept;
 
-    /// \param samples  side-chain in, gain out (1 leaves a level as it is), in place
+    /// \param samples  side-chain within 1e100 in, gain out (1 leaves a level as it is), in place
     /// \param codes    gets a StateCode for each sample; as long as \p samples
     void process(std::span<double> samples, std::span<std::int32_t> codes) noexcept;
 
 private:
-    static constexpr std::uint32_t kRing = 16384;
+    static constexpr std::uint32_t kRing = kMostLookahead;
     static constexpr std::uint32_t kMask = kRing - 1;
 
     struct Smoother {
@@ -59,9 +59,6 @@ private:
 
     std::array<double, kRing> maxTree;
     std::uint32_t treeIndex = 0;
-    std::int32_t activeSize = 1;
-    std::int32_t activeLevels = 0;
-    std::int32_t activeShort = 1;
 
     double meanSquare = 0.0;
     double envelope = 0.0;

@@ -8,8 +8,6 @@ namespace sorvane::core {
 
 namespace {
 
-constexpr double kMostLookahead = 16384.0;
-
 /// \param samples  0 follows at once
 double onePole(double samples)
 {
@@ -52,7 +50,7 @@ void setCurve(DetectorSettings& settings, const DetectorParameters& parameters)
 
 std::int32_t lookaheadSamples(float ms, double rateHz) noexcept
 {
-    return static_cast<std::int32_t>(std::clamp(ms * rateHz * 0.001, 0.0, kMostLookahead));
+    return static_cast<std::int32_t>(std::clamp<double>(ms * rateHz * 0.001, 0.0, kMostLookahead));
 }
 
 DetectorSettings makeDetectorSettings(const DetectorParameters& parameters, double detectorRateHz) noexcept
@@ -60,7 +58,6 @@ DetectorSettings makeDetectorSettings(const DetectorParameters& parameters, doub
     const auto coefficient = [&](float ms) { return onePole(ms * detectorRateHz * 0.001); };
 
     DetectorSettings settings;
-    settings.thresholdDb = parameters.thresholdDb;
     settings.thresholdInverse = std::pow(10.0, parameters.thresholdDb / -20.0);
     setCurve(settings, parameters);
     settings.attackCoefficient = coefficient(parameters.attackMs);

@@ -4,6 +4,9 @@
 
 namespace sorvane::core {
 
+/// Longest look-ahead in samples, of the detector's window and of the audio's delay.
+inline constexpr std::uint32_t kMostLookahead = 16384;
+
 /// The engineering values that one detector is set from, as its channel's parameters hold them.
 struct DetectorParameters {
     float thresholdDb = 0.0F;
@@ -24,7 +27,6 @@ struct DetectorParameters {
 /// Everything that a DetectorChannel computes with, made from the parameters on the updating thread and handed to the
 /// audio thread whole. Decibels where the name says so; coefficients are those of y += c (x - y).
 struct DetectorSettings {
-    double thresholdDb = 0.0;
     double thresholdInverse = 1.0; ///< 10^(threshold / -20)
     double slope = 0.0;            ///< dB of gain change for each dB above the threshold
     double ceiling = 0.0;          ///< most gain change in dB
@@ -57,8 +59,8 @@ struct DetectorSettings {
 /// Computes a detector's settings. Any thread; no allocation.
 ///
 /// The knee is the parabola (s / 4K) (d + K)^2 that leaves d = -K flat and joins s d at d = K with slope s. A time t
-/// gives the coefficient 1 - exp(-2 / (t fs)), which reaches 86 % of a step in t. \param detectorRateHz  rate at which
-/// the detector runs, above 0
+/// gives the coefficient 1 - exp(-2 / (t fs)), which reaches 86 % of a step in t.
+/// \param detectorRateHz  rate at which the detector runs, above 0
 [[nodiscard]] DetectorSettings makeDetectorSettings(const DetectorParameters& parameters,
                                                     double detectorRateHz) noexcept;
 

@@ -55,7 +55,7 @@ using ParamTable = std::array<ParamRecord, kNumParams>;
 /// The 92 parameters at their factory values, in tag order. Process-wide, read-only; any thread.
 [[nodiscard]] const ParamTable& factoryParameters();
 
-/// \return what step kOverSample and the like mean: true for a value other than 0
+/// \return whether a switch is on
 [[nodiscard]] inline bool isOn(const ParamRecord& parameter) noexcept
 {
     return parameter.value != 0.0F;

@@ -99,8 +99,8 @@ void Plug::resume()
     resetFeeds();
     engineRate = static_cast<double>(getSampleRate());
     engine.setRate(engineRate);
-    // A block size beyond memory is met again, and answered with silence, if such a block ever comes.
-    (void)engine.prepare(getBlockSize());
+    // A larger block is met when it comes, if it ever does; without the memory it is silent.
+    (void)engine.prepare(std::min(getBlockSize(), kMostPreparedFrames));
     fullRequested.set();
     runUpdate(true);
     engine.takeSettings(); // so that the latency that is reported now is that of the first block
@@ -254,24 +254,21 @@ std::uint32_t Plug::bandFeatures(std::int32_t band) const
     return core::bandFeatures(band, paramTable);
 }
 
-const dsp::DF1Cascade& Plug::bandFilter(std::int32_t band) const
+dsp::AnalogCascade Plug::bandFilter(std::int32_t band, bool ignoreBypass)
 {
     // Bands 8 to 11 are the two edges that bands 3 and 7 have no place for.
     const auto index = static_cast<std::size_t>(((band % 12) + 12) % 12);
     const std::size_t channel = index < 8 ? index / 4 : (index - 8) / 2;
-    if (index >= 8)
-        return engine.split().filter(channel, index % 2 == 0 ? BandSplit::Edge::lowPass : BandSplit::Edge::bandPass);
     const SideChainEQ& eq = engine.sideChainEQ(channel);
-    switch (index % 4) {
-    case 0:
-        return eq.scHPF;
-    case 1:
-        return eq.scLPF;
-    case 2:
-        return eq.scPeak;
-    default:
-        return engine.split().filter(channel, BandSplit::Edge::highPass);
-    }
+    const auto edge = index < 8        ? BandSplit::Edge::highPass
+                      : index % 2 == 0 ? BandSplit::Edge::lowPass
+                                       : BandSplit::Edge::bandPass;
+    const std::array<const dsp::EQ*, 4> filters = {&eq.scHPF, &eq.scLPF, &eq.scPeak,
+                                                   &engine.split().filter(channel, edge)};
+    updateLock.lock(); // filters are set and designed under it
+    const dsp::AnalogCascade curve = filters[index < 8 ? index % 4 : 3]->design(ignoreBypass);
+    updateLock.unlock();
+    return curve;
 }
 
 void Plug::bandText(std::int32_t field, std::int32_t band, char* text, std::int32_t flag) const
@@ -296,7 +293,6 @@ void Plug::process(Sample** inputs, Sample** outputs, std::int32_t frames) noexc
 {
     if (outputs == nullptr || frames < 0)
         return;
-    audioThread.store(std::this_thread::get_id(), std::memory_order_relaxed);
 
     // A mono instance has no second output: one main channel, and behind it at most one side-chain input.
     const bool mono = outputs[1] == nullptr;

@@ -9,7 +9,6 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <thread>
 
 namespace sorvane::core {
 
@@ -68,8 +67,9 @@ public:
     [[nodiscard]] virtual std::int32_t bandParameter(std::int32_t field, std::int32_t band) const;
     [[nodiscard]] virtual float bandValue(std::int32_t field, std::int32_t band) const;
     [[nodiscard]] virtual std::uint32_t bandFeatures(std::int32_t band) const;
-    /// The filter behind a band, for drawing its response; band modulo 12. User interface thread.
-    [[nodiscard]] virtual const dsp::DF1Cascade& bandFilter(std::int32_t band) const;
+    /// The analog curve of the filter behind a band, in hertz, as it was designed last; band modulo 12. Any but the audio
+    /// thread.
+    [[nodiscard]] virtual dsp::AnalogCascade bandFilter(std::int32_t band, bool ignoreBypass);
     /// Writes what the field's parameter would show for its value; nothing when there is no parameter.
     virtual void bandText(std::int32_t field, std::int32_t band, char* text, std::int32_t flag) const;
 
@@ -81,6 +81,7 @@ protected:
 private:
     static constexpr std::uint32_t kOutputRingMask = kOutputRingLength - 1;
     static constexpr std::int32_t kNoAutoListen = -1;
+    static constexpr std::int32_t kMostPreparedFrames = 65536; ///< room that is made for an announced block size
 
     template <typename Sample>
     void process(Sample** inputs, Sample** outputs, std::int32_t frames) noexcept;
@@ -89,7 +90,6 @@ private:
     template <typename Sample>
     void followMeters(std::span<Sample* const> outputs, std::int32_t frames) noexcept;
     void resetFeeds() noexcept;
-    [[nodiscard]] bool onAudioThread() const noexcept;
     void runUpdate(bool mayDesign) noexcept;
     [[nodiscard]] bool isDesignDue() noexcept;
     void designFilters() noexcept;
@@ -124,8 +124,7 @@ private:
     host::AtomicFlag fullRequested;    ///< and its filter design isn't to be put off
     host::AtomicFlag designPending;    ///< a filter design was put off
     const platform::Clock& designClock;
-    std::int64_t lastDesignTick = -1;           ///< of 100 ms; guarded by the update lock
-    std::atomic<std::thread::id> audioThread{}; ///< that ran the last block
+    std::int64_t lastDesignTick = -1; ///< of 100 ms; guarded by the update lock
 };
 
 } // namespace sorvane::core

@@ -49,13 +49,6 @@ double gainOfDecibels(double decibels)
 
 } // namespace
 
-/// The audio thread counts as such between blocks too: hosts automate there.
-bool Plug::onAudioThread() const noexcept
-{
-    return platform::AudioThreadScope::active() ||
-           audioThread.load(std::memory_order_relaxed) == std::this_thread::get_id();
-}
-
 /// Whoever holds the lock works for all: a thread that may not wait leaves its request, and the holder looks for one
 /// after it has let go, so that none is lost.
 void Plug::updateParameters(bool full)
@@ -66,7 +59,8 @@ void Plug::updateParameters(bool full)
     while (updateRequested.isSet()) {
         // An offline render's thread has time to wait for the lock and for a design, and its blocks can't go on
         // without.
-        const bool mayWait = !onAudioThread() || (offline && !platform::AudioThreadScope::active());
+        const bool mayWait =
+            !platform::AudioThreadScope::isAudioThread() || (offline && !platform::AudioThreadScope::active());
         if (mayWait)
             updateLock.lock();
         else if (!updateLock.tryLock())

@@ -29,8 +29,6 @@ struct SplitParameters {
     double q = 1.0;                 ///< of a band-pass: its edges lie frequency / q apart
     std::int32_t highPassSlope = 6; ///< dB per octave, 6 to 192
     std::int32_t lowPassSlope = 6;
-
-    friend bool operator==(const SplitParameters&, const SplitParameters&) = default;
 };
 
 /// How the split is made, the same for both channels.
@@ -39,8 +37,6 @@ struct SplitMode {
     bool highQuality = false; ///< 8192 taps in place of 2048
     DryMode dryMode = DryMode::remainder;
     double halfRateHz = 22050.0; ///< what the upper edge of a band-pass is held at
-
-    friend bool operator==(const SplitMode&, const SplitMode&) = default;
 };
 
 } // namespace sorvane::core

@@ -12,8 +12,10 @@ bool WorkBuffers::ensure(std::int32_t frames) noexcept
         return true;
     const auto count = static_cast<std::size_t>(frames);
     std::unique_ptr<double[]> newSamples(new (std::nothrow) double[kSamplesPerFrame * count]());
+    if (!newSamples)
+        return false;
     std::unique_ptr<std::int32_t[]> newCodes(new (std::nothrow) std::int32_t[kCodesPerFrame * count]());
-    if (!newSamples || !newCodes)
+    if (!newCodes)
         return false;
     samples = std::move(newSamples);
     codes = std::move(newCodes);

@@ -15,7 +15,6 @@ public:
     /// On the audio thread this allocates when a block is larger than any before.
     /// \return false when there is no memory: the old buffers stand
     [[nodiscard]] bool ensure(std::int32_t frames) noexcept;
-    [[nodiscard]] std::int32_t capacity() const noexcept { return frameCapacity; }
     void clear() noexcept;
 
     enum Role : std::size_t {

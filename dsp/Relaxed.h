@@ -29,6 +29,10 @@ public:
     [[nodiscard]] T load() const noexcept { return value.load(std::memory_order_relaxed); }
     void store(T newValue) noexcept { value.store(newValue, std::memory_order_relaxed); }
 
+    /// Sequentially consistent, for the few places where one value's store must come before another one's load.
+    [[nodiscard]] T loadInOrder() const noexcept { return value.load(); }
+    void storeInOrder(T newValue) noexcept { value.store(newValue); }
+
 private:
     static_assert(std::atomic<T>::is_always_lock_free);
     std::atomic<T> value{};

@@ -114,13 +114,6 @@ bool ringsOffGrid(const BiquadSection& section, double loudest) noexcept
 BiquadSection designSection(const AnalogStage& stage, const SectionStart& start, double cornerHz, double rateHz,
                             BiquadFit& fit) noexcept
 {
-    BiquadSection seed = start.seed;
-    if (!isFinite(seed) || !isStable(seed, start.inverted)) {
-        // At the edges, a corner beyond half the rate above all, the closed forms fail.
-        const BiquadSection plain = bilinear(stage, warpFrequency(stage, cornerHz, rateHz), rateHz);
-        seed = start.inverted ? reciprocal(plain) : plain;
-    }
-
     double loudest = std::sqrt(stage.squaredMagnitude(std::sqrt(stage.a2)));
     std::array<float, BiquadFit::kGridSize> wanted;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
@@ -134,10 +127,15 @@ BiquadSection designSection(const AnalogStage& stage, const SectionStart& start,
     const auto finished = [&start](const BiquadSection& section) {
         return start.inverted ? reciprocal(section) : section;
     };
-    const BiquadSection fitted = fit.improve(seed, wanted, start.plan);
-    if (isStable(fitted, start.inverted) && !ringsOffGrid(finished(fitted), loudest))
-        return finished(fitted);
-    return finished(seed);
+    if (isFinite(start.seed)) {
+        const BiquadSection fitted = fit.improve(start.seed, wanted, start.plan);
+        if (isFinite(fitted) && isStable(fitted, start.inverted) && !ringsOffGrid(finished(fitted), loudest))
+            return finished(fitted);
+        if (isStable(start.seed, start.inverted))
+            return finished(start.seed);
+    }
+    // At the edges, a corner beyond half the rate above all, the closed forms fail and the fit may not save them.
+    return bilinear(stage, warpFrequency(stage, cornerHz, rateHz), rateHz);
 }
 
 } // namespace

@@ -116,7 +116,7 @@ void PlugBase::setParameter(std::int32_t index, float normal)
     }
     if (isParameter(index)) {
         storeParameter(index, normal);
-        if (!bankSwitching) // else one update follows for all of them
+        if (!bankSwitching.loadInOrder()) // else one update follows for all of them
             updateParameters(false);
     }
     if (editor && (!bankSwitching || index != bankParam))
@@ -129,13 +129,13 @@ void PlugBase::storeParameter(std::int32_t index, float normal)
 {
     const auto slot = static_cast<std::size_t>(index);
     ParamRecord& record = paramTable[slot];
-    record.normal = normal;
+    record.normal.storeInOrder(normal);
     do {
-        normal = record.normal;
+        normal = record.normal.loadInOrder();
         currentProgram().values[slot] = normal;
         banks[static_cast<std::size_t>(currentBank.load())].values[slot] = normal;
-        record.value = fromNormalised(index, normal);
-    } while (record.normal != normal);
+        record.value.storeInOrder(fromNormalised(index, normal));
+    } while (record.normal.loadInOrder() != normal);
 }
 
 float PlugBase::getParameter(std::int32_t index) const
@@ -173,7 +173,7 @@ void PlugBase::setProgram(std::int32_t program)
         stored = snapped(index, stored);
         applyWithEdit(index, stored);
     }
-    bankSwitching = false;
+    bankSwitching.storeInOrder(false);
     updateParameters(true);
 }
 

@@ -39,7 +39,7 @@ void PlugBase::switchBank(std::int32_t bank)
         for (std::int32_t index = 0; index < core::kNumParams; ++index)
             if (index != bankParam)
                 editor->setParameter(index, getParameter(index));
-    bankSwitching = false;
+    bankSwitching.storeInOrder(false);
     updateParameters(true);
 }
 

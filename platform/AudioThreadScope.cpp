@@ -4,15 +4,17 @@ namespace sorvane::platform {
 
 namespace {
 
-// Initial-exec keeps the counter in the thread's static block: the general model allocates it on first use, which would
+// Initial-exec keeps these in the thread's static block: the general model allocates it on first use, which would
 // be on the audio thread.
 [[gnu::tls_model("initial-exec")]] thread_local int depth = 0;
+[[gnu::tls_model("initial-exec")]] thread_local bool hasRunBlocks = false;
 
 } // namespace
 
 AudioThreadScope::AudioThreadScope() noexcept
 {
     ++depth;
+    hasRunBlocks = true;
 }
 
 AudioThreadScope::~AudioThreadScope() noexcept
@@ -23,6 +25,11 @@ AudioThreadScope::~AudioThreadScope() noexcept
 bool AudioThreadScope::active() noexcept
 {
     return depth > 0;
+}
+
+bool AudioThreadScope::isAudioThread() noexcept
+{
+    return hasRunBlocks;
 }
 
 } // namespace sorvane::platform

@@ -16,6 +16,9 @@ public:
 
     /// Whether the calling thread is inside a scope.
     [[nodiscard]] static bool active() noexcept;
+
+    /// Whether the calling thread has ever been inside one: hosts automate on such threads between blocks too.
+    [[nodiscard]] static bool isAudioThread() noexcept;
 };
 
 } // namespace sorvane::platform
