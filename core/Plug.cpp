@@ -3,6 +3,7 @@
 #include "AudioThreadScope.h"
 #include "GraphBands.h"
 #include "InstanceTimer.h"
+#include "MeterBallistics.h"
 #include "ParameterText.h"
 
 #include <algorithm>
@@ -91,9 +92,9 @@ void Plug::resume()
     updateProcessLevel();
     applyGlobalPrefs();
 
-    // Both, so that nothing runs on what is cleared here, and no update designs for the rate that was.
+    // So that no block runs on what is cleared here, and no update designs for the rate that was.
+    designLock.lock();
     blockGate.lock();
-    updateLock.lock();
     autoListenMode = kNoAutoListen;
     engine.reset();
     resetFeeds();
@@ -101,12 +102,17 @@ void Plug::resume()
     engine.setRate(engineRate);
     // A larger block is met when it comes, if it ever does; without the memory it is silent.
     (void)engine.prepare(std::min(getBlockSize(), kMostPreparedFrames));
-    fullRequested.set();
-    runUpdate(true);
-    engine.takeSettings(); // so that the latency that is reported now is that of the first block
+    updateLock.lock();
+    engine.publish(makeEngineSettings());
     updateLock.unlock();
+    lastDesignTick = designClock.milliseconds() * 10 / 1000;
+    designFilters();
+    engine.takeSettings(); // so that the latency that is reported now is that of the first block
     blockGate.unlock();
+    designLock.unlock();
 
+    if (updateRequested.isSet()) // by a thread that couldn't wait meanwhile
+        updateParameters(false);
     updateLatency();
 }
 
@@ -122,14 +128,20 @@ void Plug::resetFeeds() noexcept
 
 void Plug::applyGlobalPrefs()
 {
-    // The ballistic "Digital": up at once, down to a tenth in 0.3 s.
-    meterAttack = 1.0;
-    meterRelease = 1.0 - std::pow(0.1, 1.0 / (getSampleRate() * 0.3));
+    const MeterCoefficients coefficients = meterCoefficients(meterBallistic, getSampleRate());
+    meterAttack = coefficients.attack;
+    meterRelease = coefficients.release;
+}
+
+void Plug::setMeterBallistic(std::int32_t ballistic)
+{
+    meterBallistic = ballistic;
+    applyGlobalPrefs();
 }
 
 void Plug::onTimer()
 {
-    if (designPending.isSet())
+    if (designPending.isSet() || updateRequested.isSet())
         updateParameters(false);
     engine.split().collect();
     updateLatency(); // last: a host may end the effect when it hears of it
@@ -265,9 +277,9 @@ dsp::AnalogCascade Plug::bandFilter(std::int32_t band, bool ignoreBypass)
                                        : BandSplit::Edge::bandPass;
     const std::array<const dsp::EQ*, 4> filters = {&eq.scHPF, &eq.scLPF, &eq.scPeak,
                                                    &engine.split().filter(channel, edge)};
-    updateLock.lock(); // filters are set and designed under it
+    designLock.lock(); // filters are set and designed under it
     const dsp::AnalogCascade curve = filters[index < 8 ? index % 4 : 3]->design(ignoreBypass);
-    updateLock.unlock();
+    designLock.unlock();
     return curve;
 }
 

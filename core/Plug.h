@@ -51,6 +51,8 @@ public:
     virtual void armAutoListen(std::int32_t mode);
     /// Brings the user's preferences in force.
     virtual void applyGlobalPrefs();
+    /// How the level meters move; see meterCoefficients.
+    virtual void setMeterBallistic(std::int32_t ballistic);
     /// Tells the host when the latency has changed. Never on the audio thread.
     virtual void updateLatency();
 
@@ -90,7 +92,6 @@ private:
     template <typename Sample>
     void followMeters(std::span<Sample* const> outputs, std::int32_t frames) noexcept;
     void resetFeeds() noexcept;
-    void runUpdate(bool mayDesign) noexcept;
     [[nodiscard]] bool isDesignDue() noexcept;
     void designFilters() noexcept;
 
@@ -105,6 +106,7 @@ private:
     [[nodiscard]] SplitParameters splitParameters(std::int32_t twin) const noexcept;
     [[nodiscard]] SideChainEdge sideChainEdge(std::int32_t first) const noexcept;
 
+    dsp::Relaxed<std::int32_t> meterBallistic{0};
     dsp::Relaxed<double> meterAttack{1.0};
     dsp::Relaxed<double> meterRelease{1.0};
     std::array<dsp::Relaxed<double>, 2> meterLevel;
@@ -119,12 +121,13 @@ private:
     dsp::Relaxed<double> engineRate{44100.0}; ///< of the engine, as resume set it
 
     platform::WaitFreeLock blockGate;  ///< held while a block runs, and while resume keeps blocks out
-    platform::WaitFreeLock updateLock; ///< one update at a time
+    platform::WaitFreeLock updateLock; ///< one publication of settings at a time
+    platform::WaitFreeLock designLock; ///< one filter design at a time; taken before the other two
     host::AtomicFlag updateRequested;  ///< some change isn't in the published settings yet
     host::AtomicFlag fullRequested;    ///< and its filter design isn't to be put off
     host::AtomicFlag designPending;    ///< a filter design was put off
     const platform::Clock& designClock;
-    std::int64_t lastDesignTick = -1; ///< of 100 ms; guarded by the update lock
+    std::int64_t lastDesignTick = -1; ///< of 100 ms; guarded by the design lock
 };
 
 } // namespace sorvane::core

@@ -49,36 +49,35 @@ double gainOfDecibels(double decibels)
 
 } // namespace
 
-/// Whoever holds the lock works for all: a thread that may not wait leaves its request, and the holder looks for one
-/// after it has let go, so that none is lost.
+/// The cheap half runs on every thread, at once where it can. Whoever holds its lock works for all: a thread that may not
+/// wait leaves its request, and the holder looks for one after it has let go, so that none is lost. The filter design
+/// belongs to threads that may wait; on any other it is left to the timer.
 void Plug::updateParameters(bool full)
 {
-    if (full)
-        fullRequested.set();
+    // An offline render's thread has time to wait, and its blocks can't go on without.
+    const bool mayWait =
+        !platform::AudioThreadScope::isAudioThread() || (offline && !platform::AudioThreadScope::active());
     updateRequested.set();
     while (updateRequested.isSet()) {
-        // An offline render's thread has time to wait for the lock and for a design, and its blocks can't go on
-        // without.
-        const bool mayWait =
-            !platform::AudioThreadScope::isAudioThread() || (offline && !platform::AudioThreadScope::active());
         if (mayWait)
             updateLock.lock();
         else if (!updateLock.tryLock())
-            return;
+            break;
         while (updateRequested.testAndClear())
-            runUpdate(mayWait || offline);
+            engine.publish(makeEngineSettings());
         updateLock.unlock();
     }
-}
 
-/// The cheap half of an update, and the filter design when it is due and this thread may run it. The caller holds the
-/// lock.
-void Plug::runUpdate(bool mayDesign) noexcept
-{
-    engine.publish(makeEngineSettings());
-    designPending.set();
-    if (mayDesign && isDesignDue())
+    if (full)
+        fullRequested.set();
+    if (!mayWait && !offline)
+        return designPending.set();
+    designLock.lock();
+    if (isDesignDue())
         designFilters();
+    else
+        designPending.set();
+    designLock.unlock();
 }
 
 /// At most one design in 100 ms, or in 4096 samples, unless it is forced.

@@ -1,10 +1,8 @@
 #include "LinearPhaseFIR.h"
 
-#include "AudioThreadScope.h"
-
-#include <cassert>
 #include <cstddef>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace sorvane::dsp {
@@ -14,14 +12,22 @@ LinearPhaseFIR::LinearPhaseFIR() : inUse(std::make_unique<Pair>(kLength)) {}
 LinearPhaseFIR::~LinearPhaseFIR()
 {
     delete pending.load(std::memory_order_acquire);
-    delete replaced.load(std::memory_order_acquire);
+    freeChain(replaced.load(std::memory_order_acquire));
+}
+
+void LinearPhaseFIR::freeChain(Pair* first) noexcept
+{
+    while (first != nullptr) {
+        const std::unique_ptr<Pair> pair(first);
+        first = pair->next;
+    }
 }
 
 bool LinearPhaseFIR::load(int length, const std::array<std::span<const double>, kChannels>& magnitudes) noexcept
 {
-    assert(!platform::AudioThreadScope::active());
     try {
-        pending.store(preparePair(length, magnitudes).release(), std::memory_order_release);
+        std::unique_ptr<Pair> made = preparePair(length, magnitudes);
+        delete pending.exchange(made.release(), std::memory_order_acq_rel);
         return true;
     } catch (const std::bad_alloc&) {
         return false;
@@ -31,10 +37,9 @@ bool LinearPhaseFIR::load(int length, const std::array<std::span<const double>, 
 std::unique_ptr<LinearPhaseFIR::Pair>
 LinearPhaseFIR::preparePair(int length, const std::array<std::span<const double>, kChannels>& magnitudes)
 {
-    std::unique_ptr<Pair> pair(pending.exchange(nullptr, std::memory_order_acquire));
-    std::unique_ptr<Pair> returned(replaced.exchange(nullptr, std::memory_order_acquire));
-    if (!pair || pair->length() != length)
-        pair = std::move(returned);
+    std::unique_ptr<Pair> pair(replaced.exchange(nullptr, std::memory_order_acquire));
+    if (pair)
+        freeChain(std::exchange(pair->next, nullptr));
     if (!pair || pair->length() != length) {
         pair.reset(); // its memory may be what is missing
         pair = std::make_unique<Pair>(length);
@@ -53,8 +58,7 @@ LinearPhaseFIR::preparePair(int length, const std::array<std::span<const double>
 
 void LinearPhaseFIR::collect() noexcept
 {
-    assert(!platform::AudioThreadScope::active());
-    delete replaced.exchange(nullptr, std::memory_order_acquire);
+    freeChain(replaced.exchange(nullptr, std::memory_order_acquire));
 }
 
 void LinearPhaseFIR::acceptPending() noexcept
@@ -62,14 +66,16 @@ void LinearPhaseFIR::acceptPending() noexcept
     if (pending.load(std::memory_order_relaxed) == nullptr)
         return;
     std::unique_ptr<Pair> fresh(pending.exchange(nullptr, std::memory_order_acquire));
-    if (!fresh) // the parameter thread took it back just now
-        return;
     if (fresh->length() == inUse->length())
         for (std::size_t channel = 0; channel < kChannels; ++channel)
             fresh->channels[channel].continueFrom(inUse->channels[channel]);
     lengthInUse = fresh->length();
     inUse.swap(fresh);
-    replaced.store(fresh.release(), std::memory_order_release);
+    Pair* const old = fresh.release();
+    old->next = replaced.load(std::memory_order_relaxed);
+    // Fails only when the others have emptied the chain meanwhile, which then stays empty.
+    while (!replaced.compare_exchange_weak(old->next, old, std::memory_order_release, std::memory_order_relaxed)) {
+    }
 }
 
 void LinearPhaseFIR::clear() noexcept

@@ -15,7 +15,8 @@ namespace sorvane::dsp {
 ///
 /// A pair of convolvers is in use by the audio thread. The parameter thread finishes another pair and publishes it; the
 /// audio thread changes over at the start of a block and puts the old pair where the parameter thread or the timer
-/// fetches it. At most one pair is pending: a new one takes the place of one that hasn't been picked up.
+/// fetches it. A new pair takes the place of a pending one in one exchange, so that whoever was told of the older finds one
+/// of the two; without memory for it the older stays.
 ///
 /// A new pair of the same length goes on with the signal's past (FIRConvolver::continueFrom). One of another length
 /// starts from silence, since its delay is another one.
@@ -36,7 +37,7 @@ public:
     /// time; beside collect and the audio thread's operations.
     /// \param length      kLength or kHqLength
     /// \param magnitudes  for each channel length / 2 + 1 linear gains, at i * rate / length Hz
-    /// \return false when memory ran out: the pair in use stays, and nothing is pending
+    /// \return false when memory ran out: the pair in use stays, and so does a pending one
     [[nodiscard]] bool load(int length, const std::array<std::span<const double>, kChannels>& magnitudes) noexcept;
 
     /// Frees a pair that was replaced. Any but the audio thread, from time to time.
@@ -65,17 +66,20 @@ private:
         explicit Pair(int length) : channels{FIRConvolver(length), FIRConvolver(length)} {}
         [[nodiscard]] int length() const noexcept { return channels[0].length(); }
 
+        Pair* next = nullptr; // of those that were replaced
+
         std::array<FIRConvolver, kChannels> channels;
     };
 
+    static void freeChain(Pair* first) noexcept;
     std::unique_ptr<Pair> preparePair(int length, const std::array<std::span<const double>, kChannels>& magnitudes);
 
     std::unique_ptr<Pair> inUse;               // the audio thread's
     std::unique_ptr<LinearPhaseDesign> design; // the parameter thread's, for the length loaded last
     Relaxed<int> lengthInUse{kLength};
 
-    // Each owns what it points to; who exchanges a pointer for null owns it from then on. While a pair is pending,
-    // replaced is empty: load empties it before it publishes, and only acceptPending fills it, which takes the pending.
+    // Each owns what it points to; who exchanges a pointer for another owns what was there. The audio thread empties the
+    // first and adds to the second; the others fill the first and empty the second.
     std::atomic<Pair*> pending{nullptr};
     std::atomic<Pair*> replaced{nullptr};
 };

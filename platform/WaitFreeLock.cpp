@@ -1,8 +1,5 @@
 #include "WaitFreeLock.h"
 
-#include "AudioThreadScope.h"
-
-#include <cassert>
 #include <chrono>
 #include <thread>
 
@@ -15,7 +12,6 @@ bool WaitFreeLock::tryLock() noexcept
 
 void WaitFreeLock::lock() noexcept
 {
-    assert(!AudioThreadScope::active());
     waiting.fetch_add(1);
     while (held.exchange(true))
         std::this_thread::sleep_for(std::chrono::microseconds(50));

@@ -15,7 +15,7 @@ public:
     /// Any thread; never waits. \return whether the caller holds the lock now
     [[nodiscard]] bool tryLock() noexcept;
 
-    /// Waits for the lock. Never on the audio thread.
+    /// Waits for the lock. Never on the audio thread, unless it renders offline.
     void lock() noexcept;
 
     /// The holder, on any thread.

@@ -99,5 +99,28 @@ TEST(DisplayFeeds, LevelMetersRiseAtOnceAndFallTwentyDecibelsInThreeTenths)
     EXPECT_FLOAT_EQ(plug->getLevelMeter(7), 0.75F);
 }
 
+TEST(DisplayFeeds, MetersMoveAsTheirBallisticSays)
+{
+    struct Case {
+        std::int32_t ballistic;
+        double riseSeconds, rise, fallSeconds, fall;
+    };
+    for (const Case& c : {Case{1, 0.005, 0.8, 1.7, 0.1}, Case{2, 0.3, 0.99, 0.3, 0.01}, Case{3, 0.01, 0.8, 2.8, 0.0631},
+                          Case{4, 0.001, 1.0, 0.3, 0.1}}) {
+        const auto plug = makeWidePlug(96000.0F);
+        setValues(*plug, {{kRatio, 0}, {kLookahead, 0}, {kStereoMode, 0}});
+        plug->setMeterBallistic(c.ballistic);
+        plug->resume(); // keeps it
+        const auto hold = [&](double level, double seconds) {
+            (void)play(*plug, {.main = {Signal(static_cast<std::size_t>(seconds * 96000.0), level)}, .side = {}});
+        };
+        hold(1.0, c.riseSeconds);
+        EXPECT_NEAR(plug->getLevelMeter(0), c.rise, 1e-3) << c.ballistic;
+        hold(1.0, 3.0);
+        hold(0.0, c.fallSeconds);
+        EXPECT_NEAR(plug->getLevelMeter(0), c.fall, 1e-3) << c.ballistic;
+    }
+}
+
 } // namespace
 } // namespace sorvane::test

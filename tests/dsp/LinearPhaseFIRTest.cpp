@@ -168,5 +168,28 @@ TEST(LinearPhaseFIR, HandsWholePairsToARunningBlock)
     EXPECT_GT(changes, 10);
 }
 
+TEST(LinearPhaseFIR, AnOlderPairStaysUntilANewerOneIsWhole)
+{
+    LinearPhaseFIR fir;
+    ASSERT_TRUE(loadGain(fir, kNormal, 0.5));
+    refuseAlignedArrays = true; // no memory for the next one
+    EXPECT_FALSE(loadGain(fir, kHq, 0.25));
+    refuseAlignedArrays = false;
+    EXPECT_NEAR(settle(fir, 4 * kNormal), 0.5, kTolerance) << "whoever was told of the first pair finds it";
+    // Pairs that nobody has fetched yet pile up without loss.
+    const int before = alignedArrays;
+    for (int i = 0; i < 5; ++i) {
+        LinearPhaseFIR other;
+        for (const double gain : {0.1, 0.2, 0.3}) {
+            ASSERT_TRUE(loadGain(other, kNormal, gain));
+            other.acceptPending();
+            other.acceptPending();
+            ASSERT_TRUE(loadGain(other, i % 2 == 0 ? kHq : kNormal, gain));
+            other.acceptPending();
+        }
+    }
+    EXPECT_EQ(alignedArrays, before);
+}
+
 } // namespace
 } // namespace sorvane::dsp

@@ -73,6 +73,7 @@ TEST(Threads, StormOfParametersBlocksBanksResumesAndReaders)
             plug->getOutputSamples(samples.data(), 8192, channel);
         }
         sum += static_cast<float>(plug->getInitialDelay());
+        sum += static_cast<float>(plug->bandFilter(9, true).magnitude(1000.0));
         char text[kParameterTextBytes] = {};
         plug->getParameterDisplay(kRatio, text);
         if (std::isnan(sum))
@@ -126,6 +127,29 @@ TEST(Threads, ChangeOnTheAudioThreadIsNeverLost)
     updating.join();
     plug->updateLatency();
     EXPECT_EQ(plug->getInitialDelay(), static_cast<std::int32_t>(plug->getParameterValue(kLookahead) * 48.0));
+}
+
+TEST(Threads, ChangeDuringResumeIsNeverLost)
+{
+    const auto plug = makeWidePlug(48000.0F, nullptr);
+    std::atomic<bool> over{false};
+    std::thread resuming([&] {
+        while (!over)
+            plug->resume();
+    });
+    std::thread audio([&] {
+        const Inputs inputs{.main = {Signal(16)}, .side = {}};
+        for (int i = 0; i < 300; ++i) {
+            (void)play(*plug, inputs, 16);
+            plug->setParameter(kLookahead, static_cast<float>(1 + i % 100) / 100.0F);
+        }
+    });
+    audio.join();
+    over = true;
+    resuming.join();
+    plug->onTimer();
+    EXPECT_EQ(plug->getInitialDelay(),
+              static_cast<std::int32_t>(plug->getParameterValue(kLookahead) * 48000.0 * 0.001));
 }
 
 } // namespace
