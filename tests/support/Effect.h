@@ -127,7 +127,7 @@ std::vector<Signal> play(core::Plug& plug, const Inputs& inputs, const std::func
             load(inputs.main[c], c);
             if (!inputs.side.empty())
                 load(inputs.side[c], channels + c);
-            buffers[4 + c].assign(block, Sample(0));
+            buffers[4 + c].assign(block, Sample(7));
             out[c] = buffers[4 + c].data();
         }
         if constexpr (sizeof(Sample) == sizeof(float))
