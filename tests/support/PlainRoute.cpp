@@ -49,9 +49,9 @@ double PlainRoute::Ramp::next()
     return now;
 }
 
-void PlainRoute::NoiseGate::reset(double rateHz)
+void PlainRoute::NoiseGate::reset(double hertz)
 {
-    crossings.assign(static_cast<std::size_t>(std::max(1.0, rateHz * 256.0 / 44100.0)), 0);
+    crossings.assign(static_cast<std::size_t>(std::max(1.0, hertz * 256.0 / 44100.0)), 0);
     count = 0;
     previous = 0.0;
 }
