@@ -139,12 +139,12 @@ void Plug::setMeterBallistic(std::int32_t ballistic)
     applyGlobalPrefs();
 }
 
-void Plug::onTimer()
+bool Plug::onTimer()
 {
     if (designPending.isSet() || updateRequested.isSet())
         updateParameters(false);
     engine.split().collect();
-    updateLatency(); // last: a host may end the effect when it hears of it
+    return setInitialDelay(engine.getLatency());
 }
 
 void Plug::updateLatency()

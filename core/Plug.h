@@ -42,7 +42,7 @@ public:
     void formatParameter(std::int32_t index, float normal, char* text, std::int32_t flag) const override;
     [[nodiscard]] float getLevelMeter(std::int32_t channel) const override;
     [[nodiscard]] float getReductionMeter(std::int32_t channel) override;
-    void onTimer() override;
+    bool onTimer() override;
 
     /// Lets beginEdit on a frequency switch to listening to what it moves.
     virtual void setAutoListenEnabled(bool on);

@@ -25,6 +25,7 @@ public:
     [[nodiscard]] AEffect* getAeffect() noexcept { return &cEffect; }
     [[nodiscard]] const AEffect* getAeffect() const noexcept { return &cEffect; }
     [[nodiscard]] AEffEditor* getEditor() const noexcept { return editor.get(); }
+    [[nodiscard]] HostCallback getHostCallback() const noexcept { return audioMaster; }
 
     /// Answers an EffectOpcode; 0 for one that isn't known.
     virtual Pointer dispatcher(std::int32_t opcode, std::int32_t index, Pointer value, void* data, float option);

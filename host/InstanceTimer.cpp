@@ -14,41 +14,75 @@ InstanceTimer& InstanceTimer::instance()
 
 void InstanceTimer::add(PlugBase& instance)
 {
-    if (isWorker()) {
+    if (isWorker()) { // from within a call to the host
+        const std::lock_guard lock(list);
         instances.push_back(&instance);
+        start(); // it runs, unless it was asked to end
         return;
     }
-    const std::lock_guard lock(lifecycle);
-    stopAndWait();
-    instances.push_back(&instance);
+    const std::lock_guard order(lifecycle);
+    {
+        const std::lock_guard lock(list);
+        instances.push_back(&instance);
+    }
     start();
 }
 
 void InstanceTimer::remove(PlugBase& instance)
 {
-    if (isWorker()) { // a host that ends an instance from within a call that the tick made
+    if (isWorker()) { // a host that ends an instance when it is told something
+        const std::lock_guard lock(list);
         erase(instance);
         if (instances.empty())
             requestStop();
         return;
     }
-    const std::lock_guard lock(lifecycle);
-    stopAndWait();
+    const std::lock_guard order(lifecycle);
+    std::unique_lock lock(list);
     erase(instance);
+    left.wait(lock, [&] { return ticking != &instance; });
     if (!instances.empty())
-        start();
+        return;
+    // In a call of the host's it may be waiting for a lock that this thread holds; it ends by itself behind that.
+    const bool mayWait = !tellsHost;
+    lock.unlock();
+    if (mayWait)
+        stopAndWait();
+    else
+        requestStop();
 }
 
 void InstanceTimer::tick()
 {
-    for (cursor = 0; cursor < instances.size(); ++cursor) {
-        PlugBase* const instance = instances[cursor];
-        instance->onTimer();
-        if (cursor >= instances.size() || instances[cursor] != instance)
-            continue; // it ended itself
+    cursor = 0;
+    while (PlugBase* const instance = enterNext()) {
+        const bool latencyChanged = instance->onTimer();
         if (AEffEditor* const editor = instance->getEditor())
             editor->idle();
+        const HostCallback callback = instance->getHostCallback();
+        AEffect* const record = instance->getAeffect();
+        leave(latencyChanged);
+        if (latencyChanged && callback != nullptr)
+            callback(record, hostIOChanged, 0, 0, nullptr, 0.0F);
     }
+}
+
+PlugBase* InstanceTimer::enterNext()
+{
+    const std::lock_guard lock(list);
+    tellsHost = false;
+    ticking = cursor < instances.size() ? instances[cursor++] : nullptr;
+    return ticking;
+}
+
+void InstanceTimer::leave(bool toTellTheHost)
+{
+    {
+        const std::lock_guard lock(list);
+        ticking = nullptr;
+        tellsHost = toTellTheHost;
+    }
+    left.notify_all();
 }
 
 void InstanceTimer::erase(PlugBase& instance)
@@ -56,8 +90,8 @@ void InstanceTimer::erase(PlugBase& instance)
     const auto found = std::find(instances.begin(), instances.end(), &instance);
     if (found == instances.end())
         return;
-    if (static_cast<std::size_t>(found - instances.begin()) <= cursor)
-        --cursor; // may pass below 0: the tick's step brings it back
+    if (static_cast<std::size_t>(found - instances.begin()) < cursor)
+        --cursor;
     instances.erase(found);
 }
 

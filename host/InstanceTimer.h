@@ -2,6 +2,8 @@
 
 #include "PlugBaseThread.h"
 
+#include <condition_variable>
+#include <cstddef>
 #include <mutex>
 #include <vector>
 
@@ -11,15 +13,18 @@ class PlugBase;
 
 /// The process-wide 10 ms timer: each tick calls onTimer and then the editor's idle of every instance.
 ///
-/// Its thread is the user interface thread of a plug-in that owns no message loop. It runs while there are instances:
-/// the first one starts it, the last one joins it, and nothing is left when the library is unloaded.
+/// Its thread is the user interface thread of a plug-in that owns no message loop. It runs while there are instances: the
+/// first one starts it, the last one joins it, and nothing is left when the library is unloaded.
+///
+/// What a tick has to tell the host it tells after it has let go of the instance. A host may hold a lock of its own while
+/// it makes or ends instances and take the same one when it is told something: neither waits for the other here.
 class InstanceTimer : private PlugBaseThread {
 public:
     static InstanceTimer& instance();
 
     /// Enters an instance whose construction is complete. Any thread but the audio thread, as remove.
     void add(PlugBase& instance);
-    /// Takes an instance out. No tick of it runs from here on. Called from within a tick, it returns at once.
+    /// Takes an instance out. Waits while a tick is at work in it; from here on none touches it.
     void remove(PlugBase& instance);
 
 private:
@@ -29,13 +34,17 @@ private:
     ~InstanceTimer() override { stopAndWait(); }
 
     void tick() override;
+    [[nodiscard]] PlugBase* enterNext();
+    void leave(bool toTellTheHost);
     void erase(PlugBase& instance);
 
-    // The list belongs to the worker while that runs, and to whoever holds the mutex and has stopped the worker
-    // otherwise.
-    std::mutex lifecycle;
+    std::mutex lifecycle; ///< orders starts and ends of the thread; taken first
+    std::mutex list;      ///< guards what follows
+    std::condition_variable left;
     std::vector<PlugBase*> instances;
-    std::size_t cursor = 0; // of the tick in progress
+    std::size_t cursor = 0;      ///< of the tick in progress
+    PlugBase* ticking = nullptr; ///< the instance that it is at work in
+    bool tellsHost = false;      ///< it is in a call of the host's
 };
 
 } // namespace sorvane::host

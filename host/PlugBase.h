@@ -115,7 +115,8 @@ public:
     [[nodiscard]] const std::vector<ChannelName>& getChannelNames() const { return channelNames; }
 
     /// Every 10 ms on the process-wide timer's thread.
-    virtual void onTimer() {}
+    /// \return whether the latency changed, which the host is then told
+    virtual bool onTimer() { return false; }
 
 protected:
     /// Asks the host whether it renders offline. At the start of every block and in resume.

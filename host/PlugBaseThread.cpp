@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <system_error>
 
 namespace sorvane::host {
 
@@ -30,27 +31,41 @@ private:
 
 void PlugBaseThread::start()
 {
-    if (thread.joinable() && stop.load() == 0)
+    if (goesOn())
         return;
-    stopAndWait();
-    stop = 0;
+    if (thread.joinable())
+        thread.join();
+    ended = false;
     const SignalsBlocked blocked;
-    thread = std::thread(&PlugBaseThread::run, this);
+    try {
+        thread = std::thread(&PlugBaseThread::run, this);
+    } catch (const std::system_error&) {
+        ended = true; // the next start tries again
+    }
+}
+
+/// Takes a request to end back; false when it came too late, or when nothing runs.
+bool PlugBaseThread::goesOn() noexcept
+{
+    const std::lock_guard lock(state);
+    stop = 0;
+    return !ended;
 }
 
 void PlugBaseThread::stopAndWait()
 {
-    if (!thread.joinable())
-        return;
     requestStop();
-    thread.join();
-    (void)wake.try_acquire(); // left over when the thread was in a tick
+    if (thread.joinable())
+        thread.join();
 }
 
 void PlugBaseThread::requestStop() noexcept
 {
-    if (stop.exchange(1) == 0)
-        wake.release();
+    {
+        const std::lock_guard lock(state);
+        stop = 1;
+    }
+    wake.release();
 }
 
 bool PlugBaseThread::isWorker() const noexcept
@@ -58,10 +73,17 @@ bool PlugBaseThread::isWorker() const noexcept
     return worker.load() == std::this_thread::get_id();
 }
 
+bool PlugBaseThread::ends() noexcept
+{
+    const std::lock_guard lock(state);
+    ended = stop != 0;
+    return ended;
+}
+
 void PlugBaseThread::run()
 {
     worker = std::this_thread::get_id();
-    while (stop.load() == 0) {
+    while (!ends()) {
         tick();
         (void)wake.try_acquire_for(std::chrono::milliseconds(periodMs));
     }

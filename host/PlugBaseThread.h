@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <semaphore>
 #include <thread>
 
@@ -19,11 +20,12 @@ public:
     PlugBaseThread(const PlugBaseThread&) = delete;
     PlugBaseThread& operator=(const PlugBaseThread&) = delete;
 
-    /// Starts the thread if it doesn't run.
+    /// Starts the thread if it doesn't run, or lets it go on if it was asked to end and hasn't yet. Where the system has no
+    /// thread to give, nothing runs until a later start.
     void start();
     /// Lets the tick in progress end, however long it takes, and joins the thread.
     void stopAndWait();
-    /// Asks the thread to end after this tick; stopAndWait joins it later. The worker itself may call this.
+    /// Asks the thread to end after this tick; the next start or stopAndWait joins it. The worker itself may call this.
     void requestStop() noexcept;
     [[nodiscard]] bool isWorker() const noexcept;
 
@@ -33,10 +35,14 @@ protected:
 
 private:
     void run();
+    [[nodiscard]] bool ends() noexcept;
+    [[nodiscard]] bool goesOn() noexcept;
 
-    std::atomic<std::int32_t> stop{0};
+    std::mutex state; ///< guards stop and ended together
+    std::int32_t stop = 0;
+    bool ended = true;
     std::int32_t periodMs;
-    std::binary_semaphore wake{0}; // ends a pause early
+    std::counting_semaphore<> wake{0}; ///< ends a pause early
     std::thread thread;
     std::atomic<std::thread::id> worker{};
 };

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <filesystem>
 #include <iterator>
+#include <mutex>
 #include <thread>
 
 namespace sorvane::test {
@@ -119,6 +120,39 @@ TEST(InstanceTimer, InstanceMayEndWithinItsOwnTick)
     EXPECT_TRUE(threadsSettleAt(before));
     const auto after = makePlug(); // the timer starts again
     EXPECT_TRUE(isTicked(*after));
+}
+
+TEST(InstanceTimer, HostMayMakeAndEndInstancesUnderALockThatItsCallbackTakes)
+{
+    static std::mutex graph;
+    static std::atomic<int> inCallback{0};
+    static const std::thread::id here = std::this_thread::get_id();
+    const auto callback = [](host::AEffect*, std::int32_t opcode, std::int32_t, host::Pointer, void*,
+                             float) -> host::Pointer {
+        if (opcode == host::hostIOChanged && std::this_thread::get_id() != here) {
+            ++inCallback;
+            const std::lock_guard lock(graph);
+            --inCallback;
+        }
+        return 0;
+    };
+    const std::ptrdiff_t before = threads();
+    for (const bool another : {false, true}) {
+        auto doomed = std::make_unique<Plug>(callback);
+        auto other = another ? std::make_unique<Plug>(callback) : nullptr;
+        std::unique_ptr<Plug> made;
+        {
+            const std::lock_guard lock(graph);
+            setValues(*doomed, {{kLookahead, 70}});
+            while (inCallback == 0)
+                std::this_thread::yield();
+            doomed.reset();
+            made = std::make_unique<Plug>(callback);
+        }
+        EXPECT_TRUE(isTicked(*made));
+        EXPECT_TRUE(other == nullptr || isTicked(*other));
+    }
+    EXPECT_TRUE(threadsSettleAt(before));
 }
 
 } // namespace
