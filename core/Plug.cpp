@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <string_view>
 
 namespace sorvane::core {
@@ -205,7 +206,7 @@ host::Pointer Plug::vendorSpecific(std::int32_t first, host::Pointer second, voi
 
 std::int32_t Plug::canDo(const char* feature) const
 {
-    const std::string_view asked = feature;
+    const std::string_view asked(feature, strnlen(feature, 32)); // longer than any that is known
     return asked == "bypass" || asked == "receiveVstEvents" || asked == "receiveVstMidiEvent" ? 1 : 0;
 }
 

@@ -25,7 +25,7 @@ Program::Program()
 
 void Program::setName(const char* text)
 {
-    std::string_view wanted = text != nullptr ? std::string_view(text, strnlen(text, 2 * name.size())) : "";
+    std::string_view wanted = text != nullptr ? std::string_view(text, strnlen(text, name.size())) : "";
     if (wanted.size() >= name.size()) {
         std::size_t end = name.size() - 1;
         // A character of UTF-8 has at most three bytes behind its first; more are no UTF-8 and are cut where they are.
