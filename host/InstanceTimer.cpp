@@ -54,7 +54,6 @@ void InstanceTimer::remove(PlugBase& instance)
 
 void InstanceTimer::tick()
 {
-    cursor = 0;
     while (PlugBase* const instance = enterNext()) {
         const bool latencyChanged = instance->onTimer();
         if (AEffEditor* const editor = instance->getEditor())
@@ -71,7 +70,11 @@ PlugBase* InstanceTimer::enterNext()
 {
     const std::lock_guard lock(list);
     tellsHost = false;
-    ticking = cursor < instances.size() ? instances[cursor++] : nullptr;
+    if (cursor >= instances.size()) {
+        cursor = 0; // of the next tick
+        return nullptr;
+    }
+    ticking = instances[cursor++];
     return ticking;
 }
 
