@@ -276,21 +276,5 @@ TEST(Detector, SteadyGainStaysSteadyWhileLookaheadMoves)
     }
 }
 
-TEST(Detector, SizesOfTheWindow)
-{
-    const DetectorSettings settings = makeDetectorSettings({.lookaheadMs = 10}, 44100.0);
-    EXPECT_EQ(settings.requestedLength, 441);
-    EXPECT_EQ(settings.treeSize, 512);
-    EXPECT_EQ(settings.treeLevels, 9);
-    EXPECT_EQ(settings.treeShort, 71);
-    EXPECT_EQ(lookaheadSamples(100.0F, 1.0e6), 16384);
-    const DetectorSettings none =
-        makeDetectorSettings({.attackMs = 3.15F, .releaseMs = 200, .lookaheadMs = 0}, 44100.0);
-    EXPECT_EQ(none.treeSize, 1);
-    EXPECT_EQ(none.treeLevels, 0);
-    EXPECT_NEAR(none.attackCoefficient, 0.014294, 5e-7);
-    EXPECT_NEAR(none.releaseCoefficient, 0.000227, 5e-7);
-}
-
 } // namespace
 } // namespace sorvane::test

@@ -2,7 +2,6 @@
 
 #include "Clock.h"
 #include "Effect.h"
-#include "TagTable.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +11,6 @@
 #include <cmath>
 #include <functional>
 #include <memory>
-#include <string>
 #include <thread>
 #include <tuple>
 #include <utility>
@@ -31,12 +29,6 @@ std::unique_ptr<Plug> plugWith(const Values& values, float rateHz = 48000.0F)
     setValues(*plug, values);
     plug->resume();
     return plug;
-}
-
-/// Settings of a gain that is the threshold over the envelope, below a ceiling's reach.
-Values limiter(double thresholdDb)
-{
-    return {{kRatio, 1}, {kSoft, 0}, {kThreshold, thresholdDb}};
 }
 
 /// Coefficient of a one-pole that reaches 86 % of a step in a time.
@@ -77,31 +69,6 @@ TEST(SettingsInForce, PlainUpwardModeSmoothsTheLevel)
     }
 }
 
-TEST(SettingsInForce, ReleaseShorterThanTheAttackFallsWithTheAttack)
-{
-    for (const double upward : {0.0, 1.0}) {
-        const auto plug = plugWith({{kMode, 0}, {kExcite, upward}, {kRatio, 1}, {kSoft, 0}, {kThreshold, -60}});
-        setValues(*plug, {{kAttack, 200}, {kRelease, 10}});
-        const double attack = onePole(plug->getParameterValue(kAttack), 48000.0);
-        const double release = onePole(plug->getParameterValue(kRelease), 48000.0);
-        constexpr std::size_t kHigh = 200000; // all the way up
-        const Signal input = step(1e-2, kHigh, 5000);
-        const Signal output = play(*plug, {.main = {input}, .side = {}})[0];
-        const double slope = upward != 0.0 ? 1.0 / (1.0 - 2.00001) : 1.0;
-        const double topDb = limited(slope * 20.0);
-        for (std::size_t i = kHigh; i < input.size(); ++i) {
-            // The release overtakes the attack stage with each step and is caught up with by the next.
-            const std::size_t fallen = i + 1 - kHigh;
-            const double share = std::pow(1.0 - attack, static_cast<double>(fallen - fallen % 2)) *
-                                 (fallen % 2 == 1 ? 1.0 - release : 1.0);
-            // Upward the level is smoothed, downward the reduction in dB is.
-            const double changeDb =
-                upward != 0.0 ? limited(slope * std::max(0.0, 20.0 + decibels(share))) : topDb * share;
-            ASSERT_NEAR(decibels(output[i] / input[i]), -changeDb, 2e-3) << upward << ' ' << i;
-        }
-    }
-}
-
 TEST(SettingsInForce, SmoothingEndsInAOnePoleOfATwentiethMillisecond)
 {
     for (const float rate : {44100.0F, 96000.0F, 192000.0F}) {
@@ -117,90 +84,6 @@ TEST(SettingsInForce, SmoothingEndsInAOnePoleOfATwentiethMillisecond)
             ASSERT_NEAR(smoothed[i] / input[i], gain, 1e-12) << rate << ' ' << i;
         }
     }
-}
-
-TEST(SettingsInForce, DryGainRampsStraightOverThousandSamples)
-{
-    for (const auto& [tag, value, dry] : {std::tuple{kDryGain, 3.0, 3.0}, {kMuteDry, 1.0, 0.0}}) {
-        const auto plug = plugWith({{kRatio, 0}, {kDryType, 1}});
-        const Inputs ones{.main = {Signal(2000, 1.0)}, .side = {}};
-        (void)play(*plug, ones);
-        setValues(*plug, {{tag, value}});
-        const Signal out = play(*plug, ones, 77)[0];
-        for (std::size_t i = 0; i < out.size(); ++i) {
-            const double part = std::min(1.0, static_cast<double>(i) / 1000.0);
-            ASSERT_NEAR(out[i], 2.0 + part * (dry - 1.0), 1e-6) << tag << ' ' << i;
-        }
-    }
-}
-
-TEST(SettingsInForce, SecondChannelHasItsOwnSettingsWhileUnlinked)
-{
-    struct Case {
-        Values values;
-        double gain; ///< of the second channel, unlinked; that of the first is 1 + 1 dry
-    };
-    const double over = decibels(0.5) + 40.0;
-    const double reduced = std::pow(10.0, -limited(over) / 20.0);
-    const double raised = std::pow(10.0, limited(over / (2.00001 - 1.0)) / 20.0);
-    const std::vector<Case> cases = {
-        {{{kMuteCompB, 1}}, 1.0},
-        {{{kMuteDryB, 1}}, 1.0},
-        {{{kMuteOutputB, 1}}, 0.0},
-        {{{kMakeupB, 2}}, 3.0},
-        {{{kDryGainB, 0.25}}, 1.25},
-        {{{kIpTrimB, -20}, {kOpTrimB, 20}}, 2.0},
-        {{{kOpTrimB, -20}}, 0.2},
-        {{{kThresholdB, -40}, {kRatioB, 1}}, 1.0 + reduced},
-        {{{kThresholdB, -40}, {kRatioB, 1}, {kExciteB, 1}}, 1.0 + raised},
-    };
-    for (const Case& c : cases) {
-        for (const bool linked : {false, true}) {
-            const auto plug = plugWith({{kRatio, 0}, {kRatioB, 0}, {kSoft, 0}, {kSoftB, 0}, {kDryType, 1}, {kMode, 0}});
-            setValues(*plug, c.values);
-            setValues(*plug, {{kLinked, linked ? 1.0 : 0.0}});
-            plug->resume();
-            const auto out = play(*plug, {.main = {Signal(24000, 0.5), Signal(24000, 0.5)}, .side = {}});
-            const std::string name(TagTable::instance().name(c.values.back().first));
-            EXPECT_NEAR(out[0].back() / 0.5, 2.0, 1e-9) << name << linked;
-            EXPECT_NEAR(out[1].back() / 0.5, linked ? 2.0 : c.gain, 1e-4) << name << linked;
-        }
-    }
-}
-
-TEST(SettingsInForce, LinkOfAMonoInstanceScalesItsOwnShare)
-{
-    for (const double percent : {0.0, 50.0, 100.0}) {
-        const auto plug = plugWith(limiter(-40));
-        setValues(*plug, {{kStereoLink, percent}});
-        const Signal out = play(*plug, {.main = {Signal(24000, 0.5)}, .side = {}})[0];
-        const double over = decibels(0.5 * (1.0 - percent / 200.0)) + 40.0;
-        EXPECT_NEAR(-decibels(out.back() / 0.5), limited(over), 1e-4) << percent;
-    }
-}
-
-TEST(SettingsInForce, ListeningToTheSideChainHearsItLinked)
-{
-    const Inputs in{.main = {noise(3000, 1), noise(3000, 2)}, .side = {}};
-    for (const bool midSide : {false, true}) {
-        const auto plug = plugWith({{kListen, 0}, {kStereoLink, 100}, {kStereoMode, midSide ? 1.0 : 0.0}});
-        const auto out = play(*plug, in);
-        for (std::size_t i = 0; i < 3000; ++i) {
-            // Linked mid and side are both half of left, which decodes to left alone.
-            const double mean = (in.main[0][i] + in.main[1][i]) / 2.0;
-            ASSERT_NEAR(out[0][i], midSide ? in.main[0][i] : mean, 1e-14) << midSide << i;
-            ASSERT_NEAR(out[1][i], midSide ? 0.0 : mean, 1e-14) << midSide << i;
-        }
-    }
-}
-
-TEST(SettingsInForce, ListeningToThePassBandLeavesTheGainsBehindItOut)
-{
-    const Inputs in{.main = {noise(3000, 1), noise(3000, 2)}, .side = {}};
-    const auto plug = plugWith({{kListen, 3}, {kDryType, 1}, {kOpTrim, -12}, {kDryGain, 3}, {kMuteOutput, 1}});
-    const auto out = play(*plug, in);
-    for (std::size_t c = 0; c < 2; ++c)
-        EXPECT_LT(peakDifference(out[c], in.main[c]), 1e-14);
 }
 
 TEST(SettingsInForce, NoiseDetectorOpensAtExactlyItsCount)
@@ -220,18 +103,6 @@ TEST(SettingsInForce, NoiseDetectorOpensAtExactlyItsCount)
                 ASSERT_EQ(out[i], open ? input[i] : 0.0) << rate << ' ' << crossings << ' ' << i;
             }
         }
-    }
-}
-
-TEST(SettingsInForce, LevelMetersFallAlikeAtAnyRate)
-{
-    for (const float rate : {44100.0F, 96000.0F}) {
-        const auto plug = plugWith({{kRatio, 0}}, rate);
-        (void)play(*plug, {.main = {{0.5}, {0.5}}, .side = {}});
-        const auto frames = static_cast<std::size_t>(0.3F * rate);
-        (void)play(*plug, {.main = {Signal(frames), Signal(frames)}, .side = {}});
-        for (const std::int32_t channel : {0, 1})
-            EXPECT_NEAR(plug->getLevelMeter(channel), 0.05F, 1e-6F) << rate;
     }
 }
 

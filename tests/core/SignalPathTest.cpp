@@ -57,42 +57,6 @@ TEST(SignalPath, GainsRampStraightOverThousandSamples)
     }
 }
 
-TEST(SignalPath, DryMixAndBalance)
-{
-    const Inputs in = stereo();
-    // The band is the whole signal, so dry is silent unless it runs in parallel.
-    EXPECT_LT(mixError(play(*neutralPlug({{kDryGain, 4}}), in)[0], in, 1, 0), 1e-12);
-    EXPECT_LT(mixError(play(*neutralPlug({{kDryGain, 4}, {kDryType, 1}}), in)[0], in, 5, 0), 1e-5);
-    EXPECT_LT(mixError(play(*neutralPlug({{kDryType, 1}, {kMuteDry, 1}}), in)[0], in, 1, 0), 1e-12);
-    for (const auto& [balance, left, right] :
-         {std::tuple{0.0, 1.0, 1.0}, {50.0, 1.0, 1.0}, {75.0, 0.5, 1.0}, {100.0, 0.0, 1.0}, {-80.0, 1.0, 0.4}}) {
-        const auto out = play(*neutralPlug({{kBalance, balance}}), in);
-        EXPECT_LT(mixError(out[0], in, left, 0), 1e-6) << balance;
-        EXPECT_LT(mixError(out[1], in, 0, right), 1e-6) << balance;
-    }
-}
-
-TEST(SignalPath, LinkSharesTheSideChain)
-{
-    // A loud first channel and a quiet second one, left and right.
-    const Inputs in{.main = {Signal(24000, 0.5), Signal(24000, 0.001)}, .side = {}};
-    const auto reductionAt = [&](double percent) {
-        const auto plug = makeWidePlug();
-        setValues(*plug, {{kStereoMode, 0}, {kRatio, 1}, {kSoft, 0}, {kThreshold, -40}, {kStereoLink, percent}});
-        plug->resume();
-        const auto out = play(*plug, in);
-        return std::pair{-decibels(out[0].back() / 0.5), -decibels(out[1].back() / 0.001)};
-    };
-    const double own = decibels(0.5) + 40.0;
-    const double mean = decibels(0.2505) + 40.0;
-    const auto limited = [](double d) { return d - d * d / 192.0; };
-    EXPECT_NEAR(reductionAt(0).first, limited(own), 1e-4); // 32 bits hold a ratio of almost 1
-    EXPECT_NEAR(reductionAt(0).second, 0.0, 1e-6);
-    EXPECT_NEAR(reductionAt(100).first, limited(mean), 1e-4);
-    EXPECT_NEAR(reductionAt(100).second, limited(mean), 1e-4);
-    EXPECT_GT(reductionAt(50).second, 1.0);
-}
-
 TEST(SignalPath, NoiseDetectorAdmitsWhatCrossesZeroOften)
 {
     Inputs low{.main = {Signal(48000)}, .side = {}};
@@ -140,63 +104,6 @@ TEST(SignalPath, ExternalSideChainNeedsThePinAndTheSwitch)
     const auto without = makeWidePlug(48000.0F, TestHost::callback);
     setValues(*without, {{kExtSC, 1}});
     EXPECT_EQ(reduction(*without, in), 1.0F) << "a host without side-chain pins";
-}
-
-/// What each listen mode puts out with nothing compressed, as a mix of left and right: by linked, mid/side, mono.
-TEST(SignalPath, ListenModes)
-{
-    struct Case {
-        double listen;
-        std::int32_t autoListen; ///< -1 for none
-        bool linked;
-        bool midSide;
-        std::array<double, 4> mix; ///< left from left and right, right from left and right
-    };
-    const std::array<double, 4> through = {1, 0, 0, 1};
-    const std::array<double, 4> nothing = {0, 0, 0, 0};
-    const std::array<double, 4> midOnly = {0.5, 0.5, 0.5, 0.5};
-    const std::array<double, 4> sideAsMid = {0.5, -0.5, 0.5, -0.5};
-    const std::array<double, 4> leftOnly = {1, 0, 1, 0};
-    const std::array<double, 4> rightOnly = {0, 1, 0, 1};
-    const std::vector<Case> cases = {
-        {0, -1, true, true, through},    {1, -1, true, false, through},   {2, -1, true, true, through},
-        {3, -1, true, true, nothing},    {4, -1, true, false, nothing},   {2, 0, true, true, through},
-        {2, 0, false, true, midOnly},    {2, 0, false, false, leftOnly},  {2, 2, false, true, sideAsMid},
-        {2, 2, false, false, rightOnly}, {2, 1, false, true, midOnly},    {2, 1, false, false, leftOnly},
-        {2, 3, false, true, sideAsMid},  {2, 3, false, false, rightOnly}, {4, 3, true, false, through},
-    };
-    for (const Case& c : cases) {
-        const auto plug = neutralPlug({{kListen, c.listen},
-                                       {kLinked, c.linked ? 1.0 : 0.0},
-                                       {kStereoMode, c.midSide ? 1.0 : 0.0},
-                                       {kBalance, 100}, // in force for the normal output alone
-                                       {kRatioB, 0}});
-        if (c.autoListen >= 0) {
-            plug->armAutoListen(c.autoListen);
-            setValues(*plug, {{kListen, c.listen}}); // any change runs the update
-        }
-        const Inputs in = stereo();
-        const auto out = play(*plug, in);
-        const bool balanced = c.autoListen < 0 && c.listen == 2;
-        EXPECT_LT(mixError(out[0], in, balanced ? 0.0 : c.mix[0], balanced ? 0.0 : c.mix[1]), 1e-12)
-            << c.listen << ' ' << c.autoListen << ' ' << c.midSide;
-        EXPECT_LT(mixError(out[1], in, c.mix[2], c.mix[3]), 1e-12)
-            << c.listen << ' ' << c.autoListen << ' ' << c.midSide;
-    }
-}
-
-TEST(SignalPath, DifferenceIsWhatTheCompressorTakesAway)
-{
-    const Inputs in{.main = {bursts(20000, 4)}, .side = {}};
-    const auto plug = makeWidePlug();
-    setValues(*plug, {{kThreshold, -40}, {kLookahead, 0}});
-    plug->resume();
-    const auto compressed = play(*plug, in);
-    setValues(*plug, {{kListen, 4}, {kMakeup, 3}, {kOpTrim, 6}}); // listening leaves both out
-    plug->resume();
-    const auto taken = play(*plug, in);
-    for (std::size_t i = 0; i < 20000; ++i)
-        ASSERT_NEAR(compressed[0][i] + taken[0][i], in.main[0][i], 1e-14) << i;
 }
 
 TEST(SignalPath, FrequencyDragListensToWhatItMoves)
