@@ -1,6 +1,7 @@
 // The road from the parameters to the engine.
 
 #include "AudioThreadScope.h"
+#include "InstanceTimer.h"
 #include "Plug.h"
 
 #include <algorithm>
@@ -54,9 +55,11 @@ double gainOfDecibels(double decibels)
 /// belongs to threads that may wait; on any other it is left to the timer.
 void Plug::updateParameters(bool full)
 {
-    // An offline render's thread has time to wait, and its blocks can't go on without.
+    // An offline render's thread has time to wait, and its blocks can't go on without. The timer's is never an audio
+    // thread, even if a host runs a block in a call that it gets there.
     const bool mayWait =
-        !platform::AudioThreadScope::isAudioThread() || (offline && !platform::AudioThreadScope::active());
+        !platform::AudioThreadScope::active() &&
+        (!platform::AudioThreadScope::isAudioThread() || offline || host::InstanceTimer::instance().isTimerThread());
     updateRequested.set();
     while (updateRequested.isSet()) {
         if (mayWait)

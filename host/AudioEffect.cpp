@@ -75,7 +75,10 @@ AudioEffect::AudioEffect(HostCallback callback, std::int32_t programCount, std::
     setFlag(effectCanReplacing, true);
 }
 
-AudioEffect::~AudioEffect() = default;
+AudioEffect::~AudioEffect()
+{
+    cEffect.object = nullptr; // whoever still holds the record reaches nothing through it
+}
 
 Pointer AudioEffect::dispatcher(std::int32_t opcode, std::int32_t index, Pointer value, void* data, float option)
 {

@@ -24,6 +24,8 @@ public:
     /// The record that the host holds. Valid as long as the effect.
     [[nodiscard]] AEffect* getAeffect() noexcept { return &cEffect; }
     [[nodiscard]] const AEffect* getAeffect() const noexcept { return &cEffect; }
+    /// Keeps the record, not the effect, alive for a call to the host that the effect may end in.
+    [[nodiscard]] std::shared_ptr<AEffect> shareRecord() const noexcept { return sharedRecord; }
     [[nodiscard]] AEffEditor* getEditor() const noexcept { return editor.get(); }
     [[nodiscard]] HostCallback getHostCallback() const noexcept { return audioMaster; }
 
@@ -81,7 +83,8 @@ protected:
     std::int32_t numPrograms;
     std::int32_t numParams;
     std::atomic<std::int32_t> curProgram{0};
-    mutable AEffect cEffect{};
+    const std::shared_ptr<AEffect> sharedRecord = std::make_shared<AEffect>();
+    AEffect& cEffect = *sharedRecord;
 };
 
 } // namespace sorvane::host

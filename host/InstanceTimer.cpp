@@ -59,10 +59,10 @@ void InstanceTimer::tick()
         if (AEffEditor* const editor = instance->getEditor())
             editor->idle();
         const HostCallback callback = instance->getHostCallback();
-        AEffect* const record = instance->getAeffect();
+        const std::shared_ptr<AEffect> record = instance->shareRecord();
         leave(latencyChanged);
         if (latencyChanged && callback != nullptr)
-            callback(record, hostIOChanged, 0, 0, nullptr, 0.0F);
+            callback(record.get(), hostIOChanged, 0, 0, nullptr, 0.0F);
     }
 }
 

@@ -22,6 +22,9 @@ class InstanceTimer : private PlugBaseThread {
 public:
     static InstanceTimer& instance();
 
+    /// Whether the caller is the timer's thread: it may always wait and design filters.
+    [[nodiscard]] bool isTimerThread() const noexcept { return isWorker(); }
+
     /// Enters an instance whose construction is complete. Any thread but the audio thread, as remove.
     void add(PlugBase& instance);
     /// Takes an instance out. Waits while a tick is at work in it; from here on none touches it.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -101,6 +102,44 @@ fs::path resolved(const std::string& path)
 
 } // namespace
 
+namespace {
+
+/// Bytes of one sample as the file holds it.
+int sampleBytes(int format)
+{
+    switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_DOUBLE:
+        return 8;
+    case SF_FORMAT_FLOAT:
+    case SF_FORMAT_PCM_32:
+        return 4;
+    case SF_FORMAT_PCM_24:
+        return 3;
+    case SF_FORMAT_PCM_16:
+        return 2;
+    default:
+        return 1;
+    }
+}
+
+/// Steps from 0 to full scale of an integer format, 0 for any other.
+double stepsOf(int format)
+{
+    switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_16:
+    case SF_FORMAT_PCM_24:
+    case SF_FORMAT_PCM_32:
+        return std::exp2(8.0 * sampleBytes(format) - 1.0);
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+        return 128.0;
+    default:
+        return 0.0;
+    }
+}
+
+} // namespace
+
 AudioReader::AudioReader(std::string filePath) : name(std::move(filePath))
 {
     std::error_code error;
@@ -160,13 +199,16 @@ AudioWriter::AudioWriter(const std::string& filePath, int format, int channels, 
     info.channels = channels;
     info.samplerate = rate;
     // Plain WAV ends at 4 GiB; the larger form of it is read everywhere that such files are.
-    constexpr std::int64_t kMostWavFrames = 0xF0000000LL / 16;
-    if ((format & SF_FORMAT_TYPEMASK) == SF_FORMAT_WAV && frames.value_or(0) > kMostWavFrames)
+    const std::int64_t mostFrames = 0xF0000000LL / (std::int64_t{channels} * sampleBytes(format));
+    const int container = format & SF_FORMAT_TYPEMASK;
+    if ((container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX) && frames.value_or(0) > mostFrames)
         info.format = SF_FORMAT_RF64 | (format & SF_FORMAT_SUBMASK);
     file.reset(sf_open_fd(descriptor, SFM_WRITE, &info, SF_TRUE));
     if (!file)
         fail(reasonOf(nullptr));
     sf_command(file.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
+    steps = stepsOf(format);
+    channelCount = static_cast<std::size_t>(channels);
 }
 
 AudioWriter::~AudioWriter()
@@ -186,6 +228,12 @@ void AudioWriter::fail(const std::string& reason) const
 
 void AudioWriter::write(const double* interleaved, std::int64_t frames)
 {
+    if (steps > 0.0) { // the library cuts towards minus infinity when it clips
+        rounded.assign(interleaved, interleaved + static_cast<std::size_t>(frames) * channelCount);
+        for (double& sample : rounded)
+            sample = std::nearbyint(sample * steps) / steps;
+        interleaved = rounded.data();
+    }
     if (sf_writef_double(file.get(), interleaved, frames) != frames)
         fail(reasonOf(file.get()));
 }

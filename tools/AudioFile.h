@@ -52,7 +52,7 @@ public:
     AudioWriter(const AudioWriter&) = delete;
     AudioWriter& operator=(const AudioWriter&) = delete;
 
-    /// Samples beyond full scale are clipped where the format holds integers. Throws Failure (output).
+    /// Samples are rounded and clipped where the format holds integers. Throws Failure (output).
     void write(const double* interleaved, std::int64_t frames);
     /// Completes the file. Throws Failure (output).
     void commit();
@@ -63,6 +63,9 @@ private:
     std::string name;      // as the user wrote it
     std::string target;    // where it ends, links followed
     std::string temporary; // beside the target; empty when there is none to remove
+    double steps = 0.0;    // of full scale in an integer format, 0 in any other
+    std::size_t channelCount = 1;
+    std::vector<double> rounded;
     SoundFile file;
 };
 

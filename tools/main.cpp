@@ -121,14 +121,16 @@ int runRender(const CLI::App& command, RenderCall& call)
 {
     call.options.settings = settingsInOrder(command, call.settings);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        std::signal(signal, requestStop);
-    std::signal(SIGXFSZ, SIG_IGN); // a full disk is an error of the write
+        if (std::signal(signal, requestStop) == SIG_IGN)
+            std::signal(signal, SIG_IGN); // as nohup wants it
+    std::signal(SIGXFSZ, SIG_IGN);        // a full disk is an error of the write
 
     const auto report = tools::render(call.options, stopRequested);
     if (!report) {
         std::cerr << "sorvane: stopped; nothing was written\n";
         std::signal(stopSignal, SIG_DFL);
-        std::raise(stopSignal); // so that a script sees what ended the tool
+        std::raise(stopSignal);  // so that a script sees what ended the tool
+        return 128 + stopSignal; // the first process of a container isn't ended by it
     }
     std::cout << tools::summary(*report, call.options);
     if (!call.options.report.empty())
