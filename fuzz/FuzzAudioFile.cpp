@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     try {
         AudioReader reader(path);
-        std::vector<double> interleaved(2 * 4096);
+        std::vector<double> interleaved(std::size_t{2} * 4096);
         while (reader.read(interleaved.data(), 4096) == 4096) {
         }
     } catch (const Failure&) { // told as it should be
