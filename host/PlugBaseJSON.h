@@ -57,7 +57,13 @@ protected:
     [[nodiscard]] virtual JSONTree buildChunkJson(bool isPreset);
     /// Parses a chunk's text and applies it. \return the tree; null if it couldn't be parsed, and then nothing changed
     virtual JSONTree loadChunkJson(std::string_view text, bool isPreset);
-    /// The normalised value of a number that a chunk holds for a parameter.
+
+    /// The member "parameters" of one program or A/B bank, to and from the object that stands for it.
+    void writeProgramParameters(cJSON* object, std::int32_t index) const;
+    void writeBankParameters(cJSON* object, std::int32_t index) const;
+    void readProgramParameters(const cJSON* object, std::int32_t index);
+    void readBankParameters(const cJSON* object, std::int32_t index);
+    /// The normalised value of a number that a chunk holds for a parameter, 0 to 1.
     [[nodiscard]] virtual float convertStoredValue(std::int32_t index, double stored) const;
 
     bool chunkCacheable = false;
@@ -74,10 +80,11 @@ private:
 
     [[nodiscard]] Chunk makeChunk(bool isPreset);
     void keepFor(std::thread::id thread, const Chunk& chunk);
-    [[nodiscard]] bool writeParameters(cJSON* object, const Program& source) const;
-    void readParameters(const cJSON* object, Program& target) const;
-    void loadBank(const cJSON* root);
     void loadPreset(const cJSON* root);
+    void loadBank(const cJSON* root);
+    void loadPrograms(const cJSON* presets);
+    void writeParameters(cJSON* object, const Program& source) const;
+    void readParameters(const cJSON* object, Program& target) const;
 
     dsp::Relaxed<std::int32_t> compressionLevel{9};
     const Program defaultProgram; ///< the factory values

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace sorvane::host {
 
@@ -33,9 +34,16 @@ void Program::setName(const char* text)
             --end;
         wanted = wanted.substr(0, continuesCharacter(wanted[end]) ? name.size() - 1 : end);
     }
-    std::array<char, 64> stored{}; // the text may be the name itself
+    std::array<char, 64> stored{};
     std::copy(wanted.begin(), wanted.end(), stored.begin());
+    const std::lock_guard lock(nameLock);
     name = stored;
+}
+
+std::string Program::getName() const
+{
+    const std::lock_guard lock(nameLock);
+    return name.data();
 }
 
 } // namespace sorvane::host

@@ -4,12 +4,13 @@
 #include "Tags.h"
 
 #include <array>
-#include <string_view>
+#include <mutex>
+#include <string>
 
 namespace sorvane::host {
 
 /// A named set of normalised values, one a parameter: the program, and each of the A/B banks.
-/// The values may be read and set on any thread; the name belongs to the user interface thread.
+/// Values may be read and set on any thread, the name on any but the audio thread.
 class Program {
 public:
     /// A program "None" at the factory values.
@@ -17,11 +18,12 @@ public:
 
     /// \param text  cut to 63 bytes, between two characters if it is UTF-8; null is the empty name
     void setName(const char* text);
-    [[nodiscard]] const char* getName() const { return name.data(); }
+    [[nodiscard]] std::string getName() const;
 
     std::array<dsp::Relaxed<float>, core::kNumParams> values;
 
 private:
+    mutable std::mutex nameLock;
     std::array<char, 64> name{}; // the last byte stays 0
 };
 
