@@ -3,13 +3,29 @@
 #include "PlugBase.h"
 
 #include <algorithm>
+#include <new>
 
 namespace sorvane::host {
 
 InstanceTimer& InstanceTimer::instance()
 {
-    static InstanceTimer timer;
+    alignas(InstanceTimer) static std::byte storage[sizeof(InstanceTimer)];
+    static InstanceTimer& timer = *new (storage) InstanceTimer();
+    struct AtExit {
+        ~AtExit() { timer.endForNow(); }
+    };
+    static const AtExit atExit;
     return timer;
+}
+
+void InstanceTimer::endForNow()
+{
+    if (isWorker())
+        return; // a host that exits in a call of ours; the thread goes with the process
+    const std::lock_guard order(lifecycle);
+    stopAndWait();
+    const std::lock_guard lock(list);
+    instances.shrink_to_fit(); // nobody would free it when the library goes
 }
 
 void InstanceTimer::add(PlugBase& instance)

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <mutex>
@@ -161,6 +162,29 @@ TEST(InstanceTimer, HostMayMakeAndEndInstancesUnderALockThatItsCallbackTakes)
         EXPECT_TRUE(other == nullptr || isTicked(*other));
     }
     EXPECT_TRUE(threadsSettleAt(before));
+}
+
+TEST(InstanceTimerDeathTest, OlderGlobalMayOwnAnEffectAtExit)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // in a process of its own
+    struct OlderGlobal {
+        ~OlderGlobal()
+        {
+            bool right = threadsSettleAt(before); // although an instance is left
+            plug.reset();
+            right = isTicked(*makePlug()) && right;
+            std::_Exit(right && threadsSettleAt(before) ? 0 : 1);
+        }
+        std::ptrdiff_t before = threadsBefore();
+        std::unique_ptr<Plug> plug;
+    };
+    EXPECT_EXIT(
+        {
+            static OlderGlobal global;
+            global.plug = makePlug();
+            std::exit(isTicked(*global.plug) ? 2 : 3);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 } // namespace
