@@ -71,15 +71,30 @@ void InstanceTimer::remove(PlugBase& instance)
 void InstanceTimer::tick()
 {
     while (PlugBase* const instance = enterNext()) {
-        const bool latencyChanged = instance->onTimer();
-        if (AEffEditor* const editor = instance->getEditor())
-            editor->idle();
+        const bool latencyChanged = workIn(*instance);
         const HostCallback callback = instance->getHostCallback();
         const std::shared_ptr<AEffect> record = instance->shareRecord();
         leave(latencyChanged);
-        if (latencyChanged && callback != nullptr)
+        if (!latencyChanged || callback == nullptr)
+            continue;
+        try {
             callback(record.get(), hostIOChanged, 0, 0, nullptr, 0.0F);
+        } catch (...) { // as below
+        }
     }
+}
+
+/// \return whether the host is to be told of a new latency
+bool InstanceTimer::workIn(PlugBase& instance) noexcept
+{
+    bool latencyChanged = false;
+    try {
+        latencyChanged = instance.onTimer();
+        if (AEffEditor* const editor = instance.getEditor())
+            editor->idle();
+    } catch (...) { // it would end the process, the host's work with it; the next tick tries again
+    }
+    return latencyChanged;
 }
 
 PlugBase* InstanceTimer::enterNext()

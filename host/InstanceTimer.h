@@ -41,6 +41,7 @@ private:
 
     void endForNow();
     void tick() override;
+    [[nodiscard]] static bool workIn(PlugBase& instance) noexcept;
     [[nodiscard]] PlugBase* enterNext();
     void leave(bool toTellTheHost);
     void erase(PlugBase& instance);

@@ -163,7 +163,7 @@ void PlugBase::setProgram(std::int32_t program)
     if (program < 0 || program >= core::kNumPrograms)
         return;
     const bool wasSwitching = bankSwitching;
-    bankSwitching = true;
+    const Switching switching(*this);
     curProgram = program;
     callHost(hostVendorSpecific, fourCharCode("prch"), program);
     for (std::int32_t index = 0; index < core::kNumParams; ++index) {
@@ -173,8 +173,6 @@ void PlugBase::setProgram(std::int32_t program)
         stored = snapped(index, stored);
         applyWithEdit(index, stored);
     }
-    bankSwitching.storeInOrder(false);
-    updateParameters(true);
 }
 
 void PlugBase::setProgramName(const char* name)

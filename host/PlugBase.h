@@ -133,6 +133,23 @@ protected:
 
     void setPins(std::int32_t inputs, std::int32_t outputs);
 
+    /// Applies a program, a bank or a chunk: the values that are set in its scope reach the engine with one update at
+    /// its end, also when that comes by an exception.
+    class Switching {
+    public:
+        explicit Switching(PlugBase& plugBase) : base(plugBase) { base.bankSwitching = true; }
+        ~Switching()
+        {
+            base.bankSwitching.storeInOrder(false);
+            base.updateParameters(true);
+        }
+        Switching(const Switching&) = delete;
+        Switching& operator=(const Switching&) = delete;
+
+    private:
+        PlugBase& base;
+    };
+
     [[nodiscard]] core::ParamRecord& parameter(std::int32_t tag) { return paramTable[static_cast<std::size_t>(tag)]; }
     [[nodiscard]] const core::ParamRecord& parameter(std::int32_t tag) const
     {

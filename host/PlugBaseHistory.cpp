@@ -19,7 +19,7 @@ void PlugBase::switchBank(std::int32_t bank)
 {
     if (bank < 0 || bank >= kNumBanks)
         return;
-    bankSwitching = true;
+    const Switching switching(*this);
     currentBank = bank;
     Program& target = banks[static_cast<std::size_t>(bank)];
     for (std::int32_t index = 0; index < core::kNumParams; ++index) {
@@ -39,8 +39,6 @@ void PlugBase::switchBank(std::int32_t bank)
         for (std::int32_t index = 0; index < core::kNumParams; ++index)
             if (index != bankParam)
                 editor->setParameter(index, getParameter(index));
-    bankSwitching.storeInOrder(false);
-    updateParameters(true);
 }
 
 void PlugBase::copyCurrentToBank(std::int32_t bank)
@@ -139,12 +137,16 @@ void PlugBase::historyStep(bool isRedo)
     const std::int32_t groupCloses = isRedo ? markerGroupEnd : markerGroupBegin;
 
     inHistoryStep = true;
+    const struct Scope {
+        ~Scope() { flag = false; }
+        dsp::Relaxed<bool>& flag;
+    } scope{inHistoryStep};
     bool grouped = false;
     while (!source.empty()) {
         const UndoEntry entry = source.back();
         const UndoEntry reverse{entry.tag, historyValue(entry.tag)};
+        target.push_back(reverse); // first: it may find no memory
         source.pop_back();
-        target.push_back(reverse);
 
         if (!isSnapshot(entry.tag))
             applyWithEdit(entry.tag, entry.value);
@@ -158,7 +160,6 @@ void PlugBase::historyStep(bool isRedo)
         if (!grouped)
             break;
     }
-    inHistoryStep = false;
 }
 
 } // namespace sorvane::host
