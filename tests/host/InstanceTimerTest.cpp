@@ -1,5 +1,6 @@
 // The timer shared by all instances, and what instances leave behind.
 
+#include "InstanceTimer.h"
 #include "Effect.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <filesystem>
 #include <iterator>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 namespace sorvane::test {
@@ -162,6 +164,59 @@ TEST(InstanceTimer, HostMayMakeAndEndInstancesUnderALockThatItsCallbackTakes)
         EXPECT_TRUE(other == nullptr || isTicked(*other));
     }
     EXPECT_TRUE(threadsSettleAt(before));
+}
+
+/// A latency that always changes, with an editor and a host that fail.
+class Failing : public host::PlugBase {
+public:
+    Failing() : PlugBase(failingHost) { setEditor(std::make_unique<Editor>(*this)); }
+    bool onTimer() override { return true; }
+
+    std::atomic<int> idles{0};
+    static inline std::atomic<int> toldTheHost{0};
+
+protected:
+    void processBlock(float**, float**, std::int32_t) override {}
+    void processBlock(double**, double**, std::int32_t) override {}
+
+private:
+    struct Editor : host::AEffEditor {
+        explicit Editor(Failing& owner) : failing(owner) {}
+        bool getRect(const host::EditorRect**) override { return false; }
+        bool open(void*) override { return false; }
+        void close() override {}
+        void idle() override
+        {
+            ++failing.idles;
+            throw std::runtime_error("no window");
+        }
+        void setParameter(std::int32_t, float) override {}
+        Failing& failing;
+    };
+
+    static host::Pointer failingHost(host::AEffect*, std::int32_t opcode, std::int32_t, host::Pointer, void*, float)
+    {
+        if (opcode == host::hostIOChanged) {
+            ++toldTheHost;
+            throw std::runtime_error("no route");
+        }
+        return 0;
+    }
+};
+
+TEST(InstanceTimer, DrivesEditorsAndGoesOnWhenOneFails)
+{
+    Failing failing;
+    host::InstanceTimer::instance().add(failing);
+    const auto other = makePlug();
+    EXPECT_TRUE(isTicked(*other));
+    EXPECT_TRUE(isTicked(*other));
+    EXPECT_GE(failing.idles, 2);
+    EXPECT_GE(Failing::toldTheHost, 2);
+    host::InstanceTimer::instance().remove(failing);
+    const int idles = failing.idles;
+    EXPECT_TRUE(isTicked(*other));
+    EXPECT_EQ(failing.idles, idles);
 }
 
 TEST(InstanceTimerDeathTest, OlderGlobalMayOwnAnEffectAtExit)
