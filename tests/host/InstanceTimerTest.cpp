@@ -109,8 +109,8 @@ TEST(InstanceTimer, InstanceMayEndWithinItsOwnTick)
         if (opcode == host::hostIOChanged && std::this_thread::get_id() != here) {
             while (!armed)
                 std::this_thread::yield();
-            delete doomed.load();
-            ended = true;
+            host::AEffect* const record = doomed.load()->getAeffect();
+            ended = record->dispatcher(record, host::effectClose, 0, 0, nullptr, 0.0F) == 1;
         }
         return 0;
     };
