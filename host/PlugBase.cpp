@@ -143,6 +143,13 @@ float PlugBase::getParameter(std::int32_t index) const
     return isParameter(index) ? parameter(index).normal.load() : 0.0F;
 }
 
+void PlugBase::setParameterAutomated(std::int32_t index, float normal)
+{
+    setParameter(index, normal);
+    if (isParameter(index) && !std::isnan(normal))
+        callHost(hostAutomate, index, 0, nullptr, getParameter(index));
+}
+
 /// What a stepped parameter makes of a normalised value; a continuous one gives it back within rounding.
 float PlugBase::snapped(std::int32_t index, float normal) const
 {
@@ -153,8 +160,7 @@ float PlugBase::snapped(std::int32_t index, float normal) const
 void PlugBase::applyWithEdit(std::int32_t index, float normal)
 {
     callHost(hostBeginEdit, index);
-    setParameter(index, normal);
-    callHost(hostAutomate, index, 0, nullptr, normal);
+    setParameterAutomated(index, normal);
     callHost(hostEndEdit, index);
 }
 

@@ -51,7 +51,8 @@ void PlugBase::copyCurrentToBank(std::int32_t bank)
 
 void PlugBase::setBankAutomated(std::int32_t bank)
 {
-    setParameterAutomated(bankParam, toNormalised(bankParam, static_cast<float>(bank)));
+    if (bank >= 0 && bank < kNumBanks)
+        setParameterAutomated(bankParam, toNormalised(bankParam, static_cast<float>(bank)));
 }
 
 /// What a history entry for the tag holds: the value as it stands.
@@ -66,7 +67,8 @@ void PlugBase::beginEdit(std::int32_t tag)
 {
     if (isSnapshot(tag) || core::isParameter(tag))
         undoStack.push_back({tag, historyValue(tag)});
-    callHost(hostBeginEdit, tag);
+    if (core::isParameter(tag))
+        callHost(hostBeginEdit, tag);
 }
 
 void PlugBase::endEdit(std::int32_t tag)
@@ -82,7 +84,8 @@ void PlugBase::endEdit(std::int32_t tag)
             redoStack.clear();
     }
     updateParameters(true);
-    callHost(hostEndEdit, tag);
+    if (core::isParameter(tag))
+        callHost(hostEndEdit, tag);
 }
 
 void PlugBase::setValueWithEdit(std::int32_t index, float value)
@@ -148,9 +151,9 @@ void PlugBase::historyStep(bool isRedo)
         target.push_back(reverse); // first: it may find no memory
         source.pop_back();
 
-        if (!isSnapshot(entry.tag))
+        if (core::isParameter(entry.tag))
             applyWithEdit(entry.tag, entry.value);
-        else if (editor)
+        else if (editor && isSnapshot(entry.tag))
             editor->setParameter(entry.tag, isRedo ? 1.0F : 0.0F);
 
         if (entry.tag == groupOpens)

@@ -313,6 +313,39 @@ TEST(PlugBase, UndoAndRedoMirrorEachOther)
     EXPECT_TRUE(plug->canRedo());
 }
 
+TEST(PlugBase, HostIsToldWhatWasSetAndOnlyOfParameters)
+{
+    TestHost host;
+    const auto plug = makePlug(48000.0F, TestHost::callback);
+    host.calls.clear();
+    const auto told = [&](std::int32_t index, float normal) {
+        host.calls.clear();
+        plug->setNormalWithEdit(index, normal);
+        const auto automated = host.callsOf(hostAutomate);
+        return automated.empty() ? -1.0F : automated.back().option;
+    };
+    EXPECT_EQ(told(kThreshold, 3.0F), 1.0F);
+    EXPECT_EQ(told(kThreshold, -INFINITY), 0.0F);
+    EXPECT_EQ(told(kABBank, 0.26F), 0.25F);
+    EXPECT_EQ(told(kThreshold, NAN), -1.0F);
+    for (const std::int32_t tag : {-1, 92, 500, INT32_MIN, static_cast<std::int32_t>(markerPresetSnapshot)}) {
+        EXPECT_EQ(told(tag, 0.5F), -1.0F);
+        EXPECT_TRUE(host.calls.empty()) << tag;
+    }
+    for (const std::int32_t bank : {-1, 8, 99, INT32_MAX, INT32_MIN})
+        plug->setBankAutomated(bank);
+    EXPECT_TRUE(host.calls.empty());
+    EXPECT_EQ(plug->getCurrentBank(), 2);
+
+    plug->setNormalInGroup(kSoft, 0.9F);
+    host.calls.clear();
+    plug->undo();
+    plug->redo();
+    EXPECT_EQ(host.calls.size(), 6U) << "one edit each, and none of a marker";
+    for (const HostCall& call : host.calls)
+        EXPECT_EQ(call.index, kSoft);
+}
+
 TEST(PlugBase, FailureBehindAnEntryLeavesNothingUnderWay)
 {
     TestHost host;
