@@ -1,7 +1,6 @@
 #include "PresetFolder.h"
 
 #include "Files.h"
-#include "InstallPath.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -20,14 +19,6 @@ struct Found {
     bool isFolder = false;
     std::vector<std::string> places; ///< of a folder, each with a final "/"
 };
-
-std::vector<std::string> packageRoots()
-{
-    std::vector<std::string> roots = state::packageFolders();
-    for (std::string& root : roots)
-        root += "/Presets/";
-    return roots;
-}
 
 /// The names in all places together. The first place that holds a name says what it is.
 std::unordered_map<std::string, Found> listPlaces(const std::vector<std::string>& places)
@@ -70,41 +61,44 @@ void sortEntries(std::vector<PresetFolder::Entry>& entries)
 } // namespace
 
 /// How far a walk has come.
-struct PresetFolder::Walk {
+struct PresetFolder::Progress {
     std::int32_t depth = 0;
     std::size_t entryCount = 0;
 };
 
-std::unique_ptr<PresetFolder> PresetFolder::walkRoot()
+PresetFolder::PresetFolder(std::string folderPath, std::vector<std::string> folderPlaces)
+    : path(std::move(folderPath)), places(std::move(folderPlaces))
 {
-    std::unique_ptr<PresetFolder> root(new PresetFolder(state::presetRoot()));
-    std::vector<std::string> places = packageRoots();
-    places.insert(places.begin(), root->path);
-    Walk walk;
-    root->fill(places, walk);
+}
+
+std::unique_ptr<PresetFolder> PresetFolder::walk(const std::vector<std::string>& roots)
+{
+    std::unique_ptr<PresetFolder> root(new PresetFolder(roots.front(), roots));
+    Progress progress;
+    root->fill(progress);
     return root;
 }
 
-void PresetFolder::fill(const std::vector<std::string>& places, Walk& walk)
+void PresetFolder::fill(Progress& progress)
 {
-    if (walk.depth == kMostDepth)
+    if (progress.depth == kMostDepth)
         return;
-    ++walk.depth;
+    ++progress.depth;
     for (const auto& [name, found] : listPlaces(places)) {
         const std::size_t dot = name.rfind('.');
         const bool isPreset = dot != std::string::npos && std::string_view(name).substr(dot + 1) == kExtension;
         if (!found.isFolder && !isPreset)
             continue;
-        if (++walk.entryCount > kMostEntries)
+        if (++progress.entryCount > kMostEntries)
             break;
         Entry entry{name.substr(0, dot), nullptr};
         if (found.isFolder) {
-            entry.folder.reset(new PresetFolder(path + name + "/"));
-            entry.folder->fill(found.places, walk);
+            entry.folder.reset(new PresetFolder(path + name + "/", found.places));
+            entry.folder->fill(progress);
         }
         entries.push_back(std::move(entry));
     }
-    --walk.depth;
+    --progress.depth;
     sortEntries(entries);
 }
 
@@ -123,10 +117,9 @@ std::vector<std::string> PresetFolder::filePaths(const Entry& entry) const
 {
     const std::string name = entry.title + "." + std::string(kExtension);
     std::vector<std::string> paths{path + name};
-    const std::string root = state::presetRoot();
-    if (path.starts_with(root))
-        for (const std::string& place : packageRoots())
-            paths.push_back(place + path.substr(root.size()) + name);
+    for (const std::string& place : places)
+        if (place != path)
+            paths.push_back(place + name);
     return paths;
 }
 

@@ -23,9 +23,10 @@ public:
         std::unique_ptr<PresetFolder> folder; ///< null for a file
     };
 
-    /// Lists the user's and the package's presets with all folders below. What can't be listed is empty; a walk ends
-    /// after 12 levels and 100,000 entries, and so does one through links that lead in a circle.
-    [[nodiscard]] static std::unique_ptr<PresetFolder> walkRoot();
+    /// Lists presets with all folders below. What can't be listed is empty; a walk ends after 12 levels and 100,000
+    /// entries, and so does one through links that lead in a circle.
+    /// \param roots  the user's preset root and then those of packages, each with a final "/"; at least the first
+    [[nodiscard]] static std::unique_ptr<PresetFolder> walk(const std::vector<std::string>& roots);
 
     /// The user's folder, with a final "/"; it need not exist.
     [[nodiscard]] const std::string& getPath() const { return path; }
@@ -34,16 +35,17 @@ public:
     [[nodiscard]] const Entry& getEntry(std::int32_t index) const { return entries[static_cast<std::size_t>(index)]; }
     /// The folder whose path is exactly that, among this one and all below; null if there is none.
     [[nodiscard]] PresetFolder* find(std::string_view soughtPath);
-    /// Where an entry's file may stand: the user's place first, then those of the package.
+    /// Where an entry's file may stand: the user's place first, then those of packages.
     [[nodiscard]] std::vector<std::string> filePaths(const Entry& entry) const;
 
 private:
-    struct Walk;
+    struct Progress;
 
-    explicit PresetFolder(std::string folderPath) : path(std::move(folderPath)) {}
-    void fill(const std::vector<std::string>& places, Walk& walk);
+    PresetFolder(std::string folderPath, std::vector<std::string> folderPlaces);
+    void fill(Progress& progress);
 
     std::string path;
+    std::vector<std::string> places; ///< the folders that it stands for, each with a final "/"
     std::vector<Entry> entries;
 };
 
