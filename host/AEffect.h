@@ -141,8 +141,30 @@ struct PinProperties {
 /// Speakers of one direction; only ever passed by pointer here.
 struct SpeakerArrangement;
 
+enum EventType : std::int32_t {
+    eventMidi = 1,
+};
+
+/// What all kinds of event begin with.
+struct Event {
+    std::int32_t type;     ///< EventType
+    std::int32_t byteSize; ///< of what follows this field
+    std::int32_t deltaFrames;
+    std::int32_t flags;
+};
+
+struct MidiEvent {
+    Event head;
+    std::int32_t noteLength;
+    std::int32_t noteOffset;
+    std::uint8_t midiData[4]; ///< status and up to two data bytes
+    std::int8_t detune;
+    std::uint8_t noteOffVelocity;
+    std::uint8_t reserved1;
+    std::uint8_t reserved2;
+};
+
 /// Events of one block, in the order of time; the list is as long as numEvents says.
-struct Event;
 struct Events {
     std::int32_t numEvents;
     Pointer reserved;
