@@ -189,7 +189,6 @@ void Plug::endEdit(std::int32_t tag)
 bool Plug::setBypass(bool on)
 {
     setParameter(kBypass, on ? 1.0F : 0.0F);
-    chunkDirty = true;
     return true;
 }
 

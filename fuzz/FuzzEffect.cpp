@@ -114,6 +114,8 @@ void operate(core::Plug& plug, Bytes& bytes)
         const auto opcode = bytes.take<std::uint8_t>();
         if (opcode == host::effectSetChunk || opcode == host::effectGetSpeakerArrangement)
             break; // the value is a size or a pointer there, which a host owes to give right
+        if (opcode == host::effectClose)
+            break; // would end the effect
         host::AEffect* const record = plug.getAeffect();
         record->dispatcher(record, opcode, bytes.take<std::int8_t>(), bytes.take<std::int8_t>(), data.data(),
                            bytes.take<float>());

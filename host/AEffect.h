@@ -61,7 +61,7 @@ enum EffectFlag : std::int32_t {
 /// no answer for are left out.
 enum EffectOpcode : std::int32_t {
     effectOpen = 0,
-    effectClose = 1,
+    effectClose = 1, ///< through the record, the last call: the effect and the record end with it
     effectSetProgram = 2,
     effectGetProgram = 3,
     effectSetProgramName = 4,

@@ -2,12 +2,14 @@
 
 #include <cstddef>
 #include <new>
+#include <utility>
 
 namespace sorvane::host {
 
 Alerts& Alerts::instance()
 {
-    static Alerts alerts;
+    alignas(Alerts) static std::byte storage[sizeof(Alerts)]; // never destroyed: the timer runs until the very end
+    static Alerts& alerts = *new (storage) Alerts();
     return alerts;
 }
 
@@ -24,18 +26,28 @@ void Alerts::showPending(const std::function<void(const std::string& title, cons
 {
     if (showing.testAndSet())
         return;
-    std::vector<Alert> pending;
-    {
-        const Guard guard(*this);
-        pending = queue;
-    }
-    for (const Alert& alert : pending)
+    const struct Scope {
+        ~Scope() { flag.testAndClear(); }
+        AtomicFlag& flag;
+    } scope{showing};
+    for (std::size_t left = count(); left > 0; --left) {
+        const Alert alert = takeFirst();
         show(alert.title, alert.text);
-    {
-        const Guard guard(*this);
-        queue.erase(queue.begin(), queue.begin() + static_cast<std::ptrdiff_t>(pending.size()));
     }
-    showing.testAndClear();
+}
+
+std::size_t Alerts::count()
+{
+    const Guard guard(*this);
+    return queue.size();
+}
+
+Alerts::Alert Alerts::takeFirst()
+{
+    const Guard guard(*this);
+    Alert first = std::move(queue.front());
+    queue.erase(queue.begin());
+    return first;
 }
 
 } // namespace sorvane::host

@@ -3,6 +3,7 @@
 #include "AtomicFlag.h"
 #include "PlugBaseMutex.h"
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -19,7 +20,8 @@ public:
     void add(const std::string& title, const std::string& text) noexcept;
 
     /// Shows the messages queued so far, one after the other, and removes exactly those; more may come in meanwhile. A
-    /// call from within \p show, as from a message box that keeps events running, does nothing.
+    /// call from within \p show, as from a message box that keeps events running, does nothing. What \p show throws
+    /// goes on to the caller; the messages behind it stay.
     void showPending(const std::function<void(const std::string& title, const std::string& text)>& show);
 
 private:
@@ -27,6 +29,9 @@ private:
         std::string title;
         std::string text;
     };
+
+    [[nodiscard]] std::size_t count();
+    [[nodiscard]] Alert takeFirst();
 
     std::vector<Alert> queue;
     AtomicFlag showing;

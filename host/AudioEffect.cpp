@@ -26,7 +26,12 @@ auto guarded(AEffect* record, Call call) noexcept -> decltype(call(effectOf(reco
 
 Pointer dispatch(AEffect* record, std::int32_t opcode, std::int32_t index, Pointer value, void* data, float option)
 {
-    return guarded(record, [&](AudioEffect& effect) { return effect.dispatcher(opcode, index, value, data, option); });
+    const Pointer answer =
+        guarded(record, [&](AudioEffect& effect) { return effect.dispatcher(opcode, index, value, data, option); });
+    if (opcode != effectClose || record == nullptr || record->object == nullptr)
+        return answer;
+    delete &effectOf(record);
+    return 1;
 }
 
 void setParameterEntry(AEffect* record, std::int32_t index, float normal)

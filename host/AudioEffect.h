@@ -12,7 +12,8 @@ namespace sorvane::host {
 /// The effect as its host drives it: the first half of the public VST 2.4 class interface, with the record and its
 /// entry points. Operations that an effect doesn't override do nothing and answer a neutral value.
 ///
-/// No exception leaves an entry point: a host is C code, or built by another compiler.
+/// No exception leaves an entry point: a host is C code, or built by another compiler. A host that closes an effect
+/// through its record ends it: such an effect comes from a plain new, and nobody else owns it.
 class AudioEffect {
 public:
     /// \param callback  the host's; may be null, and then host operations answer 0

@@ -3,13 +3,29 @@
 #include "PlugBase.h"
 
 #include <algorithm>
+#include <new>
 
 namespace sorvane::host {
 
 InstanceTimer& InstanceTimer::instance()
 {
-    static InstanceTimer timer;
+    alignas(InstanceTimer) static std::byte storage[sizeof(InstanceTimer)];
+    static InstanceTimer& timer = *new (storage) InstanceTimer();
+    struct AtExit {
+        ~AtExit() { timer.endForNow(); }
+    };
+    static const AtExit atExit;
     return timer;
+}
+
+void InstanceTimer::endForNow()
+{
+    if (isWorker())
+        return; // a host that exits in a call of ours; the thread goes with the process
+    const std::lock_guard order(lifecycle);
+    stopAndWait();
+    const std::lock_guard lock(list);
+    instances.shrink_to_fit(); // nobody would free it when the library goes
 }
 
 void InstanceTimer::add(PlugBase& instance)
@@ -55,15 +71,30 @@ void InstanceTimer::remove(PlugBase& instance)
 void InstanceTimer::tick()
 {
     while (PlugBase* const instance = enterNext()) {
-        const bool latencyChanged = instance->onTimer();
-        if (AEffEditor* const editor = instance->getEditor())
-            editor->idle();
+        const bool latencyChanged = workIn(*instance);
         const HostCallback callback = instance->getHostCallback();
         const std::shared_ptr<AEffect> record = instance->shareRecord();
         leave(latencyChanged);
-        if (latencyChanged && callback != nullptr)
+        if (!latencyChanged || callback == nullptr)
+            continue;
+        try {
             callback(record.get(), hostIOChanged, 0, 0, nullptr, 0.0F);
+        } catch (...) { // as below
+        }
     }
+}
+
+/// \return whether the host is to be told of a new latency
+bool InstanceTimer::workIn(PlugBase& instance) noexcept
+{
+    bool latencyChanged = false;
+    try {
+        latencyChanged = instance.onTimer();
+        if (AEffEditor* const editor = instance.getEditor())
+            editor->idle();
+    } catch (...) { // it would end the process, the host's work with it; the next tick tries again
+    }
+    return latencyChanged;
 }
 
 PlugBase* InstanceTimer::enterNext()

@@ -16,6 +16,9 @@ class PlugBase;
 /// Its thread is the user interface thread of a plug-in that owns no message loop. It runs while there are instances: the
 /// first one starts it, the last one joins it, and nothing is left when the library is unloaded.
 ///
+/// At exit the thread ends too, but the timer is never destroyed: globals that are older than it may end their effects
+/// behind it, or even make new ones.
+///
 /// What a tick has to tell the host it tells after it has let go of the instance. A host may hold a lock of its own while
 /// it makes or ends instances and take the same one when it is told something: neither waits for the other here.
 class InstanceTimer : private PlugBaseThread {
@@ -34,9 +37,11 @@ private:
     static constexpr std::int32_t kPeriodMs = 10;
 
     InstanceTimer() : PlugBaseThread(kPeriodMs) {}
-    ~InstanceTimer() override { stopAndWait(); }
+    ~InstanceTimer() override = default;
 
+    void endForNow();
     void tick() override;
+    [[nodiscard]] static bool workIn(PlugBase& instance) noexcept;
     [[nodiscard]] PlugBase* enterNext();
     void leave(bool toTellTheHost);
     void erase(PlugBase& instance);

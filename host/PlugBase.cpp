@@ -143,6 +143,13 @@ float PlugBase::getParameter(std::int32_t index) const
     return isParameter(index) ? parameter(index).normal.load() : 0.0F;
 }
 
+void PlugBase::setParameterAutomated(std::int32_t index, float normal)
+{
+    setParameter(index, normal);
+    if (isParameter(index) && !std::isnan(normal))
+        callHost(hostAutomate, index, 0, nullptr, getParameter(index));
+}
+
 /// What a stepped parameter makes of a normalised value; a continuous one gives it back within rounding.
 float PlugBase::snapped(std::int32_t index, float normal) const
 {
@@ -153,8 +160,7 @@ float PlugBase::snapped(std::int32_t index, float normal) const
 void PlugBase::applyWithEdit(std::int32_t index, float normal)
 {
     callHost(hostBeginEdit, index);
-    setParameter(index, normal);
-    callHost(hostAutomate, index, 0, nullptr, normal);
+    setParameterAutomated(index, normal);
     callHost(hostEndEdit, index);
 }
 
@@ -163,7 +169,7 @@ void PlugBase::setProgram(std::int32_t program)
     if (program < 0 || program >= core::kNumPrograms)
         return;
     const bool wasSwitching = bankSwitching;
-    bankSwitching = true;
+    const Switching switching(*this);
     curProgram = program;
     callHost(hostVendorSpecific, fourCharCode("prch"), program);
     for (std::int32_t index = 0; index < core::kNumParams; ++index) {
@@ -173,8 +179,6 @@ void PlugBase::setProgram(std::int32_t program)
         stored = snapped(index, stored);
         applyWithEdit(index, stored);
     }
-    bankSwitching.storeInOrder(false);
-    updateParameters(true);
 }
 
 void PlugBase::setProgramName(const char* name)

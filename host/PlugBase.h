@@ -53,6 +53,8 @@ public:
     /// \param normal  clamped to 0..1; NaN changes nothing. Never allocates.
     void setParameter(std::int32_t index, float normal) override;
     [[nodiscard]] float getParameter(std::int32_t index) const override;
+    /// Tells the host what the parameter stands at then; nothing of NaN or of a tag that is no parameter.
+    void setParameterAutomated(std::int32_t index, float normal) override;
     void setProgram(std::int32_t program) override;
     void setProgramName(const char* name) override;
     void getProgramName(char* name) const override;
@@ -83,14 +85,16 @@ public:
     [[nodiscard]] virtual float snapParameter(std::int32_t index, float x, bool toFraction) const;
     [[nodiscard]] virtual std::uint32_t getParameterFlags(std::int32_t index) const;
 
-    /// Applies an A/B bank. Any thread but the audio thread.
+    /// Applies an A/B bank. Any thread, the audio thread too, where the filter design is left to the timer. A bank that
+    /// isn't 0 to 7 changes nothing, as with the two below.
     virtual void switchBank(std::int32_t bank);
     virtual void copyCurrentToBank(std::int32_t bank);
     [[nodiscard]] virtual std::int32_t getCurrentBank() const { return currentBank; }
     virtual void setBankParameter(std::int32_t tag) { bankParam = tag; }
     virtual void setBankAutomated(std::int32_t bank);
 
-    /// Brackets an edit: one pair makes one step of undo, unless the value comes back to where it was.
+    /// Brackets an edit: one pair makes one step of undo, unless the value comes back to where it was. The host is told
+    /// of parameters only, here and in undo: markers and tags of the editor's are no index of its.
     void beginEdit(std::int32_t tag) override;
     void endEdit(std::int32_t tag) override;
     virtual void setValueWithEdit(std::int32_t index, float value);
@@ -132,6 +136,23 @@ protected:
     virtual void processBlock(double** inputs, double** outputs, std::int32_t frames) = 0;
 
     void setPins(std::int32_t inputs, std::int32_t outputs);
+
+    /// Applies a program, a bank or a chunk: the values that are set in its scope reach the engine with one update at
+    /// its end, also when that comes by an exception.
+    class Switching {
+    public:
+        explicit Switching(PlugBase& plugBase) : base(plugBase) { base.bankSwitching = true; }
+        ~Switching()
+        {
+            base.bankSwitching.storeInOrder(false);
+            base.updateParameters(true);
+        }
+        Switching(const Switching&) = delete;
+        Switching& operator=(const Switching&) = delete;
+
+    private:
+        PlugBase& base;
+    };
 
     [[nodiscard]] core::ParamRecord& parameter(std::int32_t tag) { return paramTable[static_cast<std::size_t>(tag)]; }
     [[nodiscard]] const core::ParamRecord& parameter(std::int32_t tag) const

@@ -19,7 +19,7 @@ void PlugBase::switchBank(std::int32_t bank)
 {
     if (bank < 0 || bank >= kNumBanks)
         return;
-    bankSwitching = true;
+    const Switching switching(*this);
     currentBank = bank;
     Program& target = banks[static_cast<std::size_t>(bank)];
     for (std::int32_t index = 0; index < core::kNumParams; ++index) {
@@ -39,8 +39,6 @@ void PlugBase::switchBank(std::int32_t bank)
         for (std::int32_t index = 0; index < core::kNumParams; ++index)
             if (index != bankParam)
                 editor->setParameter(index, getParameter(index));
-    bankSwitching.storeInOrder(false);
-    updateParameters(true);
 }
 
 void PlugBase::copyCurrentToBank(std::int32_t bank)
@@ -53,7 +51,8 @@ void PlugBase::copyCurrentToBank(std::int32_t bank)
 
 void PlugBase::setBankAutomated(std::int32_t bank)
 {
-    setParameterAutomated(bankParam, toNormalised(bankParam, static_cast<float>(bank)));
+    if (bank >= 0 && bank < kNumBanks)
+        setParameterAutomated(bankParam, toNormalised(bankParam, static_cast<float>(bank)));
 }
 
 /// What a history entry for the tag holds: the value as it stands.
@@ -68,7 +67,8 @@ void PlugBase::beginEdit(std::int32_t tag)
 {
     if (isSnapshot(tag) || core::isParameter(tag))
         undoStack.push_back({tag, historyValue(tag)});
-    callHost(hostBeginEdit, tag);
+    if (core::isParameter(tag))
+        callHost(hostBeginEdit, tag);
 }
 
 void PlugBase::endEdit(std::int32_t tag)
@@ -84,7 +84,8 @@ void PlugBase::endEdit(std::int32_t tag)
             redoStack.clear();
     }
     updateParameters(true);
-    callHost(hostEndEdit, tag);
+    if (core::isParameter(tag))
+        callHost(hostEndEdit, tag);
 }
 
 void PlugBase::setValueWithEdit(std::int32_t index, float value)
@@ -139,16 +140,20 @@ void PlugBase::historyStep(bool isRedo)
     const std::int32_t groupCloses = isRedo ? markerGroupEnd : markerGroupBegin;
 
     inHistoryStep = true;
+    const struct Scope {
+        ~Scope() { flag = false; }
+        dsp::Relaxed<bool>& flag;
+    } scope{inHistoryStep};
     bool grouped = false;
     while (!source.empty()) {
         const UndoEntry entry = source.back();
         const UndoEntry reverse{entry.tag, historyValue(entry.tag)};
+        target.push_back(reverse); // first: it may find no memory
         source.pop_back();
-        target.push_back(reverse);
 
-        if (!isSnapshot(entry.tag))
+        if (core::isParameter(entry.tag))
             applyWithEdit(entry.tag, entry.value);
-        else if (editor)
+        else if (editor && isSnapshot(entry.tag))
             editor->setParameter(entry.tag, isRedo ? 1.0F : 0.0F);
 
         if (entry.tag == groupOpens)
@@ -158,7 +163,6 @@ void PlugBase::historyStep(bool isRedo)
         if (!grouped)
             break;
     }
-    inHistoryStep = false;
 }
 
 } // namespace sorvane::host

@@ -1,6 +1,8 @@
 #include "Clock.h"
 
 #include <chrono>
+#include <cstddef>
+#include <new>
 
 namespace sorvane::platform {
 
@@ -22,7 +24,8 @@ private:
 
 const Clock& Clock::steady()
 {
-    static const SteadyClock clock;
+    alignas(SteadyClock) static std::byte storage[sizeof(SteadyClock)];
+    static const SteadyClock& clock = *new (storage) SteadyClock();
     return clock;
 }
 

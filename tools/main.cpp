@@ -3,6 +3,7 @@
 #include "ParameterSettings.h"
 #include "Render.h"
 #include "Response.h"
+#include "StateFile.h"
 #include "UserFile.h"
 
 #include <CLI/CLI.hpp>
@@ -50,6 +51,13 @@ struct ResponseCall {
     SettingOptions settings;
 };
 
+struct StateCall {
+    tools::StateOptions options;
+    SettingOptions settings;
+    std::string file;
+    bool json = false;
+};
+
 void addSettings(CLI::App& command, SettingOptions& settings)
 {
     command.add_option("--set", settings.values, "TAG=VALUE in the parameter's unit, as in kThreshold=-30")
@@ -95,6 +103,22 @@ CLI::App* addResponse(CLI::App& app, ResponseCall& call)
         ->capture_default_str();
     command->add_option("--csv", call.options.csv, "File for a table; standard output when no file is named");
     command->add_option("--png", call.options.png, "File for a picture");
+    return command;
+}
+
+/// `state show` and `state make`.
+CLI::App* addState(CLI::App& app, StateCall& call)
+{
+    CLI::App* const command = app.add_subcommand("state", "Look into preset and bank files, and make them");
+    command->require_subcommand(1);
+    CLI::App* const show = command->add_subcommand("show", "Tell what a preset or bank file holds");
+    show->add_option("FILE", call.file, "Preset (.sor), bank (.bnk) or any other chunk")->required();
+    show->add_flag("--json", call.json, "Its text as it stands");
+    CLI::App* const make = command->add_subcommand("make", "Write a file that a host's user can load");
+    make->add_option("OUT", call.options.output, "File to write, as in \"Soft Voice.sor\"")->required();
+    addSettings(*make, call.settings);
+    make->add_option("--preset-name", call.options.presetName, "Name of the program; that of the file when not given");
+    make->add_flag("--plain", call.options.plain, "Text that can be read and compared, instead of deflated");
     return command;
 }
 
@@ -155,6 +179,17 @@ int runResponse(const CLI::App& command, ResponseCall& call)
     return static_cast<int>(ExitCode::done);
 }
 
+int runState(const CLI::App& command, StateCall& call)
+{
+    if (command.got_subcommand("show")) {
+        tools::showState(call.file, call.json, std::cout);
+        return static_cast<int>(ExitCode::done);
+    }
+    call.options.settings = settingsInOrder(*command.get_subcommand("make"), call.settings);
+    tools::makeState(call.options);
+    return static_cast<int>(ExitCode::done);
+}
+
 int run(int argc, char** argv)
 {
     CLI::App app("Sorvane: a band-split dynamics processor for taming sibilance", "sorvane");
@@ -163,6 +198,8 @@ int run(int argc, char** argv)
     const CLI::App* const render = addRender(app, call);
     ResponseCall responseCall;
     const CLI::App* const response = addResponse(app, responseCall);
+    StateCall stateCall;
+    const CLI::App* const state = addState(app, stateCall);
     CLI::App* const params = app.add_subcommand("params", "List the effect's parameters");
     bool json = false;
     params->add_flag("--json", json, "As JSON");
@@ -176,6 +213,8 @@ int run(int argc, char** argv)
         return runRender(*render, call);
     if (response->parsed())
         return runResponse(*response, responseCall);
+    if (state->parsed())
+        return runState(*state, stateCall);
     const auto plug = std::make_unique<core::Plug>(nullptr);
     tools::listParameters(*plug, json, std::cout);
     return static_cast<int>(ExitCode::done);

@@ -1,14 +1,17 @@
 // The timer shared by all instances, and what instances leave behind.
 
+#include "InstanceTimer.h"
 #include "Effect.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 namespace sorvane::test {
@@ -106,8 +109,8 @@ TEST(InstanceTimer, InstanceMayEndWithinItsOwnTick)
         if (opcode == host::hostIOChanged && std::this_thread::get_id() != here) {
             while (!armed)
                 std::this_thread::yield();
-            delete doomed.load();
-            ended = true;
+            host::AEffect* const record = doomed.load()->getAeffect();
+            ended = record->dispatcher(record, host::effectClose, 0, 0, nullptr, 0.0F) == 1;
         }
         return 0;
     };
@@ -161,6 +164,82 @@ TEST(InstanceTimer, HostMayMakeAndEndInstancesUnderALockThatItsCallbackTakes)
         EXPECT_TRUE(other == nullptr || isTicked(*other));
     }
     EXPECT_TRUE(threadsSettleAt(before));
+}
+
+/// A latency that always changes, with an editor and a host that fail.
+class Failing : public host::PlugBase {
+public:
+    Failing() : PlugBase(failingHost) { setEditor(std::make_unique<Editor>(*this)); }
+    bool onTimer() override { return true; }
+
+    std::atomic<int> idles{0};
+    static inline std::atomic<int> toldTheHost{0};
+
+protected:
+    void processBlock(float**, float**, std::int32_t) override {}
+    void processBlock(double**, double**, std::int32_t) override {}
+
+private:
+    struct Editor : host::AEffEditor {
+        explicit Editor(Failing& owner) : failing(owner) {}
+        bool getRect(const host::EditorRect**) override { return false; }
+        bool open(void*) override { return false; }
+        void close() override {}
+        void idle() override
+        {
+            ++failing.idles;
+            throw std::runtime_error("no window");
+        }
+        void setParameter(std::int32_t, float) override {}
+        Failing& failing;
+    };
+
+    static host::Pointer failingHost(host::AEffect*, std::int32_t opcode, std::int32_t, host::Pointer, void*, float)
+    {
+        if (opcode == host::hostIOChanged) {
+            ++toldTheHost;
+            throw std::runtime_error("no route");
+        }
+        return 0;
+    }
+};
+
+TEST(InstanceTimer, DrivesEditorsAndGoesOnWhenOneFails)
+{
+    Failing failing;
+    host::InstanceTimer::instance().add(failing);
+    const auto other = makePlug();
+    EXPECT_TRUE(isTicked(*other));
+    EXPECT_TRUE(isTicked(*other));
+    EXPECT_GE(failing.idles, 2);
+    EXPECT_GE(Failing::toldTheHost, 2);
+    host::InstanceTimer::instance().remove(failing);
+    const int idles = failing.idles;
+    EXPECT_TRUE(isTicked(*other));
+    EXPECT_EQ(failing.idles, idles);
+}
+
+TEST(InstanceTimerDeathTest, OlderGlobalMayOwnAnEffectAtExit)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // in a process of its own
+    struct OlderGlobal {
+        ~OlderGlobal()
+        {
+            bool right = threadsSettleAt(before); // although an instance is left
+            plug.reset();
+            right = isTicked(*makePlug()) && right;
+            std::_Exit(right && threadsSettleAt(before) ? 0 : 1);
+        }
+        std::ptrdiff_t before = threadsBefore();
+        std::unique_ptr<Plug> plug;
+    };
+    EXPECT_EXIT(
+        {
+            static OlderGlobal global;
+            global.plug = makePlug();
+            std::exit(isTicked(*global.plug) ? 2 : 3);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <stdexcept>
 #include <thread>
 
 namespace sorvane::test {
@@ -16,19 +17,25 @@ namespace {
 using namespace core;
 using namespace host;
 
-/// An editor that writes down what it is told.
+/// An editor that writes down what it is told, and that fails at one tag.
 class TestEditor : public AEffEditor {
 public:
     bool getRect(const EditorRect**) override { return false; }
     bool open(void*) override { return false; }
     void close() override {}
     void idle() override {}
-    void setParameter(std::int32_t index, float value) override { told.emplace_back(index, value); }
+    void setParameter(std::int32_t index, float value) override
+    {
+        if (index == failsAt)
+            throw std::runtime_error("no memory");
+        told.emplace_back(index, value);
+    }
 
     std::vector<std::pair<std::int32_t, float>> told;
+    std::int32_t failsAt = -1;
 };
 
-/// The base alone, with an editor.
+/// The base alone, with an editor. Writes down its updates.
 class BaseWithEditor : public PlugBase {
 public:
     BaseWithEditor() : PlugBase(TestHost::callback)
@@ -38,9 +45,15 @@ public:
         setEditor(std::move(made));
         setBankParameter(kABBank);
     }
+    using PlugBase::bankAutomation;
+    using PlugBase::bankSwitching;
+    using PlugBase::inHistoryStep;
+
     TestEditor* testEditor;
+    std::vector<std::pair<bool, bool>> updates; ///< full, and within a switch
 
 protected:
+    void updateParameters(bool full) override { updates.emplace_back(full, bankSwitching); }
     void processBlock(float**, float**, std::int32_t) override {}
     void processBlock(double**, double**, std::int32_t) override {}
 };
@@ -300,6 +313,61 @@ TEST(PlugBase, UndoAndRedoMirrorEachOther)
     EXPECT_TRUE(plug->canRedo());
 }
 
+TEST(PlugBase, HostIsToldWhatWasSetAndOnlyOfParameters)
+{
+    TestHost host;
+    const auto plug = makePlug(48000.0F, TestHost::callback);
+    host.calls.clear();
+    const auto told = [&](std::int32_t index, float normal) {
+        host.calls.clear();
+        plug->setNormalWithEdit(index, normal);
+        const auto automated = host.callsOf(hostAutomate);
+        return automated.empty() ? -1.0F : automated.back().option;
+    };
+    EXPECT_EQ(told(kThreshold, 3.0F), 1.0F);
+    EXPECT_EQ(told(kThreshold, -INFINITY), 0.0F);
+    EXPECT_EQ(told(kABBank, 0.26F), 0.25F);
+    EXPECT_EQ(told(kThreshold, NAN), -1.0F);
+    for (const std::int32_t tag : {-1, 92, 500, INT32_MIN, static_cast<std::int32_t>(markerPresetSnapshot)}) {
+        EXPECT_EQ(told(tag, 0.5F), -1.0F);
+        EXPECT_TRUE(host.calls.empty()) << tag;
+    }
+    for (const std::int32_t bank : {-1, 8, 99, INT32_MAX, INT32_MIN})
+        plug->setBankAutomated(bank);
+    EXPECT_TRUE(host.calls.empty());
+    EXPECT_EQ(plug->getCurrentBank(), 2);
+
+    plug->setNormalInGroup(kSoft, 0.9F);
+    host.calls.clear();
+    plug->undo();
+    plug->redo();
+    EXPECT_EQ(host.calls.size(), 6U) << "one edit each, and none of a marker";
+    for (const HostCall& call : host.calls)
+        EXPECT_EQ(call.index, kSoft);
+}
+
+TEST(PlugBase, FailureBehindAnEntryLeavesNothingUnderWay)
+{
+    TestHost host;
+    BaseWithEditor plug;
+    AEffect* const record = plug.getAeffect();
+    plug.setNormalWithEdit(kSoft, 0.3F);
+    plug.testEditor->failsAt = kSoft;
+    for (const bool bank : {true, false}) {
+        plug.updates.clear();
+        if (bank)
+            EXPECT_NO_THROW(record->setParameter(record, kABBank, 0.375F));
+        else
+            EXPECT_NO_THROW(record->dispatcher(record, effectSetProgram, 0, 0, nullptr, 0.0F));
+        EXPECT_FALSE(plug.bankSwitching);
+        EXPECT_EQ(plug.updates, (std::vector{std::pair{true, false}})) << "of what was set until then";
+    }
+    EXPECT_EQ(plug.getCurrentBank(), 3);
+    EXPECT_THROW(plug.undo(), std::runtime_error);
+    EXPECT_FALSE(plug.inHistoryStep);
+    EXPECT_TRUE(plug.canRedo());
+}
+
 TEST(PlugBase, LatencyIsReportedOnceByTheTimer)
 {
     static std::atomic<int> ioChanges{0};
@@ -335,10 +403,13 @@ TEST(Alerts, FileFailuresWaitUntilTheyAreShown)
     EXPECT_EQ(shown,
               (Shown{{"Kestrune : File Access Error", "Failed to read from file /nowhere/a.sor" + hint + "loaded"},
                      {"Kestrune : File Access Error", "Failed to write to file /nowhere/b.sor" + hint + "saved"}}));
-    Alerts::instance().showPending(show);
-    EXPECT_EQ(shown.size(), 3U);
-    Alerts::instance().showPending(show);
-    EXPECT_EQ(shown.size(), 3U);
+    Alerts::instance().add("later", "stays while a box fails");
+    const auto fail = [](const std::string&, const std::string&) { throw std::runtime_error("no window"); };
+    EXPECT_THROW(Alerts::instance().showPending(fail), std::runtime_error);
+    for (int i = 0; i < 2; ++i) {
+        Alerts::instance().showPending(show);
+        EXPECT_EQ(shown.size(), 3U);
+    }
 }
 
 } // namespace

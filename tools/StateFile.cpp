@@ -1,0 +1,161 @@
+#include "StateFile.h"
+
+#include "Files.h"
+#include "JSONTree.h"
+#include "OfflineHost.h"
+#include "ParameterText.h"
+#include "TagTable.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <string_view>
+
+namespace sorvane::tools {
+
+namespace {
+
+struct StateText {
+    std::size_t fileBytes;
+    bool deflated;
+    std::string text;
+    host::JSONTree tree; ///< an object that holds parameters
+};
+
+StateText readState(const std::string& path)
+{
+    const auto bytes = platform::readFile(path, host::kMostChunkBytes);
+    if (!bytes)
+        throw Failure(ExitCode::input, path + ": can't be read (" + std::strerror(errno) + ')');
+    StateText state{bytes->size(), bytes->starts_with("ZIP "), host::inflateChunk(*bytes), nullptr};
+    state.tree = host::parseJSON(state.text);
+    if (!cJSON_HasObjectItem(state.tree.get(), "parameters") && !cJSON_HasObjectItem(state.tree.get(), "presets"))
+        throw Failure(ExitCode::input, path + ": holds no state of this effect");
+    state.text.resize(std::strlen(state.text.c_str())); // the text ends at its 0
+    return state;
+}
+
+/// Text of a file, quoted and escaped, so that it can't move the terminal's cursor.
+std::string quoted(const char* text)
+{
+    const host::JSONTree item(cJSON_CreateString(text));
+    return host::printJSON(*item, false);
+}
+
+std::string nameIn(const cJSON* object)
+{
+    const char* const name = host::textMember(object, "name");
+    return name != nullptr ? quoted(name) : "no name";
+}
+
+/// One program or bank: a line for each parameter that it names.
+void showParameters(const cJSON* object, const core::Plug& plug, std::ostream& out)
+{
+    const cJSON* const parameters = cJSON_GetObjectItem(object, "parameters");
+    if (!cJSON_IsObject(parameters) || parameters->child == nullptr) {
+        out << "  all at their factory values\n";
+        return;
+    }
+    for (const cJSON* member = parameters->child; member != nullptr; member = member->next) {
+        const auto tag = core::TagTable::instance().parameter(member->string);
+        if (!tag) {
+            out << "  " << quoted(member->string) << "  unknown, passed over when loaded\n";
+            continue;
+        }
+        char text[core::kParameterTextBytes] = {};
+        plug.formatParameter(*tag, static_cast<float>(member->valuedouble), text, 0);
+        out << "  " << member->string << "  " << text << '\n';
+    }
+}
+
+void showMembers(const cJSON* object, const std::string& indent, std::ostream& out)
+{
+    for (const cJSON* member = object != nullptr ? object->child : nullptr; member != nullptr; member = member->next) {
+        const cJSON* const value = cJSON_GetObjectItem(member, "value");
+        out << indent << (member->string != nullptr ? quoted(member->string) : "-") << "  ";
+        if (cJSON_IsObject(member) && value == nullptr) {
+            out << '\n';
+            showMembers(member, indent + "  ", out);
+        } else {
+            out << host::printJSON(value != nullptr ? *value : *member, false) << '\n';
+        }
+    }
+}
+
+bool holdsTheSame(const cJSON* a, const cJSON* b)
+{
+    return cJSON_Compare(cJSON_GetObjectItem(a, "parameters"), cJSON_GetObjectItem(b, "parameters"), 1) != 0;
+}
+
+/// The A/B banks, those with the same values as the program or the bank before in one line.
+void showBanks(const cJSON* program, const cJSON* banks, const core::Plug& plug, std::ostream& out)
+{
+    int number = 0;
+    const cJSON* before = program;
+    for (const cJSON* bank = banks != nullptr ? banks->child : nullptr; bank != nullptr; bank = bank->next) {
+        out << "bank " << ++number << ": ";
+        if (holdsTheSame(bank, before)) {
+            out << (before == program ? "as the program\n" : "as the one before\n");
+        } else {
+            out << '\n';
+            showParameters(bank, plug, out);
+            before = bank;
+        }
+    }
+}
+
+} // namespace
+
+void loadState(core::Plug& plug, const std::string& path)
+{
+    const std::string text = readState(path).text;
+    plug.setChunk(text.data(), static_cast<std::int32_t>(text.size()), false);
+}
+
+void showState(const std::string& path, bool json, std::ostream& out)
+{
+    const StateText state = readState(path);
+    if (json) {
+        out << state.text << '\n';
+        return;
+    }
+    const auto plug = std::make_unique<core::Plug>(&offlineHost); // shows values as the program's own switches have it
+    plug->setChunk(state.text.data(), static_cast<std::int32_t>(state.text.size()), false);
+    const cJSON* const root = state.tree.get();
+    const cJSON* const presets = cJSON_GetObjectItem(root, "presets");
+    const cJSON* const program = presets != nullptr ? presets->child : root;
+    out << path << ": " << (presets != nullptr ? "bank" : "preset") << ", ";
+    if (state.deflated)
+        out << state.fileBytes << " bytes deflated from " << state.text.size() << '\n';
+    else
+        out << state.fileBytes << " bytes of text\n";
+    out << "program: " << nameIn(program) << '\n';
+    showParameters(program, *plug, out);
+    showBanks(program, cJSON_GetObjectItem(root, "ab"), *plug, out);
+    for (const char* const key : {"settings", "uiprefs"})
+        if (const cJSON* const member = cJSON_GetObjectItem(root, key)) {
+            out << key << ":\n";
+            showMembers(member, "  ", out);
+        }
+}
+
+void makeState(const StateOptions& options)
+{
+    const auto plug = std::make_unique<core::Plug>(&offlineHost);
+    apply(options.settings, *plug);
+    for (std::int32_t bank = 0; bank < host::PlugBase::kNumBanks; ++bank)
+        plug->copyCurrentToBank(bank);
+    const std::string name =
+        options.presetName.empty() ? std::filesystem::path(options.output).stem().string() : options.presetName;
+    plug->setProgramName(name.c_str());
+    plug->setCompressionLevel(options.plain ? 0 : 9);
+    std::string chunk = plug->copyChunk(false);
+    if (options.plain && chunk.ends_with('\0'))
+        chunk.back() = '\n'; // a file that people look into
+    if (!platform::writeFile(options.output, chunk))
+        throw Failure(ExitCode::output, options.output + ": can't be written (" + std::strerror(errno) + ')');
+}
+
+} // namespace sorvane::tools
