@@ -14,7 +14,7 @@ namespace sorvane::core {
 
 /// The effect: parameters, engine, display feeds, over the class chain that every host format drives.
 ///
-/// Threads: block entries on the host's audio thread, one at a time; parameters on any thread; resume, banks and
+/// Threads: block entries on the host's audio thread, one at a time; parameters and banks on any thread; resume and
 /// programs on any but the audio thread, also beside a running block, which is then silent. Some 3 MB: never on a
 /// stack. Final, since the timer's thread calls it from the end of its constructor on.
 class Plug final : public host::PlugBaseJSON {

@@ -8,7 +8,7 @@ namespace sorvane::host {
 
 UserFile openUserFile(const std::string& path, const char* mode)
 {
-    UserFile file(std::fopen(path.c_str(), mode));
+    UserFile file(std::fopen(path.c_str(), (std::string(mode) + 'e').c_str())); // not for a process the host starts
     if (!file) {
         const bool saving = std::strchr(mode, 'w') != nullptr;
         Alerts::instance().add("Kestrune : File Access Error",
