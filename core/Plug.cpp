@@ -84,9 +84,14 @@ Plug::Plug(host::HostCallback callback, Start start, const platform::Clock& cloc
     cEffect.uniqueID = host::fourCharCode("Ksor");
     bankParam = kABBank;
     chunkCacheable = true;
+    auto newEditor = std::make_unique<editor::PlugEd>(*this, *this);
+    plugEd = newEditor.get();
+    setEditor(std::move(newEditor));
+    setFlag(host::effectHasEditor, false); // it has no window yet that a host could open
     state::GlobalPrefs::instance().initGlobalPrefs(platform::resource("json", "defaults"));
     (void)state::MIDIMap::instance(); // read here, so that the audio thread finds it made
     Plug::applyGlobalPrefs();
+    Plug::applyUiPrefs();
     if (start == Start::asUserSaved)
         loadDefaultBank();
     Plug::resume();
@@ -156,12 +161,33 @@ void Plug::applyGlobalPrefs()
 {
     constexpr std::array kCompressionLevels = {0, 1, 5, 9};
     const auto& prefs = state::GlobalPrefs::instance();
-    const MeterCoefficients coefficients =
-        meterCoefficients(prefs.getGlobalPref("Meter Ballistic"), getSampleRate());
+    const MeterCoefficients coefficients = meterCoefficients(prefs.getGlobalPref("Meter Ballistic"), getSampleRate());
     meterAttack = coefficients.attack;
     meterRelease = coefficients.release;
     bankAutomation = prefs.getGlobalPref("A/B Automation") != 0;
     setCompressionLevel(kCompressionLevels[static_cast<std::size_t>(prefs.getGlobalPref("Save Compression")) & 3U]);
+    plugEd->applyPreferences();
+}
+
+void Plug::applyUiPrefs()
+{
+    autoListenSource = plugEd->getUISetting("Graph", "Autolisten");
+    updateParameters(false);
+}
+
+host::JSONTree Plug::buildChunkJson(bool isPreset)
+{
+    host::JSONTree root = PlugBaseJSON::buildChunkJson(isPreset);
+    if (root)
+        plugEd->saveSettings(root.get());
+    return root;
+}
+
+host::JSONTree Plug::loadChunkJson(std::string_view text, bool isPreset)
+{
+    host::JSONTree root = PlugBaseJSON::loadChunkJson(text, isPreset);
+    plugEd->loadSettings(root.get());
+    return root;
 }
 
 bool Plug::onTimer()

@@ -5,17 +5,20 @@
 #include "Compressor.h"
 #include "EffectOperations.h"
 #include "PlugBaseJSON.h"
+#include "PlugEd.h"
 #include "WaitFreeLock.h"
 
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 namespace sorvane::core {
 
 /// The effect: parameters, engine, display feeds, over the class chain that every host format drives.
 ///
-/// Threads: block entries on the host's audio thread, one at a time; parameters on any thread; resume, banks and
+/// Threads: block entries on the host's audio thread, one at a time; parameters and banks on any thread; resume and
 /// programs on any but the audio thread, also beside a running block, which is then silent. Some 3 MB: never on a
 /// stack. Final, since the timer's thread calls it from the end of its constructor on.
 class Plug final : public host::PlugBaseJSON, public host::EffectOperations {
@@ -59,6 +62,7 @@ public:
     void setAutoListenEnabled(bool on) override;
     void armAutoListen(std::int32_t mode) override;
     void applyGlobalPrefs() override;
+    void applyUiPrefs() override;
     /// Tells the host when the latency has changed. Never on the audio thread.
     virtual void updateLatency();
 
@@ -82,6 +86,8 @@ public:
     virtual void bandText(std::int32_t field, std::int32_t band, char* text, std::int32_t flag) const;
 
 protected:
+    [[nodiscard]] host::JSONTree buildChunkJson(bool isPreset) override;
+    host::JSONTree loadChunkJson(std::string_view text, bool isPreset) override;
     void updateParameters(bool full) override;
     void processBlock(float** inputs, float** outputs, std::int32_t frames) override;
     void processBlock(double** inputs, double** outputs, std::int32_t frames) override;
@@ -114,6 +120,7 @@ private:
     [[nodiscard]] SideChainEdge sideChainEdge(std::int32_t first) const noexcept;
 
     const std::string defaultBankPath; ///< as it was when the effect was made
+    editor::PlugEd* plugEd = nullptr;  ///< the editor, which the base owns
 
     dsp::Relaxed<double> meterAttack{1.0};
     dsp::Relaxed<double> meterRelease{1.0};

@@ -3,6 +3,9 @@
 #include "Files.h"
 #include "UserFolders.h"
 
+#include <cstddef>
+#include <new>
+
 namespace sorvane::platform {
 
 namespace {
@@ -33,7 +36,9 @@ private:
 
 Store& Store::user()
 {
-    static UserStore store;
+    // Never destroyed, since a global of the host's may end an effect later than that.
+    alignas(UserStore) static std::byte storage[sizeof(UserStore)];
+    static UserStore& store = *new (storage) UserStore();
     return store;
 }
 

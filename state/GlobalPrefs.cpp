@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <new>
 
 namespace sorvane::state {
 
@@ -40,8 +42,22 @@ GlobalPrefs::GlobalPrefs(platform::Store& userStore) : store(userStore)
 
 GlobalPrefs& GlobalPrefs::instance()
 {
-    static GlobalPrefs preferences(platform::Store::user());
+    // Never destroyed, since a global of the host's may end an effect later than that.
+    alignas(GlobalPrefs) static std::byte storage[sizeof(GlobalPrefs)];
+    static GlobalPrefs& preferences = *new (storage) GlobalPrefs(platform::Store::user());
+    struct AtExit {
+        ~AtExit() { preferences.freeTrees(); }
+    };
+    static const AtExit atExit;
     return preferences;
+}
+
+void GlobalPrefs::freeTrees()
+{
+    const std::lock_guard lock(mutex);
+    values.reset();
+    defaults.reset();
+    ended = true;
 }
 
 void GlobalPrefs::initGlobalPrefs(std::string_view defaultsText)
@@ -52,7 +68,7 @@ void GlobalPrefs::initGlobalPrefs(std::string_view defaultsText)
         if (!defaults)
             defaults.reset(cJSON_CreateObject());
     }
-    if (values)
+    if (values || ended)
         return;
     values.reset(cJSON_CreateObject());
     if (!values || !defaults)

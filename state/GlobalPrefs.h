@@ -54,11 +54,13 @@ public:
     void writeRegistryValue(const std::string& name, std::string_view text);
 
 private:
+    void freeTrees();
     void writeValues();
     [[nodiscard]] const cJSON* row(std::int32_t index) const;
 
     platform::Store& store;
     mutable std::mutex mutex; ///< guards the trees, and keeps the writes in the order of the changes
+    bool ended = false;       ///< the process exits: what is stored stays as it is
     host::JSONTree values;    ///< an object of numbers, or null
     host::JSONTree defaults;  ///< an object, or null; never changed once it has members
 };

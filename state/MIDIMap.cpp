@@ -4,6 +4,8 @@
 #include "Tags.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <new>
 #include <optional>
 
 namespace sorvane::state {
@@ -61,7 +63,9 @@ MIDIMap::MIDIMap(GlobalPrefs& prefs) : store(prefs)
 
 MIDIMap& MIDIMap::instance()
 {
-    static MIDIMap map(GlobalPrefs::instance());
+    // Never destroyed, since a global of the host's may end an effect later than that.
+    alignas(MIDIMap) static std::byte storage[sizeof(MIDIMap)];
+    static MIDIMap& map = *new (storage) MIDIMap(GlobalPrefs::instance());
     return map;
 }
 
