@@ -82,6 +82,8 @@ void FlagEd::valueChanged(std::int32_t tag, float value)
 void FlagEd::endEdit(std::int32_t tag)
 {
     VGEditor::endEdit(tag);
+    if (!effect.canRedo())
+        redo.clear(); // the edit has emptied the effect's half of it
     updateUndoButtons();
 }
 
@@ -126,8 +128,6 @@ void FlagEd::updateUndoButtons()
 {
     buttons.undo = effect.canUndo();
     buttons.redo = effect.canRedo();
-    if (!effect.canRedo())
-        redo.clear(); // an edit has emptied the effect's half of it
 }
 
 void FlagEd::undoStep(bool isRedo)

@@ -196,13 +196,12 @@ void PlugEd::loadNumbers(const cJSON* settings)
             take(std::clamp(number->valueint, range.low, range.high));
     };
     const auto into = [](dsp::Relaxed<std::int32_t>& field) { return [&field](std::int32_t value) { field = value; }; };
-    constexpr std::int32_t kLastBank = host::PlugBase::kNumBanks - 1;
     load("uimode", {0, 1}, into(uiMode));
-    load("currentAB", {0, kLastBank}, [this](std::int32_t bank) {
-        effect.switchBank(bank);
-        showBank(bank);
+    load("currentAB", {-1, host::PlugBase::kNumBanks}, [this](std::int32_t bank) {
+        effect.switchBank(bank); // none but its own
+        showBank(effect.getCurrentBank());
     });
-    load("lastAB", {0, kLastBank}, into(lastBank));
+    load("lastAB", {0, host::PlugBase::kNumBanks - 1}, into(lastBank));
     load("lastListen", {0, kListenCount - 1}, into(lastListen));
     load("linkPage", {bothChannels, secondChannel}, [this](std::int32_t page) {
         linkPage = page;
