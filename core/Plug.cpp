@@ -156,8 +156,7 @@ void Plug::applyGlobalPrefs()
 {
     constexpr std::array kCompressionLevels = {0, 1, 5, 9};
     const auto& prefs = state::GlobalPrefs::instance();
-    const MeterCoefficients coefficients =
-        meterCoefficients(prefs.getGlobalPref("Meter Ballistic"), getSampleRate());
+    const MeterCoefficients coefficients = meterCoefficients(prefs.getGlobalPref("Meter Ballistic"), getSampleRate());
     meterAttack = coefficients.attack;
     meterRelease = coefficients.release;
     bankAutomation = prefs.getGlobalPref("A/B Automation") != 0;
