@@ -1,10 +1,8 @@
 #include "Store.h"
 
 #include "Files.h"
+#include "NeverDestroyed.h"
 #include "UserFolders.h"
-
-#include <cstddef>
-#include <new>
 
 namespace sorvane::platform {
 
@@ -36,10 +34,8 @@ private:
 
 Store& Store::user()
 {
-    // Never destroyed, since a global of the host's may end an effect later than that.
-    alignas(UserStore) static std::byte storage[sizeof(UserStore)];
-    static UserStore& store = *new (storage) UserStore();
-    return store;
+    static NeverDestroyed<UserStore> store;
+    return store.get();
 }
 
 } // namespace sorvane::platform

@@ -1,9 +1,9 @@
 #include "GlobalPrefs.h"
 
+#include "NeverDestroyed.h"
+
 #include <algorithm>
 #include <array>
-#include <cstddef>
-#include <new>
 
 namespace sorvane::state {
 
@@ -35,21 +35,15 @@ const cJSON* defaultOption(const cJSON* preference)
 
 GlobalPrefs::GlobalPrefs(platform::Store& userStore) : store(userStore)
 {
+    readValues();
+}
+
+void GlobalPrefs::readValues()
+{
     std::array<char, kMostGlobalsBytes> text; // NOLINT(*-member-init): filled by the read
     if (readRegistryValue(kGlobals, text))
         values = parseObject(text.data());
-}
-
-GlobalPrefs& GlobalPrefs::instance()
-{
-    // Never destroyed, since a global of the host's may end an effect later than that.
-    alignas(GlobalPrefs) static std::byte storage[sizeof(GlobalPrefs)];
-    static GlobalPrefs& preferences = *new (storage) GlobalPrefs(platform::Store::user());
-    struct AtExit {
-        ~AtExit() { preferences.freeTrees(); }
-    };
-    static const AtExit atExit;
-    return preferences;
+    wasRead = true;
 }
 
 void GlobalPrefs::freeTrees()
@@ -57,18 +51,30 @@ void GlobalPrefs::freeTrees()
     const std::lock_guard lock(mutex);
     values.reset();
     defaults.reset();
-    ended = true;
+    wasRead = false;
+}
+
+GlobalPrefs& GlobalPrefs::instance()
+{
+    static platform::NeverDestroyed<GlobalPrefs> preferences(platform::Store::user());
+    struct AtExit {
+        ~AtExit() { preferences.get().freeTrees(); }
+    };
+    static const AtExit atExit;
+    return preferences.get();
 }
 
 void GlobalPrefs::initGlobalPrefs(std::string_view defaultsText)
 {
     const std::lock_guard lock(mutex);
+    if (!wasRead)
+        readValues();
     if (!defaults || defaults->child == nullptr) {
         defaults = parseObject(defaultsText);
         if (!defaults)
             defaults.reset(cJSON_CreateObject());
     }
-    if (values || ended)
+    if (values)
         return;
     values.reset(cJSON_CreateObject());
     if (!values || !defaults)

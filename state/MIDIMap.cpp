@@ -1,11 +1,10 @@
 #include "MIDIMap.h"
 
 #include "JSONTree.h"
+#include "NeverDestroyed.h"
 #include "Tags.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <new>
 #include <optional>
 
 namespace sorvane::state {
@@ -63,10 +62,12 @@ MIDIMap::MIDIMap(GlobalPrefs& prefs) : store(prefs)
 
 MIDIMap& MIDIMap::instance()
 {
-    // Never destroyed, since a global of the host's may end an effect later than that.
-    alignas(MIDIMap) static std::byte storage[sizeof(MIDIMap)];
-    static MIDIMap& map = *new (storage) MIDIMap(GlobalPrefs::instance());
-    return map;
+    static platform::NeverDestroyed<MIDIMap> map(GlobalPrefs::instance());
+    struct AtExit {
+        ~AtExit() { map.get().savePending(); }
+    };
+    static const AtExit atExit;
+    return map.get();
 }
 
 void MIDIMap::setLearnTag(std::int32_t tag) noexcept
