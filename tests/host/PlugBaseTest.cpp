@@ -13,7 +13,6 @@
 #include <cstring>
 #include <functional>
 #include <stdexcept>
-#include <thread>
 
 namespace sorvane::test {
 namespace {
@@ -413,24 +412,6 @@ TEST(PlugBase, FailureBehindAnEntryLeavesNothingUnderWay)
     EXPECT_THROW(plug.undo(), std::runtime_error);
     EXPECT_FALSE(plug.inHistoryStep);
     EXPECT_TRUE(plug.canRedo());
-}
-
-TEST(PlugBase, LatencyIsReportedOnceByTheTimer)
-{
-    static std::atomic<int> ioChanges{0};
-    const auto callback = [](AEffect*, std::int32_t opcode, std::int32_t, Pointer, void*, float) -> Pointer {
-        ioChanges += opcode == hostIOChanged ? 1 : 0;
-        return 0;
-    };
-    const auto plug = makeWidePlug(48000.0F, callback);
-    ioChanges = 0;
-    setValues(*plug, {{kLookahead, 20}});
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (plug->getInitialDelay() != 960 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_EQ(plug->getInitialDelay(), 960);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(ioChanges, 1);
 }
 
 TEST(Alerts, FileFailuresWaitUntilTheyAreShown)
