@@ -177,7 +177,7 @@ TEST_F(MIDIMapping, BadListsAndEventsArePassedOver)
     }
     EXPECT_EQ(effect.take(), nothing);
     events.list->numEvents = 4;
-    events.list->events[1] = nullptr;
+    events.entries[1] = nullptr;
     events.midi[2].head.byteSize = 23;
     events.midi[3].head.type = 6; // system exclusive
     map.processMidi(events.list, effect);
