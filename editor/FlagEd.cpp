@@ -23,8 +23,7 @@ std::int32_t toIndex(float value)
 FlagEd::FlagEd(host::PlugBaseJSON& owner, host::EffectOperations& ownerOperations)
     : VGEditor(owner), operations(ownerOperations), uiPrefs(platform::resource("json", "uisettings")),
       visitedBanks(1U << static_cast<std::uint32_t>(owner.getCurrentBank()))
-{
-}
+{}
 
 void FlagEd::setParameter(std::int32_t tag, float value)
 {

@@ -71,8 +71,8 @@ const PresetFolder::Entry* FlagEd::moveToEntry()
 void FlagEd::selectPreset()
 {
     const PresetFolder::Entry* const entry = moveToEntry();
-    const auto bytes = entry != nullptr ? host::readUserFile(folderMenu->filePaths(*entry), host::kMostChunkBytes)
-                                        : std::nullopt;
+    const auto bytes =
+        entry != nullptr ? host::readUserFile(folderMenu->filePaths(*entry), host::kMostChunkBytes) : std::nullopt;
     if (bytes) {
         const std::string place = previousFolderMenu != nullptr ? previousFolderMenu->getPath() : "";
         const bool isKept = pushSnapshot(undo, previousPresetIndex, place);
@@ -123,10 +123,10 @@ void FlagEd::savePreset(const std::string& extension, bool isPreset)
     effect.getProgramName(name.data());
     std::string fileName = name.data();
     std::replace(fileName.begin(), fileName.end(), '/', '-'); // "A/B" is a name, not a folder
-    const auto path = fileDialog != nullptr ? fileDialog->choose({"Choose destination filename",
-                                                                  presetRoots().front() + fileName + "." + extension,
-                                                                  extension, true})
-                                            : std::nullopt;
+    const auto path = fileDialog != nullptr
+                          ? fileDialog->choose({"Choose destination filename",
+                                                presetRoots().front() + fileName + "." + extension, extension, true})
+                          : std::nullopt;
     if (!path)
         return;
     setLastPresetFolder(folderMenu != nullptr ? folderMenu->getPath() : "");
@@ -137,9 +137,8 @@ void FlagEd::savePreset(const std::string& extension, bool isPreset)
 
 void FlagEd::loadPreset(const std::string& extension)
 {
-    const auto path = fileDialog != nullptr
-                          ? fileDialog->choose({"Select preset file", "~/Desktop", extension, false})
-                          : std::nullopt;
+    const auto path = fileDialog != nullptr ? fileDialog->choose({"Select preset file", "~/Desktop", extension, false})
+                                            : std::nullopt;
     const auto bytes = path ? host::readUserFile({&*path, 1}, host::kMostChunkBytes) : std::nullopt;
     if (!bytes)
         return;

@@ -53,9 +53,8 @@ void sortEntries(std::vector<PresetFolder::Entry>& entries)
         const long number = std::strtol(entry.title.c_str(), nullptr, 10); // 0 without one
         numbered.emplace_back(number, std::move(entry));
     }
-    std::sort(numbered.begin(), numbered.end(), [](const auto& a, const auto& b) {
-        return sortKey(a.second, a.first) < sortKey(b.second, b.first);
-    });
+    std::sort(numbered.begin(), numbered.end(),
+              [](const auto& a, const auto& b) { return sortKey(a.second, a.first) < sortKey(b.second, b.first); });
     entries.clear();
     for (auto& [number, entry] : numbered)
         entries.push_back(std::move(entry));
@@ -72,8 +71,7 @@ struct PresetFolder::Progress {
 
 PresetFolder::PresetFolder(std::string folderPath, std::vector<std::string> folderPlaces)
     : path(std::move(folderPath)), places(std::move(folderPlaces))
-{
-}
+{}
 
 std::unique_ptr<PresetFolder> PresetFolder::walk(const std::vector<std::string>& roots)
 {

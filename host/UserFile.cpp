@@ -54,7 +54,8 @@ bool writeUserFile(const std::string& path, std::string_view bytes)
 
 UserFile openUserFile(const std::string& path, const char* mode)
 {
-    UserFile file(std::fopen(path.c_str(), mode));
+    const std::string quietMode = std::string(mode) + 'e'; // a program that the host starts gets none of our files
+    UserFile file(std::fopen(path.c_str(), quietMode.c_str()));
     if (!file)
         addAlert(path, std::strchr(mode, 'w') != nullptr);
     return file;
