@@ -29,7 +29,7 @@ std::string messageOf(int error)
 fs::path resolved(const std::string& path)
 {
     std::error_code error;
-    fs::path target = path;
+    fs::path target = fs::absolute(path, error);
     for (int links = 0; links < kMostLinks && fs::is_symlink(target, error); ++links)
         target = target.parent_path() / fs::read_symlink(target, error);
     const fs::path canonical = fs::weakly_canonical(target, error);
