@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
@@ -120,9 +121,11 @@ std::vector<tools::ParameterSetting> settingsInOrder(const CLI::App& command, co
 /// What a command writes beside its output must not take the place of a file that it uses.
 void refuseSameFile(const std::string& path, const std::string& option, const std::vector<std::string>& others)
 {
-    for (const std::string& other : others)
-        if (!path.empty() && path != "-" && !other.empty() && tools::isSameFile(path, other))
-            throw Failure(ExitCode::usage, option + ": " + path + " is the same file as " + other);
+    const auto same = std::find_if(others.begin(), others.end(), [&](const std::string& other) {
+        return !path.empty() && path != "-" && !other.empty() && tools::isSameFile(path, other);
+    });
+    if (same != others.end())
+        throw Failure(ExitCode::usage, option + ": " + path + " is the same file as " + *same);
 }
 
 /// From here on a signal only asks for the end, so that no half-written file stays.
