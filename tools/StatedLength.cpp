@@ -63,10 +63,12 @@ private:
     std::string bytes;
 };
 
-/// Programs that don't know the length yet write all ones, or nearly so.
+/// Programs that can't go back to fill in the length leave all ones there, or 2 GiB, or some less of either.
 bool isKnown(std::uint64_t length, std::size_t bytes)
 {
-    return bytes == 4 ? length < 0xFFFFF000U : length < std::uint64_t{1} << 63;
+    if (bytes == 8)
+        return length < std::uint64_t{1} << 63;
+    return length < 0xFFFFF000U && (length < 0x7F000000U || length > 0x80000000U);
 }
 
 std::uint64_t beyond(std::uint64_t fileSize, std::uint64_t place, std::uint64_t length)
@@ -107,7 +109,7 @@ std::uint64_t missingOfAu(Bytes& bytes, std::uint64_t fileSize)
         return 0;
     const bool bigEndian = bytes.text().starts_with(".snd");
     const std::uint64_t length = bytes.number(8, 4, bigEndian);
-    return isKnown(length, 4) ? beyond(fileSize, bytes.number(4, 4, bigEndian), length) : 0;
+    return length != 0xFFFFFFFFU ? beyond(fileSize, bytes.number(4, 4, bigEndian), length) : 0;
 }
 
 /// The last page of an Ogg file is there to its end and marked as the last.

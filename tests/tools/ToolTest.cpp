@@ -170,23 +170,24 @@ TEST_F(Tool, SideChainFitsTheInput)
 {
     const Signal left = bursts(6000, 5, 0.9);
     const Signal right = bursts(6000, 8, 0.9);
-    const auto write = [&](const char* name, std::size_t frames, auto channel0, auto channel1) {
+    const Signal silence(6000, 0.0);
+    Signal mean(6000);
+    Signal cut(left.begin(), left.begin() + 2000);
+    writeAudio("short.wav", SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 1, cut);
+    cut.resize(6000);
+    for (std::size_t i = 0; i < mean.size(); ++i)
+        mean[i] = (left[i] + right[i]) * 0.5;
+    const auto write = [&](const char* name, const Signal& channel0, const Signal& channel1) {
         Signal interleaved;
-        for (std::size_t i = 0; i < frames; ++i)
-            interleaved.insert(interleaved.end(), {channel0(i), channel1(i)});
+        for (std::size_t i = 0; i < channel0.size(); ++i)
+            interleaved.insert(interleaved.end(), {channel0[i], channel1[i]});
         writeAudio(name, SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 2, interleaved);
     };
-    const auto at = [](const Signal& signal) { return [&](std::size_t i) { return signal[i]; }; };
-    const auto mean = [&](std::size_t i) { return (left[i] + right[i]) * 0.5; };
-    const auto silence = [](std::size_t) { return 0.0; };
-    const auto cut = [&](std::size_t i) { return i < 2000 ? left[i] : 0.0; };
-    write("stereo.wav", 6000, at(left), at(right));
-    write("twice.wav", 6000, at(left), at(left));
-    write("mean.wav", 6000, mean, mean);
-    write("cut.wav", 6000, cut, cut);
-    write("silent.wav", 6000, silence, silence);
-    writeAudio("mono.wav", SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 1, left);
-    writeAudio("short.wav", SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 1, Signal(left.begin(), left.begin() + 2000));
+    write("stereo.wav", left, right);
+    write("twice.wav", left, left);
+    write("silent.wav", silence, silence);
+    for (const auto& [name, signal] : {std::pair{"mono.wav", left}, {"mean.wav", mean}, {"cut.wav", cut}})
+        writeAudio(name, SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 1, signal);
 
     const auto rendered = [&](const std::string& in, const std::string& key) {
         const Outcome result = run("render " + in + " out.wav --set kThreshold=-40 --block 100 --sidechain " + key);
@@ -395,6 +396,12 @@ TEST_F(Tool, KnowsFilesThatAreCutShort)
             fs::resize_file(path("file"), left);
             EXPECT_THROW((void)readAll("file"), tools::Failure) << std::hex << format << std::dec << ' ' << left;
         }
+    }
+    // As a program leaves it that can't go back.
+    for (const char* length : {"\xff\xff\xff\xff", "\xf0\xff\xff\x7f"}) {
+        writeAudio("open", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, voice);
+        std::fstream(path("open"), std::ios::binary | std::ios::in | std::ios::out).seekp(40) << length;
+        EXPECT_EQ(readAll("open"), 20000);
     }
 }
 
