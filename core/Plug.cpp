@@ -1,10 +1,15 @@
 #include "Plug.h"
 
 #include "AudioThreadScope.h"
+#include "Files.h"
+#include "GlobalPrefs.h"
 #include "GraphBands.h"
+#include "InstallPath.h"
 #include "InstanceTimer.h"
+#include "MIDIMap.h"
 #include "MeterBallistics.h"
 #include "ParameterText.h"
+#include "Resources.h"
 
 #include <algorithm>
 #include <cmath>
@@ -72,12 +77,23 @@ double sampleAt(Sample* samples, std::int32_t i)
 
 } // namespace
 
-Plug::Plug(host::HostCallback callback, const platform::Clock& clock) : PlugBaseJSON(callback), designClock(clock)
+Plug::Plug(host::HostCallback callback, Start start, const platform::Clock& clock)
+    : PlugBaseJSON(callback), defaultBankPath(state::defaultBankPath()), designClock(clock)
 {
     setPins(4, 2);
     cEffect.uniqueID = host::fourCharCode("Ksor");
     bankParam = kABBank;
     chunkCacheable = true;
+    auto newEditor = std::make_unique<editor::PlugEd>(*this, *this);
+    plugEd = newEditor.get();
+    setEditor(std::move(newEditor));
+    setFlag(host::effectHasEditor, false); // it has no window yet that a host could open
+    state::GlobalPrefs::instance().initGlobalPrefs(platform::resource("json", "defaults"));
+    (void)state::MIDIMap::instance(); // read here, so that the audio thread finds it made
+    Plug::applyGlobalPrefs();
+    Plug::applyUiPrefs();
+    if (start == Start::asUserSaved)
+        loadDefaultBank();
     Plug::resume();
     host::InstanceTimer::instance().add(*this);
 }
@@ -86,6 +102,20 @@ Plug::~Plug()
 {
     host::InstanceTimer::instance().remove(*this); // first: the timer's thread calls the editor
     editor.reset();
+    state::MIDIMap::instance().savePending();
+}
+
+/// The user's default bank, else one that a package brought, else the factory bank of either.
+void Plug::loadDefaultBank()
+{
+    std::vector<std::string> folders = state::packageFolders();
+    folders.insert(folders.begin(), state::installFolder());
+    for (const char* const name : {"/Default Bank.bnk", "/Factory Bank.bnk"})
+        for (const std::string& folder : folders)
+            if (const auto chunk = platform::readFile(folder + name, host::kMostChunkBytes)) {
+                setChunk(chunk->data(), static_cast<std::int32_t>(chunk->size()), false);
+                return;
+            }
 }
 
 void Plug::resume()
@@ -129,15 +159,35 @@ void Plug::resetFeeds() noexcept
 
 void Plug::applyGlobalPrefs()
 {
-    const MeterCoefficients coefficients = meterCoefficients(meterBallistic, getSampleRate());
+    constexpr std::array kCompressionLevels = {0, 1, 5, 9};
+    const auto& prefs = state::GlobalPrefs::instance();
+    const MeterCoefficients coefficients = meterCoefficients(prefs.getGlobalPref("Meter Ballistic"), getSampleRate());
     meterAttack = coefficients.attack;
     meterRelease = coefficients.release;
+    bankAutomation = prefs.getGlobalPref("A/B Automation") != 0;
+    setCompressionLevel(kCompressionLevels[static_cast<std::size_t>(prefs.getGlobalPref("Save Compression")) & 3U]);
+    plugEd->applyPreferences();
 }
 
-void Plug::setMeterBallistic(std::int32_t ballistic)
+void Plug::applyUiPrefs()
 {
-    meterBallistic = ballistic;
-    applyGlobalPrefs();
+    autoListenSource = plugEd->getUISetting("Graph", "Autolisten");
+    updateParameters(false);
+}
+
+host::JSONTree Plug::buildChunkJson(bool isPreset)
+{
+    host::JSONTree root = PlugBaseJSON::buildChunkJson(isPreset);
+    if (root)
+        plugEd->saveSettings(root.get());
+    return root;
+}
+
+host::JSONTree Plug::loadChunkJson(std::string_view text, bool isPreset)
+{
+    host::JSONTree root = PlugBaseJSON::loadChunkJson(text, isPreset);
+    plugEd->loadSettings(root.get());
+    return root;
 }
 
 bool Plug::onTimer()
@@ -145,6 +195,7 @@ bool Plug::onTimer()
     if (designPending.isSet() || updateRequested.isSet())
         updateParameters(false);
     engine.split().collect();
+    state::MIDIMap::instance().savePending();
     return setInitialDelay(engine.getLatency());
 }
 
@@ -207,6 +258,13 @@ std::int32_t Plug::canDo(const char* feature) const
 {
     const std::string_view asked(feature, strnlen(feature, 32)); // longer than any that is known
     return asked == "bypass" || asked == "receiveVstEvents" || asked == "receiveVstMidiEvent" ? 1 : 0;
+}
+
+bool Plug::processEvents(const host::Events* events)
+{
+    const platform::AudioThreadScope audioThread;
+    state::MIDIMap::instance().processMidi(events, *this);
+    return true;
 }
 
 void Plug::formatParameter(std::int32_t index, float normal, char* text, std::int32_t) const

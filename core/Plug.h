@@ -3,27 +3,39 @@
 #include "AtomicFlag.h"
 #include "Clock.h"
 #include "Compressor.h"
+#include "EffectOperations.h"
 #include "PlugBaseJSON.h"
+#include "PlugEd.h"
 #include "WaitFreeLock.h"
 
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 namespace sorvane::core {
 
 /// The effect: parameters, engine, display feeds, over the class chain that every host format drives.
 ///
-/// Threads: block entries on the host's audio thread, one at a time; parameters on any thread; resume, banks and
+/// Threads: block entries on the host's audio thread, one at a time; parameters and banks on any thread; resume and
 /// programs on any but the audio thread, also beside a running block, which is then silent. Some 3 MB: never on a
 /// stack. Final, since the timer's thread calls it from the end of its constructor on.
-class Plug final : public host::PlugBaseJSON {
+class Plug final : public host::PlugBaseJSON, public host::EffectOperations {
 public:
+    /// What state a new effect has.
+    enum class Start : std::uint8_t {
+        asUserSaved, ///< the user's default bank, else the factory bank, else the factory values
+        factoryValues,
+    };
+
     static constexpr std::uint32_t kOutputRingLength = 8192;
 
     /// \param callback  the host's, or null
+    /// \param start     reads a file unless it is the factory values
     /// \param clock     paces the filter designs; outlives the effect
-    explicit Plug(host::HostCallback callback, const platform::Clock& clock = platform::Clock::steady());
+    explicit Plug(host::HostCallback callback, Start start = Start::asUserSaved,
+                  const platform::Clock& clock = platform::Clock::steady());
     ~Plug() override;
 
     /// Clears all signal state and brings rate and parameters in force. Makes room for blocks of the size that the host
@@ -37,6 +49,9 @@ public:
     [[nodiscard]] std::int32_t getVendorVersion() const override { return 110; }
     host::Pointer vendorSpecific(std::int32_t first, host::Pointer second, void* data, float option) override;
     [[nodiscard]] std::int32_t canDo(const char* feature) const override;
+    /// Control changes that the user's MIDI map knows move their parameters.
+    bool processEvents(const host::Events* events) override;
+    [[nodiscard]] std::string getDefaultBankPath() const override { return defaultBankPath; }
     [[nodiscard]] std::int32_t getPlugCategory() const override { return 1; }
 
     void formatParameter(std::int32_t index, float normal, char* text, std::int32_t flag) const override;
@@ -44,15 +59,10 @@ public:
     [[nodiscard]] float getReductionMeter(std::int32_t channel) override;
     bool onTimer() override;
 
-    /// Lets beginEdit on a frequency switch to listening to what it moves.
-    virtual void setAutoListenEnabled(bool on);
-    /// Listens as if a frequency of that mode were held: 0 and 1 side-chain and split of the first channel, 2 and 3 of
-    /// the second.
-    virtual void armAutoListen(std::int32_t mode);
-    /// Brings the user's preferences in force.
-    virtual void applyGlobalPrefs();
-    /// How the level meters move; see meterCoefficients.
-    virtual void setMeterBallistic(std::int32_t ballistic);
+    void setAutoListenEnabled(bool on) override;
+    void armAutoListen(std::int32_t mode) override;
+    void applyGlobalPrefs() override;
+    void applyUiPrefs() override;
     /// Tells the host when the latency has changed. Never on the audio thread.
     virtual void updateLatency();
 
@@ -76,6 +86,8 @@ public:
     virtual void bandText(std::int32_t field, std::int32_t band, char* text, std::int32_t flag) const;
 
 protected:
+    [[nodiscard]] host::JSONTree buildChunkJson(bool isPreset) override;
+    host::JSONTree loadChunkJson(std::string_view text, bool isPreset) override;
     void updateParameters(bool full) override;
     void processBlock(float** inputs, float** outputs, std::int32_t frames) override;
     void processBlock(double** inputs, double** outputs, std::int32_t frames) override;
@@ -91,6 +103,7 @@ private:
     void storeOutput(std::span<Sample* const> outputs, std::int32_t frames) noexcept;
     template <typename Sample>
     void followMeters(std::span<Sample* const> outputs, std::int32_t frames) noexcept;
+    void loadDefaultBank();
     void resetFeeds() noexcept;
     [[nodiscard]] bool isDesignDue() noexcept;
     void designFilters() noexcept;
@@ -106,7 +119,9 @@ private:
     [[nodiscard]] SplitParameters splitParameters(std::int32_t twin) const noexcept;
     [[nodiscard]] SideChainEdge sideChainEdge(std::int32_t first) const noexcept;
 
-    dsp::Relaxed<std::int32_t> meterBallistic{0};
+    const std::string defaultBankPath; ///< as it was when the effect was made
+    editor::PlugEd* plugEd = nullptr;  ///< the editor, which the base owns
+
     dsp::Relaxed<double> meterAttack{1.0};
     dsp::Relaxed<double> meterRelease{1.0};
     std::array<dsp::Relaxed<double>, 2> meterLevel;

@@ -128,7 +128,7 @@ void operate(core::Plug& plug, Bytes& bytes)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const auto plug = std::make_unique<core::Plug>(nullptr);
+    const auto plug = std::make_unique<core::Plug>(nullptr, core::Plug::Start::factoryValues);
     Bytes bytes(data, size);
     while (!bytes.empty())
         operate(*plug, bytes);

@@ -4,7 +4,10 @@
 
 namespace sorvane::host {
 
-/// A flag that one thread raises and another takes down, each as one unit. Any thread; never waits.
+/// A flag that threads raise and another takes down, each as one unit. Any thread; never waits.
+///
+/// Whoever finds it up sees all that was written before any of the calls that raised it: hence the exchange in set,
+/// since a plain store would hide what the one before it published.
 class AtomicFlag {
 public:
     AtomicFlag() = default;
@@ -12,7 +15,7 @@ public:
     AtomicFlag(const AtomicFlag&) = delete;
     AtomicFlag& operator=(const AtomicFlag&) = delete;
 
-    void set() noexcept { flag.store(true); }
+    void set() noexcept { (void)flag.exchange(true); }
     [[nodiscard]] bool isSet() const noexcept { return flag.load(); }
     /// \return whether it was up
     bool testAndSet() noexcept { return flag.exchange(true); }

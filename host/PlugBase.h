@@ -85,6 +85,9 @@ public:
     [[nodiscard]] virtual float snapParameter(std::int32_t index, float x, bool toFraction) const;
     [[nodiscard]] virtual std::uint32_t getParameterFlags(std::int32_t index) const;
 
+    /// Where a new effect's state is saved and read from; empty for an effect that has no such place.
+    [[nodiscard]] virtual std::string getDefaultBankPath() const { return {}; }
+
     /// Applies an A/B bank. Any thread, the audio thread too, where the filter design is left to the timer. A bank that
     /// isn't 0 to 7 changes nothing, as with the two below.
     virtual void switchBank(std::int32_t bank);

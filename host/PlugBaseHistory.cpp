@@ -27,6 +27,8 @@ void PlugBase::switchBank(std::int32_t bank)
         stored = snapped(index, stored);
     }
     for (std::int32_t index = 0; index < core::kNumParams; ++index) {
+        if (currentBank != bank)
+            break; // another thread, or the host when it was told, chose one meanwhile: this one's values aren't for that
         if (index == bankParam)
             continue;
         const float normal = target.values[static_cast<std::size_t>(index)];

@@ -227,7 +227,12 @@ void PlugBaseJSON::loadPreset(const cJSON* root)
 
 void PlugBaseJSON::loadBank(const cJSON* root)
 {
+    struct Done { // also when the host or memory fails us
+        dsp::Relaxed<bool>& flag;
+        ~Done() { flag.storeInOrder(false); }
+    };
     bankSwitching = true;
+    const Done done{bankSwitching};
     const cJSON* const presets = cJSON_GetObjectItem(root, "presets");
     if (presets != nullptr) {
         loadPrograms(presets);
@@ -245,7 +250,6 @@ void PlugBaseJSON::loadBank(const cJSON* root)
         for (std::int32_t bank = 0; bank < kNumBanks; ++bank)
             copyCurrentToBank(bank);
     }
-    bankSwitching.storeInOrder(false);
 }
 
 void PlugBaseJSON::loadPrograms(const cJSON* presets)

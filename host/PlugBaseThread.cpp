@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <system_error>
 
 namespace sorvane::host {
 
@@ -29,7 +28,7 @@ private:
 
 } // namespace
 
-void PlugBaseThread::start()
+void PlugBaseThread::start() noexcept
 {
     if (goesOn())
         return;
@@ -39,7 +38,7 @@ void PlugBaseThread::start()
     const SignalsBlocked blocked;
     try {
         thread = std::thread(&PlugBaseThread::run, this);
-    } catch (const std::system_error&) {
+    } catch (...) {   // no thread, or no memory for one
         ended = true; // the next start tries again
     }
 }

@@ -1,21 +1,63 @@
 #include "UserFile.h"
 
 #include "Alerts.h"
+#include "Files.h"
 
+#include <cerrno>
 #include <cstring>
 
 namespace sorvane::host {
 
+namespace {
+
+void addAlert(const std::string& path, bool saving)
+{
+    Alerts::instance().add("Kestrune : File Access Error",
+                           std::string("Failed to ") + (saving ? "write to" : "read from") + " file " + path +
+                               "\nThis is often due to permissions settings\nYour data has not been " +
+                               (saving ? "saved" : "loaded"));
+}
+
+bool isMissing(int reason)
+{
+    return reason == ENOENT || reason == ENOTDIR;
+}
+
+} // namespace
+
+std::optional<std::string> readFirstFile(std::span<const std::string> paths, std::size_t mostBytes)
+{
+    std::optional<std::string> bytes;
+    for (const std::string& path : paths) {
+        bytes = platform::readFile(path, mostBytes);
+        if (bytes || !isMissing(errno))
+            break;
+    }
+    return bytes;
+}
+
+std::optional<std::string> readUserFile(std::span<const std::string> paths, std::size_t mostBytes)
+{
+    auto bytes = readFirstFile(paths, mostBytes);
+    if (!bytes && errno != ENOMEM)
+        addAlert(paths.front(), false);
+    return bytes;
+}
+
+bool writeUserFile(const std::string& path, std::string_view bytes)
+{
+    if (platform::writeFile(path, bytes))
+        return true;
+    addAlert(path, true);
+    return false;
+}
+
 UserFile openUserFile(const std::string& path, const char* mode)
 {
-    UserFile file(std::fopen(path.c_str(), mode));
-    if (!file) {
-        const bool saving = std::strchr(mode, 'w') != nullptr;
-        Alerts::instance().add("Kestrune : File Access Error",
-                               std::string("Failed to ") + (saving ? "write to" : "read from") + " file " + path +
-                                   "\nThis is often due to permissions settings\nYour data has not been " +
-                                   (saving ? "saved" : "loaded"));
-    }
+    const std::string quietMode = std::string(mode) + 'e'; // a program that the host starts gets none of our files
+    UserFile file(std::fopen(path.c_str(), quietMode.c_str()));
+    if (!file)
+        addAlert(path, std::strchr(mode, 'w') != nullptr);
     return file;
 }
 

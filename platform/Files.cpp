@@ -192,7 +192,7 @@ bool writeFile(const std::string& path, std::string_view bytes)
     struct stat old {};
     if (::stat(target.c_str(), &old) != 0)
         return errno == ENOENT && replace(target, nullptr, bytes);
-    return isPlain(old) && ::access(target.c_str(), W_OK) == 0 && replace(target, &old, bytes);
+    return isPlain(old) && ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) == 0 && replace(target, &old, bytes);
 }
 
 std::vector<FolderEntry> listFolder(const std::string& path)

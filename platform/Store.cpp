@@ -1,6 +1,7 @@
 #include "Store.h"
 
 #include "Files.h"
+#include "NeverDestroyed.h"
 #include "UserFolders.h"
 
 namespace sorvane::platform {
@@ -33,8 +34,8 @@ private:
 
 Store& Store::user()
 {
-    static UserStore store;
-    return store;
+    static NeverDestroyed<UserStore> store;
+    return store.get();
 }
 
 } // namespace sorvane::platform

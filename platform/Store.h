@@ -23,6 +23,7 @@ public:
     [[nodiscard]] virtual bool write(const std::string& name, std::string_view text) = 0;
 
     /// The user's own: one file each in Kestrune/Sorvane below the configuration folder, which is asked for each time.
+    /// Never destroyed.
     static Store& user();
 };
 

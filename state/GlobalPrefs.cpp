@@ -1,5 +1,7 @@
 #include "GlobalPrefs.h"
 
+#include "NeverDestroyed.h"
+
 #include <algorithm>
 #include <array>
 
@@ -33,20 +35,40 @@ const cJSON* defaultOption(const cJSON* preference)
 
 GlobalPrefs::GlobalPrefs(platform::Store& userStore) : store(userStore)
 {
+    readValues();
+}
+
+void GlobalPrefs::readValues()
+{
     std::array<char, kMostGlobalsBytes> text; // NOLINT(*-member-init): filled by the read
     if (readRegistryValue(kGlobals, text))
         values = parseObject(text.data());
+    wasRead = true;
+}
+
+void GlobalPrefs::freeTrees()
+{
+    const std::lock_guard lock(mutex);
+    values.reset();
+    defaults.reset();
+    wasRead = false;
 }
 
 GlobalPrefs& GlobalPrefs::instance()
 {
-    static GlobalPrefs preferences(platform::Store::user());
-    return preferences;
+    static platform::NeverDestroyed<GlobalPrefs> preferences(platform::Store::user());
+    struct AtExit {
+        ~AtExit() { preferences.get().freeTrees(); }
+    };
+    static const AtExit atExit;
+    return preferences.get();
 }
 
 void GlobalPrefs::initGlobalPrefs(std::string_view defaultsText)
 {
     const std::lock_guard lock(mutex);
+    if (!wasRead)
+        readValues();
     if (!defaults || defaults->child == nullptr) {
         defaults = parseObject(defaultsText);
         if (!defaults)

@@ -27,7 +27,8 @@ public:
     GlobalPrefs(const GlobalPrefs&) = delete;
     GlobalPrefs& operator=(const GlobalPrefs&) = delete;
 
-    /// The process's, over the user's store.
+    /// The process's, over the user's store. Never destroyed; at exit the trees are freed, and the first call of
+    /// initGlobalPrefs after that reads them again.
     static GlobalPrefs& instance();
 
     /// Takes the schema, unless a call before did. Where nothing was stored the defaults are, all of them.
@@ -54,11 +55,14 @@ public:
     void writeRegistryValue(const std::string& name, std::string_view text);
 
 private:
+    void readValues();
+    void freeTrees();
     void writeValues();
     [[nodiscard]] const cJSON* row(std::int32_t index) const;
 
     platform::Store& store;
     mutable std::mutex mutex; ///< guards the trees, and keeps the writes in the order of the changes
+    bool wasRead = false;     ///< "globals" is in values, if there was one
     host::JSONTree values;    ///< an object of numbers, or null
     host::JSONTree defaults;  ///< an object, or null; never changed once it has members
 };

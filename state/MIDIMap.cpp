@@ -1,6 +1,7 @@
 #include "MIDIMap.h"
 
 #include "JSONTree.h"
+#include "NeverDestroyed.h"
 #include "Tags.h"
 
 #include <algorithm>
@@ -61,8 +62,12 @@ MIDIMap::MIDIMap(GlobalPrefs& prefs) : store(prefs)
 
 MIDIMap& MIDIMap::instance()
 {
-    static MIDIMap map(GlobalPrefs::instance());
-    return map;
+    static platform::NeverDestroyed<MIDIMap> map(GlobalPrefs::instance());
+    struct AtExit {
+        ~AtExit() { map.get().savePending(); }
+    };
+    static const AtExit atExit;
+    return map.get();
 }
 
 void MIDIMap::setLearnTag(std::int32_t tag) noexcept

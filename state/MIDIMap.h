@@ -27,12 +27,11 @@ public:
     /// Loads the table; a text that isn't an array of numbers leaves it empty.
     /// \param prefs  gives the store; outlives the map
     explicit MIDIMap(GlobalPrefs& prefs);
-    /// Saves what is still to be saved.
-    ~MIDIMap() { savePending(); }
     MIDIMap(const MIDIMap&) = delete;
     MIDIMap& operator=(const MIDIMap&) = delete;
 
-    /// The process's. The first call loads it, and so mustn't come from the audio thread.
+    /// The process's, never destroyed; at exit what is pending is saved. The first call loads it, and so mustn't come from
+    /// the audio thread.
     static MIDIMap& instance();
 
     /// Any thread.

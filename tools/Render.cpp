@@ -3,6 +3,7 @@
 #include "AudioFile.h"
 #include "OfflineHost.h"
 #include "ParameterText.h"
+#include "StateFile.h"
 #include "UserFile.h"
 
 #include <nlohmann/json.hpp>
@@ -141,13 +142,15 @@ public:
     explicit Renderer(const RenderOptions& renderOptions)
         : options(renderOptions), input(options.input),
           side(options.sideChain.empty() ? nullptr : std::make_unique<AudioReader>(options.sideChain)),
-          plug(std::make_unique<core::Plug>(offlineHost))
+          plug(std::make_unique<core::Plug>(offlineHost, core::Plug::Start::factoryValues))
     {
         if (side && side->rate() != input.rate())
             throw Failure(ExitCode::input, side->path() + ": its rate of " + std::to_string(side->rate()) +
                                                " Hz is not the input's of " + std::to_string(input.rate()) + " Hz");
         plug->setSampleRate(static_cast<float>(input.rate()));
         plug->setBlockSize(options.blockFrames);
+        if (!options.state.empty())
+            loadState(*plug, options.state);
         if (side)
             plug->setParameter(core::kExtSC, 1.0F);
         apply(options.settings, *plug);

@@ -15,6 +15,7 @@ struct RenderOptions {
     std::string input;
     std::string output;
     std::string sideChain; ///< file for the external side-chain; empty for none
+    std::string state;     ///< preset or bank file, loaded before the settings; empty for the factory values
     std::string report;    ///< JSON file; empty for none
     std::string format = "KEEP";
     std::vector<ParameterSetting> settings; ///< applied in order

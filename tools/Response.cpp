@@ -43,7 +43,7 @@ void isolateFilters(Plug& plug, float listen)
 /// One channel's impulse response at a listen mode, as long as it rings.
 std::vector<double> impulseResponse(const ResponseOptions& options, float listen)
 {
-    const auto plug = std::make_unique<Plug>(offlineHost);
+    const auto plug = std::make_unique<Plug>(offlineHost, Plug::Start::factoryValues);
     plug->setSampleRate(options.rateHz);
     apply(options.settings, *plug);
     isolateFilters(*plug, listen);

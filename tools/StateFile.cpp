@@ -121,7 +121,8 @@ void showState(const std::string& path, bool json, std::ostream& out)
         out << state.text << '\n';
         return;
     }
-    const auto plug = std::make_unique<core::Plug>(&offlineHost); // shows values as the program's own switches have it
+    const auto plug = std::make_unique<core::Plug>(
+        &offlineHost, core::Plug::Start::factoryValues); // shows values as the program's own switches have it
     plug->setChunk(state.text.data(), static_cast<std::int32_t>(state.text.size()), false);
     const cJSON* const root = state.tree.get();
     const cJSON* const presets = cJSON_GetObjectItem(root, "presets");
@@ -143,7 +144,7 @@ void showState(const std::string& path, bool json, std::ostream& out)
 
 void makeState(const StateOptions& options)
 {
-    const auto plug = std::make_unique<core::Plug>(&offlineHost);
+    const auto plug = std::make_unique<core::Plug>(&offlineHost, core::Plug::Start::factoryValues);
     apply(options.settings, *plug);
     for (std::int32_t bank = 0; bank < host::PlugBase::kNumBanks; ++bank)
         plug->copyCurrentToBank(bank);

@@ -67,12 +67,18 @@ void addSettings(CLI::App& command, SettingOptions& settings)
         ->allow_extra_args(false);
 }
 
+void addStateFile(CLI::App& command, std::string& file)
+{
+    command.add_option("--state", file, "Preset or bank file to start from, wherever it stands among the settings");
+}
+
 CLI::App* addRender(CLI::App& app, RenderCall& call)
 {
     CLI::App* const command = app.add_subcommand("render", "Render an audio file through the effect");
     command->add_option("IN", call.options.input, "Mono or stereo audio file")->required();
     command->add_option("OUT", call.options.output, "File to write; its extension chooses the container")->required();
     addSettings(*command, call.settings);
+    addStateFile(*command, call.options.state);
     command->add_option("--sidechain", call.options.sideChain,
                         "Audio file for the external side-chain; also sets kExtSC=1");
     command->add_option("--block", call.options.blockFrames, "Frames a block")
@@ -203,6 +209,8 @@ int run(int argc, char** argv)
     CLI::App* const params = app.add_subcommand("params", "List the effect's parameters");
     bool json = false;
     params->add_flag("--json", json, "As JSON");
+    std::string stateFile;
+    addStateFile(*params, stateFile);
 
     try {
         app.parse(argc, argv);
@@ -215,7 +223,9 @@ int run(int argc, char** argv)
         return runResponse(*response, responseCall);
     if (state->parsed())
         return runState(*state, stateCall);
-    const auto plug = std::make_unique<core::Plug>(nullptr);
+    const auto plug = std::make_unique<core::Plug>(nullptr, core::Plug::Start::factoryValues);
+    if (!stateFile.empty())
+        tools::loadState(*plug, stateFile);
     tools::listParameters(*plug, json, std::cout);
     return static_cast<int>(ExitCode::done);
 }

@@ -1,6 +1,7 @@
 // What graphs and meters read.
 
 #include "Effect.h"
+#include "GlobalPrefs.h"
 
 #include <gtest/gtest.h>
 
@@ -109,8 +110,8 @@ TEST(DisplayFeeds, MetersMoveAsTheirBallisticSays)
                           Case{4, 0.001, 1.0, 0.3, 0.1}}) {
         const auto plug = makeWidePlug(96000.0F);
         setValues(*plug, {{kRatio, 0}, {kLookahead, 0}, {kStereoMode, 0}});
-        plug->setMeterBallistic(c.ballistic);
-        plug->resume(); // keeps it
+        state::GlobalPrefs::instance().setGlobalPref("Meter Ballistic", c.ballistic & 3);
+        plug->resume();
         const auto hold = [&](double level, double seconds) {
             (void)play(*plug, {.main = {Signal(static_cast<std::size_t>(seconds * 96000.0), level)}, .side = {}});
         };

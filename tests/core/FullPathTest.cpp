@@ -18,7 +18,7 @@ using namespace core;
 
 std::unique_ptr<Plug> offlinePlug(float rateHz, const Values& values)
 {
-    auto plug = std::make_unique<Plug>(offlineHost);
+    auto plug = std::make_unique<Plug>(offlineHost, Plug::Start::factoryValues);
     plug->setSampleRate(rateHz);
     setValues(*plug, values);
     plug->resume();
@@ -157,7 +157,7 @@ TEST(FullPath, ProcessedPathLiesAtTheReportedLatency)
 
 TEST(FullPath, FreshInstanceAgreesFromItsFirstSample)
 {
-    auto plug = std::make_unique<Plug>(nullptr);
+    auto plug = std::make_unique<Plug>(nullptr, Plug::Start::factoryValues);
     setValues(*plug, {{kHQSplit, 1}, {kRatio, 0}});
     plug->resume();
     EXPECT_EQ(plug->getInitialDelay(), 441 + 4096);
@@ -301,7 +301,7 @@ void checkPacing()
 {
     HandClock clock;
     TestHost host;
-    const auto plug = std::make_unique<Plug>(TestHost::callback, clock);
+    const auto plug = std::make_unique<Plug>(TestHost::callback, Plug::Start::factoryValues, clock);
     const auto corner = [&] { return cornerOf(plug->bandFilter(9, true)); };
     const auto setCorner = [&](double hertz) { setValues(*plug, {{kSplitBPFFreq, hertz}}); };
     plug->onTimer();

@@ -203,7 +203,7 @@ TEST(SettingsInForce, ABlockThatMeetsAResumeIsSilent)
         }
         ++blocks;
     });
-    plug = std::make_unique<Plug>(offlineHost, clock);
+    plug = std::make_unique<Plug>(offlineHost, Plug::Start::factoryValues, clock);
     clock.actingThread = std::this_thread::get_id();
     plug->resume();
     clock.actingThread = std::thread::id();

@@ -121,6 +121,8 @@ TEST(SignalPath, FrequencyDragListensToWhatItMoves)
     EXPECT_TRUE(hears(0, 1)) << "no frequency";
     plug->beginEdit(kSCPeakFreq);
     EXPECT_TRUE(hears(1, 0)) << "the first channel's side-chain on both";
+    plug->beginEdit(kSCPeakFreqB);
+    EXPECT_TRUE(hears(1, 0)) << "it is armed already";
     plug->endEdit(kSplitBPFFreq);
     EXPECT_TRUE(hears(1, 0)) << "another mode's end";
     plug->endEdit(kSCHPFFreq);

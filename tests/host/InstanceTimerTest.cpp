@@ -38,13 +38,19 @@ std::ptrdiff_t threadsBefore()
     return threads();
 }
 
+template <typename Predicate>
+bool soon(Predicate holds)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!holds() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return holds();
+}
+
 /// A thread that was joined may stand in the list for a moment more.
 bool threadsSettleAt(std::ptrdiff_t count)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (threads() != count && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return threads() == count;
+    return soon([=] { return threads() == count; });
 }
 
 /// Whether the timer calls the instance: it is what reports a changed latency.
@@ -52,17 +58,21 @@ bool isTicked(Plug& plug)
 {
     const std::int32_t before = plug.getInitialDelay();
     setValues(plug, {{kLookahead, plug.getParameterValue(kLookahead) == 0.0F ? 50 : 0}});
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (plug.getInitialDelay() == before && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return plug.getInitialDelay() != before;
+    return soon([&] { return plug.getInitialDelay() != before; });
 }
 
 TEST(InstanceTimer, OneThreadForAllInstancesAndNoneWithoutThem)
 {
+    static std::atomic<int> latenciesTold{0};
+    const auto callback = [](host::AEffect*, std::int32_t opcode, std::int32_t, host::Pointer, void*,
+                             float) -> host::Pointer {
+        latenciesTold += opcode == host::hostIOChanged ? 1 : 0;
+        return 0;
+    };
     const std::ptrdiff_t before = threadsBefore();
     {
-        const auto first = makePlug();
+        const auto first = makePlug(48000.0F, callback);
+        latenciesTold = 0;
         EXPECT_TRUE(threadsSettleAt(before + 1));
         {
             const auto second = makePlug();
@@ -72,6 +82,8 @@ TEST(InstanceTimer, OneThreadForAllInstancesAndNoneWithoutThem)
         }
         EXPECT_TRUE(isTicked(*first)) << "it goes on for the one that is left";
         EXPECT_TRUE(threadsSettleAt(before + 1));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_EQ(latenciesTold, 2) << "each once";
     }
     EXPECT_TRUE(threadsSettleAt(before));
 }
@@ -122,10 +134,7 @@ TEST(InstanceTimer, InstanceMayEndWithinItsOwnTick)
         doomed = new Plug(callback);
         setValues(*doomed.load(), {{kLookahead, 55}});
         armed = true;
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (!ended && std::chrono::steady_clock::now() < deadline)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        EXPECT_TRUE(ended);
+        EXPECT_TRUE(soon([] { return ended.load(); }));
         EXPECT_TRUE(last || isTicked(*other));
     }
     EXPECT_TRUE(threadsSettleAt(before));

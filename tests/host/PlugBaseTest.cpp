@@ -7,9 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+
+#include <array>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
-#include <thread>
 
 namespace sorvane::test {
 namespace {
@@ -17,7 +20,7 @@ namespace {
 using namespace core;
 using namespace host;
 
-/// An editor that writes down what it is told, and that fails at one tag.
+/// An editor that writes down what it is told, and that does what a test wants of it then.
 class TestEditor : public AEffEditor {
 public:
     bool getRect(const EditorRect**) override { return false; }
@@ -26,13 +29,13 @@ public:
     void idle() override {}
     void setParameter(std::int32_t index, float value) override
     {
-        if (index == failsAt)
-            throw std::runtime_error("no memory");
         told.emplace_back(index, value);
+        if (onTold)
+            onTold(index);
     }
 
     std::vector<std::pair<std::int32_t, float>> told;
-    std::int32_t failsAt = -1;
+    std::function<void(std::int32_t)> onTold;
 };
 
 /// The base alone, with an editor. Writes down its updates.
@@ -103,6 +106,13 @@ TEST(PlugBase, RecordThatTheHostSees)
     EXPECT_EQ(ask(effectCanDo), 0);
     EXPECT_EQ(ask(effectVendorSpecific, fourCharCode("KSTR"), fourCharCode("ctrl")), 1);
     EXPECT_EQ(ask(effectVendorSpecific, fourCharCode("KSTR"), 0), 0);
+    int arrangement = 0;
+    void* speakers[2] = {&arrangement, &arrangement};
+    EXPECT_EQ(record->dispatcher(record, effectGetSpeakerArrangement, 0, reinterpret_cast<Pointer>(&speakers[0]),
+                                 &speakers[1], 0.0F),
+              0);
+    EXPECT_EQ(speakers[0], nullptr);
+    EXPECT_EQ(speakers[1], nullptr);
     EXPECT_EQ(ask(effectSetBypass, 0, 1), 1);
     EXPECT_EQ(plug->getParameterValue(kBypass), 1.0F);
 }
@@ -197,8 +207,11 @@ TEST(PlugBase, ParameterBankRoad)
     EXPECT_EQ(plug.getCurrentBank(), 2);
     EXPECT_EQ(plug.getParameter(kABBank), 0.25F);
     EXPECT_EQ(plug.getParameter(kThreshold), threshold) << "a fresh bank is the factory's";
-    EXPECT_EQ(host.callsOf(hostAutomate).size(), 91U);
-    EXPECT_EQ(host.callsOf(hostBeginEdit).size(), 91U);
+    ASSERT_EQ(host.calls.size(), 273U) << "an edit of each but the bank itself";
+    for (std::size_t i = 0; i < host.calls.size(); ++i) {
+        EXPECT_EQ(host.calls[i].opcode, (std::array{hostBeginEdit, hostAutomate, hostEndEdit}[i % 3]));
+        EXPECT_EQ(host.calls[i].index, static_cast<std::int32_t>(i / 3));
+    }
     EXPECT_EQ(plug.testEditor->told.back(), (std::pair<std::int32_t, float>{kABBank, 0.26F}));
 
     plug.setParameter(kThreshold, 0.1F);
@@ -209,14 +222,28 @@ TEST(PlugBase, ParameterBankRoad)
     EXPECT_EQ(plug.getParameter(kABBank), 0.05F);
     EXPECT_TRUE(host.callsOf(hostAutomate).empty());
 
+    plug.setParameter(kSplitType, 0.5F); // not on a step
     plug.copyCurrentToBank(7);
     plug.copyCurrentToBank(8);
     plug.switchBank(-1);
+    plug.bankAutomation = false;
+    plug.testEditor->told.clear();
     plug.setBankAutomated(7);
     EXPECT_EQ(plug.getCurrentBank(), 7);
     EXPECT_EQ(plug.getParameter(kThreshold), 0.9F);
-    EXPECT_EQ(host.callsOf(hostAutomate).back().index, kABBank);
-    EXPECT_EQ(host.callsOf(hostAutomate).back().option, 0.875F);
+    EXPECT_FLOAT_EQ(plug.getParameter(kSplitType), 3.0F / 7.0F) << "snapped";
+    ASSERT_EQ(host.calls.size(), 1U) << "the bank alone";
+    EXPECT_EQ(host.calls[0].index, kABBank);
+    EXPECT_EQ(host.calls[0].option, 0.875F);
+    EXPECT_EQ(plug.testEditor->told.size(), 91U + 91U + 1U);
+
+    plug.testEditor->onTold = [&](std::int32_t index) { // as another thread may
+        if (index == kThreshold && plug.getCurrentBank() == 0)
+            plug.switchBank(5);
+    };
+    plug.switchBank(0);
+    EXPECT_EQ(plug.getCurrentBank(), 5);
+    EXPECT_EQ(plug.getParameter(kSplitType), plug.getParameterDefault(kSplitType)) << "nothing of bank A came after";
 }
 
 TEST(PlugBase, DisplayOfTheBaseIsPlain)
@@ -251,6 +278,13 @@ TEST(PlugBase, ProgramIsAppliedAsEdits)
     EXPECT_EQ(host.callsOf(hostAutomate).size(), 91U) << "all but the bank";
     EXPECT_EQ(host.callsOf(hostEndEdit).size(), 91U);
     EXPECT_FLOAT_EQ(plug->getParameter(kSplitType), 3.0F / 7.0F) << "snapped";
+
+    BaseWithEditor base;
+    host.calls.clear();
+    base.bankSwitching = true; // within a chunk that is loaded
+    base.setProgram(0);
+    EXPECT_EQ(host.callsOf(hostAutomate).size(), 92U) << "the bank too";
+    EXPECT_FALSE(base.bankSwitching);
 }
 
 TEST(PlugBase, UndoAndRedoMirrorEachOther)
@@ -311,6 +345,15 @@ TEST(PlugBase, UndoAndRedoMirrorEachOther)
     EXPECT_TRUE(plug->canUndo());
     plug->undo(); // only moves the marker when there is no editor
     EXPECT_TRUE(plug->canRedo());
+
+    BaseWithEditor base;
+    base.setNormalWithEdit(kSoft, 0.3F);
+    base.undo();
+    for (const bool within : {true, false}) { // as a host that answers a step with an edit of its own
+        base.inHistoryStep = within;
+        base.endEdit(kRatio);
+        EXPECT_EQ(base.canRedo(), within);
+    }
 }
 
 TEST(PlugBase, HostIsToldWhatWasSetAndOnlyOfParameters)
@@ -352,7 +395,10 @@ TEST(PlugBase, FailureBehindAnEntryLeavesNothingUnderWay)
     BaseWithEditor plug;
     AEffect* const record = plug.getAeffect();
     plug.setNormalWithEdit(kSoft, 0.3F);
-    plug.testEditor->failsAt = kSoft;
+    plug.testEditor->onTold = [](std::int32_t index) {
+        if (index == kSoft)
+            throw std::runtime_error("no memory");
+    };
     for (const bool bank : {true, false}) {
         plug.updates.clear();
         if (bank)
@@ -368,24 +414,6 @@ TEST(PlugBase, FailureBehindAnEntryLeavesNothingUnderWay)
     EXPECT_TRUE(plug.canRedo());
 }
 
-TEST(PlugBase, LatencyIsReportedOnceByTheTimer)
-{
-    static std::atomic<int> ioChanges{0};
-    const auto callback = [](AEffect*, std::int32_t opcode, std::int32_t, Pointer, void*, float) -> Pointer {
-        ioChanges += opcode == hostIOChanged ? 1 : 0;
-        return 0;
-    };
-    const auto plug = makeWidePlug(48000.0F, callback);
-    ioChanges = 0;
-    setValues(*plug, {{kLookahead, 20}});
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (plug->getInitialDelay() != 960 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_EQ(plug->getInitialDelay(), 960);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(ioChanges, 1);
-}
-
 TEST(Alerts, FileFailuresWaitUntilTheyAreShown)
 {
     using Shown = std::vector<std::pair<std::string, std::string>>;
@@ -393,6 +421,7 @@ TEST(Alerts, FileFailuresWaitUntilTheyAreShown)
     const auto show = [&](const std::string& title, const std::string& text) { shown.emplace_back(title, text); };
     EXPECT_EQ(openUserFile("/nowhere/a.sor", "rb"), nullptr);
     EXPECT_EQ(openUserFile("/nowhere/b.sor", "wb"), nullptr);
+    EXPECT_EQ(fcntl(fileno(openUserFile("/dev/null", "rb").get()), F_GETFD), FD_CLOEXEC);
     Alerts::instance().showPending([&](const std::string& title, const std::string& text) {
         show(title, text);
         Alerts::instance().showPending(show); // from within a message box: nothing

@@ -108,48 +108,28 @@ TEST(Threads, ValuesSetByTwoThreadsEndAsAPairAndReachTheEngine)
 
 TEST(Threads, ChangeOnTheAudioThreadIsNeverLost)
 {
-    // The audio thread's tries meet an updating thread that holds the lock nearly all of the time.
-    const auto plug = makeWidePlug(48000.0F, nullptr);
-    std::atomic<bool> over{false};
-    std::thread updating([&] {
-        while (!over)
-            plug->setSampleRate(48000.0F); // runs an update and changes nothing
-    });
-    std::thread audio([&] {
-        const Inputs inputs{.main = {Signal(16)}, .side = {}};
-        for (int i = 0; i < 2000; ++i) {
-            (void)play(*plug, inputs, 16);
-            plug->setParameter(kLookahead, static_cast<float>(i % 100) / 100.0F);
-        }
-    });
-    audio.join();
-    over = true;
-    updating.join();
-    plug->updateLatency();
-    EXPECT_EQ(plug->getInitialDelay(), static_cast<std::int32_t>(plug->getParameterValue(kLookahead) * 48.0));
-}
-
-TEST(Threads, ChangeDuringResumeIsNeverLost)
-{
-    const auto plug = makeWidePlug(48000.0F, nullptr);
-    std::atomic<bool> over{false};
-    std::thread resuming([&] {
-        while (!over)
-            plug->resume();
-    });
-    std::thread audio([&] {
-        const Inputs inputs{.main = {Signal(16)}, .side = {}};
-        for (int i = 0; i < 300; ++i) {
-            (void)play(*plug, inputs, 16);
-            plug->setParameter(kLookahead, static_cast<float>(1 + i % 100) / 100.0F);
-        }
-    });
-    audio.join();
-    over = true;
-    resuming.join();
-    plug->onTimer();
-    EXPECT_EQ(plug->getInitialDelay(),
-              static_cast<std::int32_t>(plug->getParameterValue(kLookahead) * 48000.0 * 0.001));
+    // The audio thread's tries meet a thread that holds the lock nearly all of the time.
+    for (const bool resumes : {false, true}) {
+        const auto plug = makeWidePlug(48000.0F, nullptr);
+        std::atomic<bool> over{false};
+        std::thread updating([&] {
+            while (!over)
+                resumes ? plug->resume() : plug->setSampleRate(48000.0F); // an update that changes nothing
+        });
+        std::thread audio([&] {
+            const Inputs inputs{.main = {Signal(16)}, .side = {}};
+            for (int i = 0; i < (resumes ? 300 : 2000); ++i) {
+                (void)play(*plug, inputs, 16);
+                plug->setParameter(kLookahead, static_cast<float>(1 + i % 100) / 100.0F);
+            }
+        });
+        audio.join();
+        over = true;
+        updating.join();
+        resumes ? (void)plug->onTimer() : plug->updateLatency();
+        EXPECT_EQ(plug->getInitialDelay(),
+                  static_cast<std::int32_t>(plug->getParameterValue(kLookahead) * 48000.0 * 0.001));
+    }
 }
 
 } // namespace

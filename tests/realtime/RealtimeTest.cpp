@@ -94,6 +94,24 @@ TEST(Realtime, FaultOnTheAudioThreadIsCaught)
     }
 }
 
+TEST(Realtime, AnnouncedBlockSizeTakesNoMemory)
+{
+    const auto plug = makePlug(48000.0F, nullptr);
+    plug->setBlockSize(8192);
+    plug->resume();
+    Signal signal(16384);
+    std::array<double*, 4> inputs = {signal.data(), signal.data(), nullptr, nullptr};
+    std::array<double*, 2> outputs = {signal.data(), signal.data()};
+    const auto countsOf = [&](std::int32_t frames) {
+        const RealtimeGuard guard;
+        plug->processDoubleReplacing(inputs.data(), outputs.data(), frames);
+        return RealtimeGuard::take();
+    };
+    EXPECT_EQ(countsOf(8192).all(), 0U);
+    EXPECT_GE(countsOf(16384).allocations, 1U) << "of a larger one than was announced";
+    EXPECT_EQ(countsOf(16384).all(), 0U);
+}
+
 TEST(Realtime, StormOfParametersLeavesTheAudioThreadAlone)
 {
     const auto plug = makePlug(48000.0F, nullptr);
@@ -129,8 +147,8 @@ TEST(Realtime, StormOfParametersLeavesTheAudioThreadAlone)
             std::copy(right.begin(), right.end(), buffers[1].begin());
             const auto block = static_cast<std::int32_t>(random() % 4097);
             plug->processDoubleReplacing(inputs.data(), outputs.data(), block);
-            // As a host does that automates on this thread.
-            plug->setParameter(static_cast<std::int32_t>(random() % 91), static_cast<float>(random() % 101) / 100.0F);
+            // As a host does that automates on this thread, the bank too.
+            plug->setParameter(static_cast<std::int32_t>(random() % 92), static_cast<float>(random() % 101) / 100.0F);
             (void)plug->getLevelMeter(0);
             (void)plug->getReductionMeter(1);
             ++blocks;

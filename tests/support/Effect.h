@@ -75,7 +75,7 @@ inline host::Pointer offlineHost(host::AEffect*, std::int32_t opcode, std::int32
 
 inline std::unique_ptr<core::Plug> makePlug(float rateHz = 48000.0F, host::HostCallback callback = offlineHost)
 {
-    auto plug = std::make_unique<core::Plug>(callback);
+    auto plug = std::make_unique<core::Plug>(callback, core::Plug::Start::factoryValues);
     plug->setSampleRate(rateHz);
     plug->resume();
     return plug;
@@ -93,7 +93,7 @@ inline void setValues(core::Plug& plug, const Values& values)
 /// An effect whose band is the whole signal, with no latency but the look-ahead: for what lies beyond the split.
 inline std::unique_ptr<core::Plug> makeWidePlug(float rateHz = 48000.0F, host::HostCallback callback = offlineHost)
 {
-    auto plug = std::make_unique<core::Plug>(callback);
+    auto plug = std::make_unique<core::Plug>(callback, core::Plug::Start::factoryValues);
     setValues(*plug, {{core::kSplitBPF, 0}, {core::kSplitBPFB, 0}, {core::kLinearPhase, 0}});
     plug->setSampleRate(rateHz);
     plug->resume();
