@@ -30,9 +30,10 @@ std::string stored(const std::map<int, int>& tags)
     std::string text = "[";
     for (int controller = 0; controller < 128; ++controller) {
         const auto found = tags.find(controller);
-        text += (controller > 0 ? "," : "") + std::to_string(found != tags.end() ? found->second : -1);
+        text += std::to_string(found != tags.end() ? found->second : -1);
+        text += controller < 127 ? ',' : ']';
     }
-    return text + "]";
+    return text;
 }
 
 class MIDIMapping : public ::testing::Test {
@@ -176,7 +177,7 @@ TEST_F(MIDIMapping, BadListsAndEventsArePassedOver)
     }
     EXPECT_EQ(effect.take(), nothing);
     events.list->numEvents = 4;
-    events.list->events[1] = nullptr;
+    events.entries[1] = nullptr;
     events.midi[2].head.byteSize = 23;
     events.midi[3].head.type = 6; // system exclusive
     map.processMidi(events.list, effect);

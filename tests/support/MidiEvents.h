@@ -30,14 +30,16 @@ public:
         for (const MidiBytes& message : messages)
             midi.push_back(midiEvent(message));
         list = new (memory.data()) host::Events{static_cast<std::int32_t>(messages.size()), 0, {}};
+        entries = list->events; // more than the two that are declared
         for (std::size_t i = 0; i < midi.size(); ++i)
-            list->events[i] = &midi[i].head;
+            entries[i] = &midi[i].head;
     }
     EventList(const EventList&) = delete;
     EventList& operator=(const EventList&) = delete;
 
     std::vector<host::MidiEvent> midi;
     host::Events* list;
+    host::Event** entries;
 
 private:
     std::vector<void*> memory;
