@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Test signals of the presets, for `measure`: each has the fault that its preset is for. Floating-point WAV files at
 # 48 kHz, the same bytes on every run.
 #
@@ -25,7 +26,6 @@ events() {
 
 # Mono files to left and right with gains: place OUT FILE LEFT RIGHT
 place() { quiet_sox "$2" "$1" remix "1v$3" "1v$4"; }
-mix() { quiet_sox -m "${@:2}" "$1" gain 0 trim 0 6; }
 sum() { # OUT FILE...: at the files' own levels
     local out=$1 file inputs=()
     shift
@@ -44,12 +44,10 @@ signal_whisper() { # noise of 400 Hz takes the voice's harmonics apart, its form
     quiet_sox -T "$sample" breath.wav -b 32 -e float "$1" highpass 300 gain -n -12
 }
 
-# Vowels on a glide, 200 Hz, with a strong resonance at 3.2 kHz from the second second on.
-signal_harsh() {
+signal_harsh() { # speech, then with a resonance
     band=2.6k-3.9k
-    synth vowel.wav synth 6 sawtooth 200:240 lowpass 900 lowpass 2500 equalizer 600 2q 8 gain -n -9 tremolo 2.5 70
-    quiet_sox vowel.wav calm.wav trim 0 2
-    quiet_sox vowel.wav loud.wav trim 2 equalizer 3200 3q 22 gain 3
+    speech calm.wav gain -3 trim 0 2
+    speech loud.wav gain -3 trim 2 equalizer 3200 3q 10
     quiet_sox calm.wav loud.wav "$1"
 }
 signal_choir() {
@@ -64,21 +62,21 @@ signal_choir() {
     sum "$1" seat?.wav part?.wav
 }
 signal_plosives() {
-    band=20-130
-    speech speech.wav speed 0.75 rate 48k trim 0 6
+    band=25-85
+    speech speech.wav gain -6 speed 0.75 rate 48k trim 0 6
     events pops.wav 2 0.7 0.09 sine 90-45 fade t 0.004 -0 0.07 gain -n -6
     sum "$1" speech.wav pops.wav
 }
 kit() { # snare at -6 dBFS on every second, kick between
-    events shell.wav 0 1 0.2 sine 190 fade l 0.001 -0 0.19 gain -n -8
-    events wires.wav 0 1 0.18 whitenoise sinc 1k-6k fade l 0.001 -0 0.17 gain -n -12
-    events kick.wav 0.5 1 0.25 sine 70-45 fade l 0.002 -0 0.22 gain -n -8
+    events shell.wav 0 1 0.2 sine 190 fade t 0.001 -0 0.19 gain -n -8
+    events wires.wav 0 1 0.18 whitenoise sinc 1k-6k fade t 0.001 -0 0.17 gain -n -12
+    events kick.wav 0.5 1 0.25 sine 70-45 fade t 0.002 -0 0.22 gain -n -8
     sum kit.wav shell.wav wires.wav kick.wav
 }
 signal_overheads() {
     band=4.5k-12k
     kit
-    events crash.wav 2.25 2 1.7 whitenoise sinc 3k-16k fade l 0.002 -0 1.6 gain -n -14
+    events crash.wav 2.25 2 1.7 whitenoise sinc 3k-16k fade t 0.002 -0 1.6 gain -n -14
     place drums.wav kit.wav 0.5 0.5
     place cymbal.wav crash.wav 1 0.5
     sum "$1" drums.wav cymbal.wav
@@ -86,11 +84,11 @@ signal_overheads() {
 signal_hihat() {
     band=6k-20k
     kit
-    events hats.wav 2.25 0.5 0.06 whitenoise sinc 6k-20k fade l 0.001 -0 0.055 gain -n -26
+    events hats.wav 2.25 0.5 0.06 whitenoise sinc 6k-20k fade t 0.001 -0 0.055 gain -n -26
     sum "$1" kit.wav hats.wav
 }
 notes() { # OUT GAIN: bass notes of half a second
-    events "$1" 0 0.5 0.48 sawtooth 82 lowpass 400 lowpass 900 fade l 0.004 -0 0.4 gain -n "$2"
+    events "$1" 0 0.5 0.48 sawtooth 82 lowpass 400 lowpass 900 fade t 0.004 -0 0.4 gain -n "$2"
 }
 signal_frets() {
     band=1.8k-5k
@@ -129,7 +127,7 @@ signal_detail() { # loud, then quiet
     quiet_sox loud.wav soft.wav "$1"
 }
 signal_air() { # "s" alone, then dull vowels with a little breath
-    band=9k-18k
+    band=10k-20k
     events ess.wav 0 0.5 0.15 whitenoise sinc 5k-14k fade q 0.02 -0 0.05 gain -n -10
     quiet_sox ess.wav esses.wav trim 0 2
     synth breath.wav synth 4 whitenoise gain -n -46
