@@ -20,9 +20,11 @@ std::string shown(const PresetFolder& folder)
     std::string text;
     for (std::int32_t i = 0; i < folder.getCount(); ++i) {
         const PresetFolder::Entry& entry = folder.getEntry(i);
-        text += (text.empty() ? "" : ", ") + entry.title;
+        if (!text.empty())
+            text += ", ";
+        text += entry.title;
         if (entry.folder)
-            text += "(" + shown(*entry.folder) + ")";
+            text += '(' + shown(*entry.folder) + ')';
     }
     return text;
 }
