@@ -141,7 +141,7 @@ TEST(Chunk, RandomStatesComeBack)
                     factory ? first.getParameterDefault(static_cast<std::int32_t>(tag)) : randomNormal(random);
                 bank < 8 ? first.setBankValue(bank, tag, normal) : first.setProgramValue(tag, normal);
             }
-        first.setCompressionLevel(std::array{0, 1, 5, 9}[state % 4]);
+        first.setCompressionLevel(std::array{0, 1, 5, 9}[static_cast<std::size_t>(state) % 4]);
         second.setCompressionLevel(first.copyChunk(false).starts_with("ZIP ") ? 9 : 0);
         third.setCompressionLevel(second.copyChunk(false).starts_with("ZIP ") ? 9 : 0);
 
