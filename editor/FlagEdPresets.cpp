@@ -19,9 +19,8 @@ std::vector<std::string> FlagEd::presetRoots() const
 
 void FlagEd::rebuildPresetMenu()
 {
-    const std::string previous = previousFolderMenu != nullptr ? previousFolderMenu->getPath() : "";
     presetMenu = PresetFolder::walk(presetRoots());
-    previousFolderMenu = previous.empty() ? nullptr : presetMenu->find(previous);
+    previousFolderMenu = nullptr;
     const std::string last = getLastPresetFolder();
     folderMenu = last.empty() ? presetMenu.get() : presetMenu->find(last);
     updatePresetButtons();

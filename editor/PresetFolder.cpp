@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 #include <tuple>
 #include <unordered_map>
 
@@ -11,7 +13,8 @@ namespace sorvane::editor {
 
 namespace {
 
-constexpr std::int32_t kMostDepth = 12;
+constexpr std::size_t kMostDepth = 24; // of places, of which a folder may have several
+constexpr std::size_t kMostFolders = 4000; // links that cross each other multiply
 constexpr std::size_t kMostEntries = 100000;
 
 /// What one name in a folder stands for.
@@ -61,8 +64,9 @@ void sortEntries(std::vector<PresetFolder::Entry>& entries)
 
 /// How far a walk has come.
 struct PresetFolder::Progress {
-    std::int32_t depth = 0;
+    std::vector<std::filesystem::path> above; ///< the folders around the one that is being listed, without links
     std::size_t entryCount = 0;
+    std::size_t folderCount = 0;
 };
 
 PresetFolder::PresetFolder(std::string folderPath, std::vector<std::string> folderPlaces)
@@ -79,9 +83,19 @@ std::unique_ptr<PresetFolder> PresetFolder::walk(const std::vector<std::string>&
 
 void PresetFolder::fill(Progress& progress)
 {
-    if (progress.depth == kMostDepth)
+    std::vector<std::filesystem::path>& above = progress.above;
+    const std::size_t depth = above.size();
+    if (depth >= kMostDepth || ++progress.folderCount > kMostFolders)
         return;
-    ++progress.depth;
+    for (const std::string& place : places) {
+        std::error_code missing;
+        const std::filesystem::path here = std::filesystem::canonical(place, missing);
+        if (!missing && std::find(above.begin(), above.end(), here) != above.end()) {
+            above.resize(depth); // a link leads in a circle
+            return;
+        }
+        above.push_back(here);
+    }
     for (const auto& [name, found] : listPlaces(places)) {
         const std::size_t dot = name.rfind('.');
         const bool isPreset = dot != std::string::npos && std::string_view(name).substr(dot + 1) == kExtension;
@@ -89,15 +103,15 @@ void PresetFolder::fill(Progress& progress)
             continue;
         if (++progress.entryCount > kMostEntries)
             break;
-        Entry entry{name.substr(0, dot), nullptr};
-        if (found.isFolder) {
-            entry.folder.reset(new PresetFolder(path + name + "/", found.places));
-            entry.folder->fill(progress);
-        }
-        entries.push_back(std::move(entry));
+        std::unique_ptr<PresetFolder> folder(found.isFolder ? new PresetFolder(path + name + "/", found.places)
+                                                            : nullptr);
+        entries.push_back({name.substr(0, dot), std::move(folder)});
     }
-    --progress.depth;
     sortEntries(entries);
+    for (const Entry& entry : entries)
+        if (entry.folder)
+            entry.folder->fill(progress);
+    above.resize(depth);
 }
 
 PresetFolder* PresetFolder::find(std::string_view soughtPath)

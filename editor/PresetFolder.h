@@ -23,8 +23,9 @@ public:
         std::unique_ptr<PresetFolder> folder; ///< null for a file
     };
 
-    /// Lists presets with all folders below. What can't be listed is empty; a walk ends after 12 levels and 100,000
-    /// entries, and so does one through links that lead in a circle.
+    /// Lists presets with all folders below. What can't be listed is empty, and so are a link that leads to a folder
+    /// around it and what lies deeper than any user would go. No more than 4,000 folders and
+    /// 100,000 entries.
     /// \param roots  the user's preset root and then those of packages, each with a final "/"; at least the first
     [[nodiscard]] static std::unique_ptr<PresetFolder> walk(const std::vector<std::string>& roots);
 

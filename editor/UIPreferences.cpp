@@ -20,9 +20,17 @@ bool replaceMember(cJSON* object, const char* name, host::JSONTree copy)
 
 } // namespace
 
-UIPreferences::UIPreferences(host::PlugBaseJSON& owner, UIPrefs& shown) : effect(owner), uiPrefs(shown)
+UIPreferences::UIPreferences(host::PlugBaseJSON& owner, UIPrefs& shown, std::function<void()> changed)
+    : effect(owner), uiPrefs(shown), notify(std::move(changed))
 {
     uiPrefs.setDefaults();
+    effect.markChunkDirty();
+}
+
+void UIPreferences::setOption(const std::string& category, const std::string& entry, std::int32_t option)
+{
+    uiPrefs.setUISetting(category.c_str(), entry.c_str(), option);
+    notify();
 }
 
 void UIPreferences::saveAsDefault(const std::string& category)
@@ -44,18 +52,28 @@ void UIPreferences::restoreDefault(const std::string& category)
 {
     const host::JSONTree bank = readDefaultBank(effect);
     uiPrefs.mergeCategory(category.c_str(), cJSON_GetObjectItem(bank.get(), kMember));
+    notify();
 }
 
 void UIPreferences::restoreAllDefaults()
 {
     const host::JSONTree bank = readDefaultBank(effect);
     uiPrefs.merge(cJSON_GetObjectItem(bank.get(), kMember));
+    notify();
 }
 
 void UIPreferences::pasteAllSettings(const std::string& category)
 {
-    if (!clipboard.empty())
-        uiPrefs.propagate(clipboard.c_str(), category.c_str());
+    if (clipboard.empty())
+        return;
+    uiPrefs.propagate(clipboard.c_str(), category.c_str());
+    notify();
+}
+
+void UIPreferences::propagateToAll(const std::string& category)
+{
+    uiPrefs.propagate(category.c_str(), nullptr);
+    notify();
 }
 
 } // namespace sorvane::editor

@@ -40,7 +40,7 @@ private:
     std::vector<std::thread> threads;
 };
 
-TEST(Threads, StormOfParametersBlocksBanksResumesAndReaders)
+TEST(Threads, StormOfParametersBlocksBanksChunksResumesAndReaders)
 {
     const auto plug = makePlug(48000.0F, nullptr);
     std::atomic<bool> allFinite{true};
@@ -62,7 +62,17 @@ TEST(Threads, StormOfParametersBlocksBanksResumesAndReaders)
         plug->resume();
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     });
+    storm.add([&, round = 0]() mutable {
+        const bool isPreset = ++round % 3 == 0;
+        void* data = nullptr;
+        const std::int32_t size = plug->getChunk(&data, isPreset);
+        (void)plug->setChunk(data, size, isPreset);
+        plug->setCompressionLevel(round % 10);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    });
     storm.add([&, samples = Signal(8192)]() mutable {
+        (void)plug->copyChunk(false);
+        plug->setProgramName("Storm");
         float sum = 0.0F;
         for (std::int32_t ring = 0; ring < 6; ++ring)
             for (std::uint32_t i = 0; i < DisplayFeeds::kEntries; i += 61)
