@@ -13,7 +13,7 @@ namespace sorvane::editor {
 
 namespace {
 
-constexpr std::size_t kMostDepth = 24; // of places, of which a folder may have several
+constexpr std::size_t kMostDepth = 24;     // of places, of which a folder may have several
 constexpr std::size_t kMostFolders = 4000; // links that cross each other multiply
 constexpr std::size_t kMostEntries = 100000;
 

@@ -28,7 +28,10 @@ struct State {
     int linkPage = 0;
     int readout = 0; // of a display preference
 
-    [[nodiscard]] float& value(std::int32_t tag) { return banks[static_cast<std::size_t>(bank)][static_cast<std::size_t>(tag)]; }
+    [[nodiscard]] float& value(std::int32_t tag)
+    {
+        return banks[static_cast<std::size_t>(bank)][static_cast<std::size_t>(tag)];
+    }
 };
 
 /// Where the user is in the preset menus.
@@ -160,8 +163,8 @@ public:
         effect.setProgram(0);
         readInto(model.now);
         std::filesystem::create_directories(folder / "user/Presets/Vox");
-        for (const char* const name : {"Presets/1 a.sor", "Presets/2 b.sor", "Presets/Vox/c.sor", "Presets/Vox/d.sor",
-                                       "whole.SorvaneBank"})
+        for (const char* const name :
+             {"Presets/1 a.sor", "Presets/2 b.sor", "Presets/Vox/c.sor", "Presets/Vox/d.sor", "whole.SorvaneBank"})
             save(folder / ("user/" + std::string(name)));
         effect.ed->doIdleStuff();
         model.place = {folder / "user/Presets/", 0};
@@ -411,7 +414,7 @@ private:
 /// SORVANE_WALK sets how many operations are walked.
 TEST(EditorWalk, IsNeverApartFromWholeStates)
 {
-    constexpr int kOperationsEach = 2000; // the model keeps a whole state for each
+    constexpr int kOperationsEach = 2000;                   // the model keeps a whole state for each
     const char* const wanted = std::getenv("SORVANE_WALK"); // NOLINT(concurrency-mt-unsafe)
     const int walks = wanted != nullptr ? std::max(std::atoi(wanted) / kOperationsEach, 1) : 1;
     for (int walk = 0; walk < walks; ++walk) {

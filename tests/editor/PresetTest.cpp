@@ -152,9 +152,10 @@ TEST_F(Presets, LoadingIsUndoneWithItsPlace)
     effect->ed->choosePreset(root(), 0);
     effect->ed->choosePreset(root() + "Vox/", 0);
     press(*effect, kGUIPresetNext);
-    const std::vector<std::pair<std::string, float>> states{
-        {"Presets 0 None", effect->getParameterDefault(kThreshold)}, {"Presets 0 a", 0.1F}, {"Vox 0 next b", 0.2F},
-        {"Vox 1 prev c", 0.3F}};
+    const std::vector<std::pair<std::string, float>> states{{"Presets 0 None", effect->getParameterDefault(kThreshold)},
+                                                            {"Presets 0 a", 0.1F},
+                                                            {"Vox 0 next b", 0.2F},
+                                                            {"Vox 1 prev c", 0.3F}};
     for (int round = 0; round < 2; ++round) {
         for (int i = 3; i >= 0; --i) {
             EXPECT_EQ(place(*effect), states[static_cast<std::size_t>(i)].first);

@@ -26,7 +26,8 @@ std::string part(EditedEffect& effect, const char* name)
 
 TEST(UIPrefs, MergeTakesFiniteNumbersAlone)
 {
-    const std::string_view resource = R"( {"A":{"x":{"value":1,"values":["p","q"]},"y":{"value":2}},"B":{"z":{"value":3}}})";
+    const std::string_view resource =
+        R"( {"A":{"x":{"value":1,"values":["p","q"]},"y":{"value":2}},"B":{"z":{"value":3}}})";
     const auto merged = [&](std::string_view source) {
         UIPrefs prefs(resource);
         prefs.merge(host::parseJSON(source).get());
@@ -187,8 +188,9 @@ TEST(EditorSettings, TravelInChunksWhateverTheyHold)
     // A bank that a chunk selects shows in the bank menu.
     effect.load(R"({"settings":{"currentAB":4}})");
     effect.ed->doIdleStuff();
-    EXPECT_NE(std::find(effect.ed->drained.begin(), effect.ed->drained.end(), std::pair{std::int32_t{kGUIABMenu}, 4.0F}),
-              effect.ed->drained.end());
+    EXPECT_NE(
+        std::find(effect.ed->drained.begin(), effect.ed->drained.end(), std::pair{std::int32_t{kGUIABMenu}, 4.0F}),
+        effect.ed->drained.end());
 }
 
 TEST(EditorSettings, ThreadsMaySaveLoadAndTellValuesAtOnce)

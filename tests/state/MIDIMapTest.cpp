@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <limits>
 #include <map>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -151,6 +152,32 @@ TEST(MIDIMapDeathTest, SavesWhatIsPendingAtExitAndServesOlderGlobals)
             std::exit(platform::Store::user().read("MIDIMap") ? 2 : 3);
         },
         testing::ExitedWithCode(0), "");
+}
+
+TEST(MIDIMapSaving, WaitsForASaveThatIsUnderWay)
+{
+    class SlowStore final : public platform::Store {
+    public:
+        [[nodiscard]] std::optional<std::string> read(const std::string&) override { return {}; }
+        [[nodiscard]] bool write(const std::string&, std::string_view) override
+        {
+            entered = true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            written = true;
+            return true;
+        }
+        std::atomic<bool> entered{false};
+        std::atomic<bool> written{false};
+    };
+    SlowStore store;
+    GlobalPrefs prefs(store);
+    MIDIMap map(prefs);
+    std::thread saver([&] { map.learnMidi(kThreshold, 7); });
+    while (!store.entered)
+        std::this_thread::yield();
+    map.savePending(); // the last effect's end: the library may go behind it
+    EXPECT_TRUE(store.written);
+    saver.join();
 }
 
 TEST_F(MIDIMapping, ValueCurveMeetsBothEndsAndTheMiddle)
