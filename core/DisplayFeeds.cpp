@@ -38,6 +38,8 @@ void DisplayFeeds::reset() noexcept
     for (auto& position : positions)
         position.store(0, std::memory_order_release);
     readers = {};
+    for (auto& gain : lowest)
+        gain = 1.0F;
 }
 
 void DisplayFeeds::advance(std::size_t position, std::size_t entries) noexcept
@@ -66,6 +68,10 @@ void DisplayFeeds::feedOutput(std::span<const double> first, std::span<const dou
 void DisplayFeeds::feedGain(std::size_t channel, std::span<const double> gains, std::span<const std::int32_t> codes,
                             std::size_t step) noexcept
 {
+    double least = static_cast<double>(lowest[channel]);
+    for (const double gain : gains)
+        least = std::min(least, gain);
+    lowest[channel] = static_cast<float>(least);
     const std::uint32_t position = positions[gainPosition0 + channel].load(std::memory_order_relaxed);
     const std::size_t entries = gains.size() / step;
     const std::size_t codesPerEntry = step * (codes.size() / gains.size()); // twice the step when oversampled
@@ -112,12 +118,17 @@ float DisplayFeeds::reductionMeter(std::int32_t channel) noexcept
     std::uint32_t at = reader.position;
     if (at == end)
         return reader.result;
-    float lowest = rings[kGainRing + index][at];
+    float least = rings[kGainRing + index][at];
     for (; at != end; at = (at + 1) & kMask)
-        lowest = std::min<float>(lowest, rings[kGainRing + index][at]);
+        least = std::min<float>(least, rings[kGainRing + index][at]);
     reader.position = end;
-    reader.result = lowest;
-    return lowest;
+    reader.result = least;
+    return least;
+}
+
+float DisplayFeeds::lowestGain(std::int32_t channel) const noexcept
+{
+    return lowest[channelIndex(channel)];
 }
 
 } // namespace sorvane::core

@@ -43,6 +43,8 @@ public:
     [[nodiscard]] std::uint32_t ringPosition(std::int32_t index) const noexcept;
     /// Lowest gain that came in since the last call, or the last result when nothing did. One reader a channel.
     [[nodiscard]] float reductionMeter(std::int32_t channel) noexcept;
+    /// Lowest gain since reset, of every sample and with blocks of any size; 1 when none was lower.
+    [[nodiscard]] float lowestGain(std::int32_t channel) const noexcept;
 
 private:
     using Ring = std::array<dsp::Relaxed<float>, kEntries>;
@@ -58,6 +60,7 @@ private:
     std::array<std::array<dsp::Relaxed<std::int32_t>, kEntries>, 2> states;
     std::array<std::atomic<std::uint32_t>, 4> positions{};
     std::array<ReductionReader, 2> readers;
+    std::array<dsp::Relaxed<float>, 2> lowest;
 };
 
 } // namespace sorvane::core

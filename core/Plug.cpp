@@ -285,6 +285,11 @@ float Plug::getReductionMeter(std::int32_t channel)
     return engine.displayFeeds().reductionMeter(channel);
 }
 
+float Plug::lowestGain(std::int32_t channel) const
+{
+    return engine.displayFeeds().lowestGain(channel);
+}
+
 const dsp::Relaxed<float>* Plug::getDisplayRing(std::int32_t index) const
 {
     return engine.displayFeeds().displayRing(index);

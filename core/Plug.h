@@ -58,6 +58,8 @@ public:
     [[nodiscard]] float getLevelMeter(std::int32_t channel) const override;
     [[nodiscard]] float getReductionMeter(std::int32_t channel) override;
     bool onTimer() override;
+    /// Lowest gain of a channel since resume, linear; see DisplayFeeds. Any thread.
+    [[nodiscard]] float lowestGain(std::int32_t channel) const;
 
     void setAutoListenEnabled(bool on) override;
     void armAutoListen(std::int32_t mode) override;

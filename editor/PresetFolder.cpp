@@ -87,15 +87,14 @@ void PresetFolder::fill(Progress& progress)
     const std::size_t depth = above.size();
     if (depth >= kMostDepth || ++progress.folderCount > kMostFolders)
         return;
+    std::vector<std::filesystem::path> here;
     for (const std::string& place : places) {
         std::error_code missing;
-        const std::filesystem::path here = std::filesystem::canonical(place, missing);
-        if (!missing && std::find(above.begin(), above.end(), here) != above.end()) {
-            above.resize(depth); // a link leads in a circle
-            return;
-        }
-        above.push_back(here);
+        here.push_back(std::filesystem::canonical(place, missing));
+        if (!missing && std::find(above.begin(), above.end(), here.back()) != above.end())
+            return; // a link leads in a circle
     }
+    above.insert(above.end(), here.begin(), here.end());
     for (const auto& [name, found] : listPlaces(places)) {
         const std::size_t dot = name.rfind('.');
         const bool isPreset = dot != std::string::npos && std::string_view(name).substr(dot + 1) == kExtension;

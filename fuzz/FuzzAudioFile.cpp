@@ -1,4 +1,4 @@
-// The tool's own look into WAV files, for one that is cut short.
+// Reading audio files, with the tool's own look into those that are cut short.
 
 #include "AudioFile.h"
 
@@ -12,7 +12,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     using namespace sorvane::tools;
-    static const int descriptor = memfd_create("input.wav", 0);
+    static const int descriptor = memfd_create("input", 0);
     static const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
     if (ftruncate(descriptor, 0) != 0 || pwrite(descriptor, data, size, 0) != static_cast<ssize_t>(size))
         return 0;

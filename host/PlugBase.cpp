@@ -105,9 +105,6 @@ void PlugBase::setParameter(std::int32_t index, float normal)
     if (selectsBank && !bankSwitching) {
         const auto bank = static_cast<std::int32_t>(fromNormalised(index, normal));
         if (bank != currentBank) {
-            ParamRecord& record = parameter(index);
-            record.value = fromNormalised(index, normal);
-            record.normal = toNormalised(index, record.value);
             switchBank(bank);
             if (editor)
                 editor->setParameter(index, normal);
@@ -119,7 +116,7 @@ void PlugBase::setParameter(std::int32_t index, float normal)
         if (!bankSwitching.loadInOrder()) // else one update follows for all of them
             updateParameters(false);
     }
-    if (editor && (!bankSwitching || index != bankParam))
+    if (editor && index >= 0 && (!bankSwitching || index != bankParam)) // below 0 are markers of the history
         editor->setParameter(index, normal);
 }
 

@@ -21,6 +21,11 @@ void PlugBase::switchBank(std::int32_t bank)
         return;
     const Switching switching(*this);
     currentBank = bank;
+    if (core::isParameter(bankParam)) { // also when an editor or a chunk chooses the bank, so that the host reads it
+        core::ParamRecord& record = parameter(bankParam);
+        record.value = static_cast<float>(bank);
+        record.normal = toNormalised(bankParam, record.value);
+    }
     Program& target = banks[static_cast<std::size_t>(bank)];
     for (std::int32_t index = 0; index < core::kNumParams; ++index) {
         auto& stored = target.values[static_cast<std::size_t>(index)];

@@ -4,7 +4,6 @@
 #include "Files.h"
 
 #include <cerrno>
-#include <cstring>
 
 namespace sorvane::host {
 
@@ -50,15 +49,6 @@ bool writeUserFile(const std::string& path, std::string_view bytes)
         return true;
     addAlert(path, true);
     return false;
-}
-
-UserFile openUserFile(const std::string& path, const char* mode)
-{
-    const std::string quietMode = std::string(mode) + 'e'; // a program that the host starts gets none of our files
-    UserFile file(std::fopen(path.c_str(), quietMode.c_str()));
-    if (!file)
-        addAlert(path, std::strchr(mode, 'w') != nullptr);
-    return file;
 }
 
 } // namespace sorvane::host

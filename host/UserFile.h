@@ -1,8 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -23,17 +21,5 @@ namespace sorvane::host {
 /// Writes a file that the user saves, whole or not at all. A failure raises an alert.
 /// \return whether the file holds the bytes
 bool writeUserFile(const std::string& path, std::string_view bytes);
-
-struct FileCloser {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-
-/// An open file that closes itself.
-using UserFile = std::unique_ptr<std::FILE, FileCloser>;
-
-/// Opens a file that the user loads from or saves to. A file that can't be opened raises an alert which says so.
-/// \param mode  as for fopen; one with "w" means saving
-/// \return null on failure; the caller gives up quietly
-[[nodiscard]] UserFile openUserFile(const std::string& path, const char* mode);
 
 } // namespace sorvane::host

@@ -1,16 +1,15 @@
 #include "AudioFile.h"
 
-#include <fcntl.h>
+#include "StatedLength.h"
+
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <string_view>
 #include <system_error>
 
 namespace sorvane::tools {
@@ -20,38 +19,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kMostRateHz = 1000000;
-
-std::uint32_t littleEndian(const std::array<char, 4>& bytes)
-{
-    std::uint32_t number = 0;
-    for (std::size_t i = 4; i-- > 0;)
-        number = number << 8 | static_cast<unsigned char>(bytes[i]);
-    return number;
-}
-
-/// Bytes that the data chunk of a WAV file promises beyond the file's end. The library takes such a file for a shorter
-/// one and says nothing. Sizes of 0 and from 2^32 - 2^12 are what programs write that don't know the length yet.
-std::uint64_t missingBytes(const std::string& path)
-{
-    std::error_code error;
-    const std::uint64_t size = fs::file_size(path, error);
-    std::ifstream in(path, std::ios::binary);
-    std::array<char, 4> id{};
-    std::array<char, 4> length{};
-    const auto readChunk = [&] { return in.read(id.data(), 4) && in.read(length.data(), 4); };
-    if (error || !readChunk() || std::string_view(id.data(), 4) != "RIFF" || !in.read(id.data(), 4))
-        return 0;
-    std::uint64_t at = 12;
-    while (readChunk()) {
-        const std::uint64_t bytes = littleEndian(length);
-        at += 8;
-        if (std::string_view(id.data(), 4) == "data")
-            return bytes < 0xFFFFF000U && at + bytes > size ? at + bytes - size : 0;
-        at += bytes + bytes % 2;
-        in.seekg(static_cast<std::streamoff>(at));
-    }
-    return 0;
-}
 
 std::string reasonOf(SNDFILE* file)
 {
@@ -65,24 +32,45 @@ std::string lowered(std::string text)
     return text;
 }
 
-int containerOf(const std::string& path, int inputFormat)
+/// A container by the extension of its files.
+struct Container {
+    const char* extension;
+    int format;
+    int codec = 0; ///< the only one that it holds, where samples aren't plain numbers
+};
+
+constexpr Container kContainers[] = {
+    {"wav", SF_FORMAT_WAV},
+    {"rf64", SF_FORMAT_RF64},
+    {"w64", SF_FORMAT_W64},
+    {"flac", SF_FORMAT_FLAC},
+    {"aif", SF_FORMAT_AIFF},
+    {"aiff", SF_FORMAT_AIFF},
+    {"aifc", SF_FORMAT_AIFF},
+    {"caf", SF_FORMAT_CAF},
+    {"au", SF_FORMAT_AU},
+    {"snd", SF_FORMAT_AU},
+    {"ogg", SF_FORMAT_OGG, SF_FORMAT_VORBIS},
+    {"oga", SF_FORMAT_OGG, SF_FORMAT_VORBIS},
+    {"opus", SF_FORMAT_OGG, SF_FORMAT_OPUS},
+    {"mp3", SF_FORMAT_MPEG, SF_FORMAT_MPEG_LAYER_III},
+};
+
+Container containerOf(const std::string& path, int inputFormat)
 {
     const std::string extension = lowered(fs::path(path).extension().string());
     const int fromInput = inputFormat & SF_FORMAT_TYPEMASK;
-    if (extension == ".wav") {
-        const bool alreadyWav =
-            fromInput == SF_FORMAT_WAVEX || fromInput == SF_FORMAT_RF64 || fromInput == SF_FORMAT_WAV;
-        return alreadyWav ? fromInput : SF_FORMAT_WAV;
+    if (extension.empty())
+        return {"", fromInput};
+    std::string known;
+    for (const Container& container : kContainers) {
+        known += std::string(known.empty() ? "" : ", ") + container.extension;
+        if (extension.substr(1) != container.extension)
+            continue;
+        const bool otherWav = fromInput == SF_FORMAT_WAVEX || fromInput == SF_FORMAT_RF64;
+        return container.format == SF_FORMAT_WAV && otherWav ? Container{"", fromInput} : container;
     }
-    if (extension == ".flac")
-        return SF_FORMAT_FLAC;
-    if (extension == ".aif" || extension == ".aiff")
-        return SF_FORMAT_AIFF;
-    if (extension == ".w64")
-        return SF_FORMAT_W64;
-    if (extension == ".caf")
-        return SF_FORMAT_CAF;
-    return fromInput;
+    throw Failure(ExitCode::usage, path + ": no such kind of audio file; known are " + known);
 }
 
 std::string containerName(int format)
@@ -91,18 +79,6 @@ std::string containerName(int format)
     sf_command(nullptr, SFC_GET_FORMAT_INFO, &info, sizeof info);
     return info.name != nullptr ? info.name : "this container";
 }
-
-/// Where a name leads, for a link as for a file that doesn't exist yet.
-fs::path resolved(const std::string& path)
-{
-    std::error_code error;
-    const fs::path target = fs::weakly_canonical(path, error);
-    return error ? fs::path(path) : target;
-}
-
-} // namespace
-
-namespace {
 
 /// Bytes of one sample as the file holds it.
 int sampleBytes(int format)
@@ -138,6 +114,46 @@ double stepsOf(int format)
     }
 }
 
+int descriptorOf(void* output)
+{
+    return static_cast<OutputFile*>(output)->descriptor();
+}
+
+/// libsndfile's way to an OutputFile, so that no failed write escapes: some of its codecs forget them.
+SF_VIRTUAL_IO outputCalls()
+{
+    return {
+        .get_filelen = [](void* output) -> sf_count_t {
+            struct stat status {};
+            return ::fstat(descriptorOf(output), &status) == 0 ? status.st_size : -1;
+        },
+        .seek = [](sf_count_t offset, int whence, void* output) -> sf_count_t {
+            return ::lseek(descriptorOf(output), offset, whence);
+        },
+        .read = [](void* bytes, sf_count_t count, void* output) -> sf_count_t {
+            return ::read(descriptorOf(output), bytes, static_cast<std::size_t>(count));
+        },
+        .write = [](const void* bytes, sf_count_t count, void* output) -> sf_count_t {
+            auto* const file = static_cast<OutputFile*>(output);
+            return static_cast<sf_count_t>(file->write(bytes, static_cast<std::size_t>(count)));
+        },
+        .tell = [](void* output) -> sf_count_t { return ::lseek(descriptorOf(output), 0, SEEK_CUR); },
+    };
+}
+
+/// Whether the codec takes this format, number of channels and rate: libsndfile's own check leaves out rates.
+bool canEncode(SF_INFO info)
+{
+    SF_VIRTUAL_IO nowhere{
+        .get_filelen = [](void*) -> sf_count_t { return 0; },
+        .seek = [](sf_count_t offset, int, void*) -> sf_count_t { return offset; },
+        .read = [](void*, sf_count_t, void*) -> sf_count_t { return 0; },
+        .write = [](const void*, sf_count_t count, void*) -> sf_count_t { return count; },
+        .tell = [](void*) -> sf_count_t { return 0; },
+    };
+    return SoundFile(sf_open_virtual(&nowhere, SFM_WRITE, &info, nullptr)) != nullptr;
+}
+
 } // namespace
 
 AudioReader::AudioReader(std::string filePath) : name(std::move(filePath))
@@ -147,6 +163,8 @@ AudioReader::AudioReader(std::string filePath) : name(std::move(filePath))
         throw Failure(ExitCode::input, name + ": is a folder");
     if (!fs::exists(name, error))
         throw Failure(ExitCode::input, name + ": no such file");
+    if (!fs::is_regular_file(name, error)) // a pipe would wait, and can't be read from its beginning again
+        throw Failure(ExitCode::input, name + ": not a plain file");
     file.reset(sf_open(name.c_str(), SFM_READ, &info));
     if (!file)
         throw Failure(ExitCode::input, name + ": not an audio file that can be read (" + reasonOf(nullptr) + ")");
@@ -156,9 +174,8 @@ AudioReader::AudioReader(std::string filePath) : name(std::move(filePath))
     if (info.samplerate < 1 || info.samplerate > kMostRateHz)
         throw Failure(ExitCode::input,
                       name + ": a rate of " + std::to_string(info.samplerate) + " Hz; 1 Hz to 1 MHz are supported");
-    if (const std::uint64_t missing = missingBytes(name); missing > 0)
-        throw Failure(ExitCode::input,
-                      name + ": cut short: its last " + std::to_string(missing) + " bytes are missing");
+    if (const std::string missing = missingPart(name); !missing.empty())
+        throw Failure(ExitCode::input, name + ": cut short: " + missing);
 }
 
 std::optional<std::int64_t> AudioReader::frames() const
@@ -185,45 +202,26 @@ std::int64_t AudioReader::read(double* interleaved, std::int64_t frames)
 
 AudioWriter::AudioWriter(const std::string& filePath, int format, int channels, int rate,
                          std::optional<std::int64_t> frames)
-    : name(filePath), target(resolved(filePath).string())
+    : output(filePath), steps(stepsOf(format)), channelCount(static_cast<std::size_t>(channels))
 {
-    requireWritable(name);
-    const std::string path = target + ".part" + std::to_string(getpid());
-    const int descriptor = ::open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0666);
-    if (descriptor < 0)
-        fail(std::generic_category().message(errno));
-    temporary = path;
-
     SF_INFO info{};
     info.format = format;
     info.channels = channels;
     info.samplerate = rate;
-    // Plain WAV ends at 4 GiB; the larger form of it is read everywhere that such files are.
-    const std::int64_t mostFrames = 0xF0000000LL / (std::int64_t{channels} * sampleBytes(format));
     const int container = format & SF_FORMAT_TYPEMASK;
-    if ((container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX) && frames.value_or(0) > mostFrames)
-        info.format = SF_FORMAT_RF64 | (format & SF_FORMAT_SUBMASK);
-    file.reset(sf_open_fd(descriptor, SFM_WRITE, &info, SF_TRUE));
+    const std::int64_t mostFrames = 0xF0000000LL / (std::int64_t{channels} * sampleBytes(format));
+    if (frames.value_or(0) > mostFrames) {
+        if (container == SF_FORMAT_AIFF)
+            throw Failure(ExitCode::usage, filePath + ": AIFF ends at 4 GiB; choose wav, w64 or caf");
+        // Plain WAV ends there too; the larger form of it is read everywhere that such files are.
+        if (container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX)
+            info.format = SF_FORMAT_RF64 | (format & SF_FORMAT_SUBMASK);
+    }
+    SF_VIRTUAL_IO calls = outputCalls();
+    file.reset(sf_open_virtual(&calls, SFM_WRITE, &info, &output));
     if (!file)
-        fail(reasonOf(nullptr));
+        output.fail(reasonOf(nullptr));
     sf_command(file.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    steps = stepsOf(format);
-    channelCount = static_cast<std::size_t>(channels);
-}
-
-AudioWriter::~AudioWriter()
-{
-    file.reset();
-    if (!temporary.empty())
-        ::unlink(temporary.c_str());
-}
-
-void AudioWriter::fail(const std::string& reason) const
-{
-    // A failed constructor runs no destructor.
-    if (!temporary.empty())
-        ::unlink(temporary.c_str());
-    throw Failure(ExitCode::output, name + ": can't be written (" + reason + ")");
 }
 
 void AudioWriter::write(const double* interleaved, std::int64_t frames)
@@ -234,29 +232,23 @@ void AudioWriter::write(const double* interleaved, std::int64_t frames)
             sample = std::nearbyint(sample * steps) / steps;
         interleaved = rounded.data();
     }
-    if (sf_writef_double(file.get(), interleaved, frames) != frames)
-        fail(reasonOf(file.get()));
+    if (sf_writef_double(file.get(), interleaved, frames) != frames || output.failed())
+        output.fail(reasonOf(file.get()));
 }
 
 void AudioWriter::commit()
 {
-    sf_write_sync(file.get());
     if (sf_close(file.release()) != 0)
-        fail("the file could not be completed");
-    std::error_code error;
-    const auto permissions = fs::status(target, error).permissions();
-    if (!error && fs::exists(target))
-        fs::permissions(temporary, permissions, error); // a file that is replaced keeps its rights
-    fs::rename(temporary, target, error);
-    if (error)
-        fail(error.message());
-    temporary.clear();
+        output.fail("the file could not be completed");
+    output.commit();
 }
 
-int outputFormat(const std::string& path, const std::string& wanted, int inputFormat)
+int outputFormat(const std::string& path, const std::string& wanted, const SF_INFO& input)
 {
-    const int container = containerOf(path, inputFormat);
-    int samples = inputFormat & SF_FORMAT_SUBMASK;
+    if (path == "-")
+        throw Failure(ExitCode::usage, "-: audio can't go to standard output; name a file");
+    const Container container = containerOf(path, input.format);
+    int samples = input.format & SF_FORMAT_SUBMASK;
     if (wanted == "float")
         samples = SF_FORMAT_FLOAT;
     else if (wanted == "double")
@@ -265,15 +257,21 @@ int outputFormat(const std::string& path, const std::string& wanted, int inputFo
         samples = SF_FORMAT_PCM_16;
     else if (wanted == "pcm24")
         samples = SF_FORMAT_PCM_24;
+    else if (container.codec != 0)
+        samples = container.codec;
 
     SF_INFO info{};
-    info.channels = 1;
-    info.samplerate = 48000;
-    info.format = container | samples;
+    info.channels = input.channels;
+    info.samplerate = input.samplerate;
+    info.format = container.format | samples;
+    const std::string name = containerName(container.format);
     if (sf_format_check(&info) == SF_FALSE)
-        throw Failure(ExitCode::usage, path + ": " + containerName(container) + " can't hold " +
+        throw Failure(ExitCode::usage, path + ": " + name + " can't hold " +
                                            (wanted == "KEEP" ? "the input's sample format" : wanted) +
-                                           "; choose another with --format");
+                                           (container.codec != 0 ? "" : "; choose another with --format"));
+    if (!canEncode(info))
+        throw Failure(ExitCode::usage,
+                      path + ": " + name + " can't hold a rate of " + std::to_string(info.samplerate) + " Hz");
     return info.format;
 }
 
@@ -281,22 +279,6 @@ bool clips(int format)
 {
     const int samples = format & SF_FORMAT_SUBMASK;
     return samples != SF_FORMAT_FLOAT && samples != SF_FORMAT_DOUBLE;
-}
-
-void requireWritable(const std::string& path)
-{
-    const auto refuse = [&](const std::string& reason) {
-        throw Failure(ExitCode::output, path + ": can't be written (" + reason + ")");
-    };
-    const fs::path target = resolved(path);
-    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-    std::error_code error;
-    if (fs::exists(target, error) && !fs::is_regular_file(target, error))
-        refuse("not a plain file");
-    if (!fs::is_directory(folder, error))
-        refuse("no folder " + folder.string());
-    if (::access(folder.c_str(), W_OK) != 0)
-        refuse("folder " + folder.string() + ": " + std::generic_category().message(errno));
 }
 
 } // namespace sorvane::tools

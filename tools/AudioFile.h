@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Failure.h"
+#include "OutputFile.h"
 
 #include <sndfile.h>
 
@@ -30,7 +30,8 @@ public:
     [[nodiscard]] const std::string& path() const { return name; }
     [[nodiscard]] int channels() const { return info.channels; }
     [[nodiscard]] int rate() const { return info.samplerate; }
-    [[nodiscard]] int format() const { return info.format; }
+    /// Format, channels and rate as libsndfile says them.
+    [[nodiscard]] const SF_INFO& description() const { return info; }
     /// \return frames that the header says; none for a stream of open length
     [[nodiscard]] std::optional<std::int64_t> frames() const;
 
@@ -41,16 +42,12 @@ private:
     std::int64_t position = 0;
 };
 
-/// An audio file that appears under its name only when it is complete: it is written beside it and renamed by commit.
-/// Whatever ends the writing earlier leaves no file, and an older one of that name as it was.
+/// An audio file that appears only when it is complete; see OutputFile.
 class AudioWriter {
 public:
     /// \param format  of libsndfile, container and sample format
-    /// Throws Failure (output).
+    /// Throws Failure (output); (usage) for more frames than the container holds.
     AudioWriter(const std::string& filePath, int format, int channels, int rate, std::optional<std::int64_t> frames);
-    ~AudioWriter();
-    AudioWriter(const AudioWriter&) = delete;
-    AudioWriter& operator=(const AudioWriter&) = delete;
 
     /// Samples are rounded and clipped where the format holds integers. Throws Failure (output).
     void write(const double* interleaved, std::int64_t frames);
@@ -58,27 +55,21 @@ public:
     void commit();
 
 private:
-    [[noreturn]] void fail(const std::string& reason) const;
-
-    std::string name;      // as the user wrote it
-    std::string target;    // where it ends, links followed
-    std::string temporary; // beside the target; empty when there is none to remove
-    double steps = 0.0;    // of full scale in an integer format, 0 in any other
+    OutputFile output;
+    double steps = 0.0; // of full scale in an integer format, 0 in any other
     std::size_t channelCount = 1;
     std::vector<double> rounded;
-    SoundFile file;
+    SoundFile file; // writes to the output until it is closed
 };
 
 /// The format that an output gets.
-/// \param path    its extension chooses the container; one that isn't known keeps that of the input
+/// \param path    its extension chooses the container; without one it is that of the input
 /// \param wanted  KEEP, float, double, pcm16 or pcm24
-/// Throws Failure (usage) when the container can't hold such samples.
-[[nodiscard]] int outputFormat(const std::string& path, const std::string& wanted, int inputFormat);
+/// \param input   what the input holds
+/// Throws Failure (usage) when there is no such container or it can't hold such samples, channels or rate.
+[[nodiscard]] int outputFormat(const std::string& path, const std::string& wanted, const SF_INFO& input);
 
 /// Whether samples above full scale are cut in this format.
 [[nodiscard]] bool clips(int format);
-
-/// What goes to \p path must be possible; asked before hours of work. Throws Failure (output).
-void requireWritable(const std::string& path);
 
 } // namespace sorvane::tools

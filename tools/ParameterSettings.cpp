@@ -1,15 +1,18 @@
 #include "ParameterSettings.h"
 
+#include "Files.h"
 #include "TagTable.h"
-#include "UserFile.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <locale>
 #include <numeric>
 #include <optional>
+#include <set>
+#include <sstream>
 
 namespace sorvane::tools {
 
@@ -72,7 +75,7 @@ std::string complaint(const ParameterSetting& setting, double value)
 }
 
 /// What the user wrote, for a message: short, and without characters that would move the terminal's cursor.
-std::string quoted(std::string_view text)
+std::string inQuotes(std::string_view text)
 {
     std::string shown(text.substr(0, 64));
     std::replace_if(
@@ -82,10 +85,10 @@ std::string quoted(std::string_view text)
 
 std::string unknownTag(std::string_view name)
 {
-    return quoted(name) + ": no such parameter; did you mean " + nearestTag(name) + "?";
+    return inQuotes(name) + ": no such parameter; did you mean " + nearestTag(name) + "?";
 }
 
-ParameterSetting settingFromJson(const std::string& name, const nlohmann::json& entry)
+ParameterSetting settingFromJson(const std::string& name, const nlohmann::ordered_json& entry)
 {
     const auto tag = core::TagTable::instance().parameter(name);
     if (!tag)
@@ -101,6 +104,22 @@ ParameterSetting settingFromJson(const std::string& name, const nlohmann::json& 
     return setting;
 }
 
+/// Parses JSON in the order in which it stands. Throws for a name that stands twice in one object.
+nlohmann::ordered_json parseOrdered(std::string_view json)
+{
+    using Json = nlohmann::ordered_json;
+    std::vector<std::set<std::string>> names; // of the objects around
+    return Json::parse(json, [&](int, Json::parse_event_t event, Json& parsed) {
+        if (event == Json::parse_event_t::object_start)
+            names.emplace_back();
+        else if (event == Json::parse_event_t::object_end)
+            names.pop_back();
+        else if (event == Json::parse_event_t::key && !names.back().insert(parsed.get<std::string>()).second)
+            throw Failure(ExitCode::input, inQuotes(parsed.get<std::string>()) + " stands twice");
+        return true;
+    });
+}
+
 } // namespace
 
 std::string shortest(float value)
@@ -114,22 +133,28 @@ ParameterSetting parseSetting(std::string_view text, bool normalised)
 {
     const std::size_t equals = text.find('=');
     if (equals == std::string_view::npos)
-        throw Failure(ExitCode::usage, quoted(text) + ": expected TAG=VALUE, as in kThreshold=-30");
+        throw Failure(ExitCode::usage, inQuotes(text) + ": expected TAG=VALUE, as in kThreshold=-30");
     const std::string_view name = text.substr(0, equals);
     std::string_view number = text.substr(equals + 1);
     const auto tag = core::TagTable::instance().parameter(name);
     if (!tag)
         throw Failure(ExitCode::usage, unknownTag(name));
 
-    if (number.starts_with('+'))
+    if (number.starts_with('+') && !number.starts_with("+-"))
         number.remove_prefix(1);
     double value = 0.0;
     const auto end = std::from_chars(number.data(), number.data() + number.size(), value);
     const bool whole = end.ptr == number.data() + number.size() && !number.empty();
     if (!whole || end.ec == std::errc::invalid_argument)
-        throw Failure(ExitCode::usage, std::string(name) + ": " + quoted(number) + " is not a number");
+        throw Failure(ExitCode::usage, std::string(name) + ": " + inQuotes(number) + " is not a number");
 
-    const ParameterSetting setting{*tag, end.ec == std::errc{} ? static_cast<float>(value) : INFINITY, normalised};
+    if (end.ec == std::errc::result_out_of_range) { // too large, or so small that it is 0
+        std::istringstream in{std::string(number)};
+        in.imbue(std::locale::classic());
+        if (!(in >> value))
+            value = INFINITY;
+    }
+    const ParameterSetting setting{*tag, static_cast<float>(value), normalised};
     if (const std::string wrong = complaint(setting, setting.value); !wrong.empty())
         throw Failure(ExitCode::usage, std::string(name) + ": " + wrong);
     return setting;
@@ -138,7 +163,7 @@ ParameterSetting parseSetting(std::string_view text, bool normalised)
 std::vector<ParameterSetting> parseSettings(std::string_view json, const std::string& source)
 {
     try {
-        const auto root = nlohmann::json::parse(json);
+        const auto root = parseOrdered(json);
         if (!root.is_object())
             throw Failure(ExitCode::input, "expected a JSON object of parameters");
         std::vector<ParameterSetting> settings;
@@ -156,16 +181,12 @@ std::vector<ParameterSetting> parseSettings(std::string_view json, const std::st
 
 std::vector<ParameterSetting> readSettings(const std::string& path)
 {
-    const host::UserFile file = host::openUserFile(path, "rb");
-    if (!file)
-        throw Failure(ExitCode::input, path + ": can't be opened");
-    std::string text(kMostSettingsBytes + 1, 0);
-    text.resize(std::fread(text.data(), 1, text.size(), file.get()));
-    if (std::ferror(file.get()) != 0)
-        throw Failure(ExitCode::input, path + ": can't be read");
-    if (text.size() > kMostSettingsBytes)
+    const auto text = platform::readFile(path, kMostSettingsBytes);
+    if (!text && errno == EFBIG)
         throw Failure(ExitCode::input, path + ": larger than 1 MiB; this is no file of parameters");
-    return parseSettings(text, path);
+    if (!text)
+        throw Failure(ExitCode::input, path + ": can't be read (" + std::generic_category().message(errno) + ')');
+    return parseSettings(*text, path);
 }
 
 void apply(const std::vector<ParameterSetting>& settings, core::Plug& plug)

@@ -2,9 +2,9 @@
 
 #include "AudioFile.h"
 #include "OfflineHost.h"
+#include "OutputFile.h"
 #include "ParameterText.h"
 #include "StateFile.h"
-#include "UserFile.h"
 
 #include <nlohmann/json.hpp>
 
@@ -124,6 +124,10 @@ void measure(std::vector<Level>& levels, const double* interleaved, std::int64_t
     const std::size_t channels = levels.size();
     for (std::size_t i = 0; i < static_cast<std::size_t>(frames) * channels; ++i) {
         Level& level = levels[i % channels];
+        if (!std::isfinite(interleaved[i])) {
+            ++level.notFinite;
+            continue;
+        }
         level.peak = std::max(level.peak, std::abs(interleaved[i]));
         level.sumOfSquares += interleaved[i] * interleaved[i];
     }
@@ -142,7 +146,11 @@ public:
     explicit Renderer(const RenderOptions& renderOptions)
         : options(renderOptions), input(options.input),
           side(options.sideChain.empty() ? nullptr : std::make_unique<AudioReader>(options.sideChain)),
-          plug(std::make_unique<core::Plug>(offlineHost, core::Plug::Start::factoryValues))
+          plug(std::make_unique<core::Plug>(offlineHost, core::Plug::Start::factoryValues)),
+          interleaved(static_cast<std::size_t>(options.blockFrames) * 2), sideInterleaved(interleaved.size()),
+          measuresSibilance(!options.raw && SibilanceMeter::measures(input.rate())),
+          before(std::max(input.rate(), 22050), input.channels()),
+          after(std::max(input.rate(), 22050), input.channels())
     {
         if (side && side->rate() != input.rate())
             throw Failure(ExitCode::input, side->path() + ": its rate of " + std::to_string(side->rate()) +
@@ -159,9 +167,9 @@ public:
         report.rateHz = input.rate();
         report.channels = input.channels();
         report.latencySamples = plug->getInitialDelay();
+        toSkip = toFlush = options.raw ? 0 : report.latencySamples;
         report.midSide = input.channels() == 2 && plug->getParameterValue(core::kStereoMode) != 0.0F;
         const auto channels = static_cast<std::size_t>(input.channels());
-        report.lowestGain.assign(channels, 1.0);
         report.before.resize(channels);
         report.after.resize(channels);
     }
@@ -169,61 +177,24 @@ public:
     template <typename Sample>
     bool run(const std::atomic<bool>& stop)
     {
-        const int format = outputFormat(options.output, options.format, input.format());
+        const int format = outputFormat(options.output, options.format, input.description());
         AudioWriter output(options.output, format, input.channels(), input.rate(), input.frames());
         BlockBuffers<Sample> block(options.blockFrames, input.channels());
         ProgressBar progress(input.frames());
-        const auto blockSamples = static_cast<std::size_t>(options.blockFrames) * 2;
-        std::vector<double> interleaved(blockSamples);
-        std::vector<double> sideInterleaved(blockSamples);
-
         if (!options.raw)
             settle(block);
-        const bool measured = !options.raw && SibilanceMeter::measures(input.rate());
-        SibilanceMeter before(std::max(input.rate(), 22050), input.channels());
-        SibilanceMeter after(std::max(input.rate(), 22050), input.channels());
-        std::int64_t toSkip = options.raw ? 0 : report.latencySamples;
-        std::int64_t toFlush = toSkip; // silence behind the input that brings out what is still delayed
         const auto start = Clock::now();
-        for (bool ended = false; !ended || toFlush > 0;) {
+        while (const std::int64_t frames = nextBlock(block)) {
             if (stop)
                 return false;
-            std::int64_t frames = 0;
-            if (ended) {
-                std::fill(interleaved.begin(), interleaved.end(), 0.0);
-            } else {
-                frames = readPadded(input, interleaved, options.blockFrames);
-                ended = frames < options.blockFrames;
-                measure(report.before, interleaved.data(), frames);
-                if (measured)
-                    before.add(std::span(interleaved).first(static_cast<std::size_t>(frames * input.channels())));
-            }
-            const std::int64_t flushed = std::min(options.blockFrames - frames, toFlush);
-            toFlush -= flushed;
-            frames += flushed;
-
-            block.fill(0, interleaved, static_cast<std::size_t>(input.channels()), static_cast<std::size_t>(frames));
-            if (side) {
-                (void)readPadded(*side, sideInterleaved, options.blockFrames);
-                block.fill(2, sideInterleaved, static_cast<std::size_t>(side->channels()),
-                           static_cast<std::size_t>(frames));
-            }
             block.process(*plug, static_cast<std::int32_t>(frames), side != nullptr);
-            noteGains();
-
-            const std::int64_t skipped = std::min(toSkip, frames);
-            toSkip -= skipped;
-            interleave(block, interleaved, skipped, frames);
-            measure(report.after, interleaved.data(), frames - skipped);
-            if (measured)
-                after.add(
-                    std::span(interleaved).first(static_cast<std::size_t>((frames - skipped) * input.channels())));
-            output.write(interleaved.data(), frames - skipped);
-            report.frames += frames - skipped;
+            write(block, frames, output);
             progress.update(report.frames);
         }
         report.workSeconds = secondsSince(start);
-        if (Sibilance found; measured && SibilanceMeter::compare(before, after, found))
+        for (std::int32_t c = 0; c < input.channels(); ++c)
+            report.lowestGain.push_back(plug->lowestGain(c));
+        if (Sibilance found; measuresSibilance && SibilanceMeter::compare(before, after, found))
             report.sibilance = found;
         report.clipped = clips(format) && std::any_of(report.after.begin(), report.after.end(),
                                                       [](const Level& level) { return level.peak > 1.0; });
@@ -243,16 +214,52 @@ private:
             block.process(*plug, static_cast<std::int32_t>(std::min<std::int64_t>(left, options.blockFrames)), false);
     }
 
-    void noteGains()
+    /// Reads what the input still has, and behind it the silence that brings out what is delayed.
+    /// \return frames, 0 at the end
+    template <typename Sample>
+    std::int64_t nextBlock(BlockBuffers<Sample>& block)
     {
-        for (std::size_t c = 0; c < report.lowestGain.size(); ++c)
-            report.lowestGain[c] =
-                std::min<double>(report.lowestGain[c], plug->getReductionMeter(static_cast<std::int32_t>(c)));
+        std::int64_t frames = 0;
+        if (inputEnded) {
+            std::fill(interleaved.begin(), interleaved.end(), 0.0);
+        } else {
+            frames = readPadded(input, interleaved, options.blockFrames);
+            inputEnded = frames < options.blockFrames;
+            note(report.before, before, frames);
+        }
+        const std::int64_t flushed = std::min(options.blockFrames - frames, toFlush);
+        toFlush -= flushed;
+        frames += flushed;
+        block.fill(0, interleaved, static_cast<std::size_t>(input.channels()), static_cast<std::size_t>(frames));
+        if (side) {
+            (void)readPadded(*side, sideInterleaved, options.blockFrames);
+            block.fill(2, sideInterleaved, static_cast<std::size_t>(side->channels()),
+                       static_cast<std::size_t>(frames));
+        }
+        return frames;
+    }
+
+    /// Writes the processed block but for what lies before the input's first frame.
+    template <typename Sample>
+    void write(BlockBuffers<Sample>& block, std::int64_t frames, AudioWriter& output)
+    {
+        const std::int64_t skipped = std::min(toSkip, frames);
+        toSkip -= skipped;
+        interleave(block, skipped, frames);
+        note(report.after, after, frames - skipped);
+        output.write(interleaved.data(), frames - skipped);
+        report.frames += frames - skipped;
+    }
+
+    void note(std::vector<Level>& levels, SibilanceMeter& meter, std::int64_t frames)
+    {
+        measure(levels, interleaved.data(), frames);
+        if (measuresSibilance)
+            meter.add(std::span(interleaved).first(static_cast<std::size_t>(frames * input.channels())));
     }
 
     template <typename Sample>
-    void interleave(BlockBuffers<Sample>& block, std::vector<double>& interleaved, std::int64_t first,
-                    std::int64_t end) const
+    void interleave(BlockBuffers<Sample>& block, std::int64_t first, std::int64_t end)
     {
         std::size_t at = 0;
         for (auto i = static_cast<std::size_t>(first); i < static_cast<std::size_t>(end); ++i)
@@ -264,6 +271,14 @@ private:
     AudioReader input;
     std::unique_ptr<AudioReader> side;
     std::unique_ptr<core::Plug> plug;
+    std::vector<double> interleaved; // a block of the input, then of the output
+    std::vector<double> sideInterleaved;
+    bool measuresSibilance;
+    SibilanceMeter before;
+    SibilanceMeter after;
+    bool inputEnded = false;
+    std::int64_t toSkip = 0;
+    std::int64_t toFlush = 0;
 };
 
 std::string channelName(const RenderReport& report, std::size_t channel, bool processing)
@@ -277,7 +292,8 @@ std::string channelName(const RenderReport& report, std::size_t channel, bool pr
 
 double rms(const Level& level, std::int64_t frames)
 {
-    return frames > 0 ? std::sqrt(level.sumOfSquares / static_cast<double>(frames)) : 0.0;
+    const std::int64_t counted = frames - level.notFinite;
+    return counted > 0 ? std::sqrt(level.sumOfSquares / static_cast<double>(counted)) : 0.0;
 }
 
 std::string fixed(double x, int decimals)
@@ -288,7 +304,10 @@ std::string fixed(double x, int decimals)
 std::string levelText(const Level& level, std::int64_t frames)
 {
     const auto shown = [](double gain) { return gain > 0.0 ? fixed(decibels(gain), 1) : std::string("-inf"); };
-    return "peak " + shown(level.peak) + " dBFS, RMS " + shown(rms(level, frames)) + " dBFS";
+    std::string text = "peak " + shown(level.peak) + " dBFS, RMS " + shown(rms(level, frames)) + " dBFS";
+    if (level.notFinite > 0)
+        text += " without " + std::to_string(level.notFinite) + " samples that are no finite number";
+    return text;
 }
 
 /// Null for silence: JSON has no infinity.
@@ -361,6 +380,7 @@ void writeReport(const RenderReport& report, const RenderOptions& options)
         json["gainReductionDb"].push_back(reductionDb(report.lowestGain[c]));
         json["inputPeakDb"].push_back(jsonDecibels(report.before[c].peak));
         json["inputRmsDb"].push_back(jsonDecibels(rms(report.before[c], report.frames)));
+        json["inputNotFinite"].push_back(report.before[c].notFinite);
         json["outputPeakDb"].push_back(jsonDecibels(report.after[c].peak));
         json["outputRmsDb"].push_back(jsonDecibels(rms(report.after[c], report.frames)));
     }
@@ -373,10 +393,7 @@ void writeReport(const RenderReport& report, const RenderOptions& options)
     json["clipped"] = report.clipped;
     json["secondsPerSecond"] = static_cast<double>(report.frames) / report.rateHz / std::max(report.workSeconds, 1e-9);
 
-    const host::UserFile file = host::openUserFile(options.report, "wb");
-    const std::string text = json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
-    if (!file || std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() || std::fflush(file.get()) != 0)
-        throw Failure(ExitCode::output, options.report + ": can't be written");
+    writeFile(options.report, json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
 }
 
 } // namespace sorvane::tools

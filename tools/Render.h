@@ -16,7 +16,7 @@ struct RenderOptions {
     std::string output;
     std::string sideChain; ///< file for the external side-chain; empty for none
     std::string state;     ///< preset or bank file, loaded before the settings; empty for the factory values
-    std::string report;    ///< JSON file; empty for none
+    std::string report;    ///< JSON file, - for standard output; empty for none
     std::string format = "KEEP";
     std::vector<ParameterSetting> settings; ///< applied in order
     std::int32_t blockFrames = 512;
@@ -24,10 +24,11 @@ struct RenderOptions {
     bool raw = false;             ///< keeps the latency in the output
 };
 
-/// Levels of one channel.
+/// Levels of one channel, of its finite samples.
 struct Level {
     double peak = 0.0; ///< linear
     double sumOfSquares = 0.0;
+    std::int64_t notFinite = 0; ///< samples that are NaN or infinite
 };
 
 /// What a render did.
@@ -51,6 +52,7 @@ struct RenderReport {
 
 /// A few lines for people.
 [[nodiscard]] std::string summary(const RenderReport& report, const RenderOptions& options);
+/// Throws Failure (output).
 void writeReport(const RenderReport& report, const RenderOptions& options);
 
 } // namespace sorvane::tools

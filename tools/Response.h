@@ -12,7 +12,7 @@ struct ResponseOptions {
     float rateHz = 48000.0F;
     int points = 512;
     int channel = 1; ///< 1 or 2: whose filters
-    std::string csv; ///< file; empty for none
+    std::string csv; ///< file, - for standard output; empty for none
     std::string png;
 };
 
@@ -29,7 +29,7 @@ struct Response {
 [[nodiscard]] Response measureResponse(const ResponseOptions& options);
 
 [[nodiscard]] std::string responseCsv(const Response& response);
-/// A picture of the three curves. Throws Failure (output).
-void drawResponse(const Response& response, const std::string& path);
+/// A picture of the three curves, as the bytes of a PNG file.
+[[nodiscard]] std::string responsePng(const Response& response);
 
 } // namespace sorvane::tools

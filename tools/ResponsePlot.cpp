@@ -3,7 +3,6 @@
 #include "Response.h"
 
 #include "ParameterText.h"
-#include "UserFile.h"
 
 #include <png.h>
 
@@ -11,7 +10,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <string_view>
 #include <vector>
 
@@ -171,7 +169,7 @@ std::vector<double> columns(const Response& response, const std::vector<double>&
 
 } // namespace
 
-void drawResponse(const Response& response, const std::string& path)
+std::string responsePng(const Response& response)
 {
     Canvas canvas;
     drawGrid(canvas, response);
@@ -189,14 +187,13 @@ void drawResponse(const Response& response, const std::string& path)
     image.width = kWidth;
     image.height = kHeight;
     image.format = PNG_FORMAT_RGB;
-    const host::UserFile file = host::openUserFile(path, "wb");
-    const std::vector<std::uint8_t> bytes = canvas.bytes();
-    if (!file || png_image_write_to_stdio(&image, file.get(), 0, bytes.data(), 0, nullptr) == 0 ||
-        std::fflush(file.get()) != 0) {
-        if (file)
-            std::remove(path.c_str());
-        throw Failure(ExitCode::output, path + ": can't be written");
-    }
+    const std::vector<std::uint8_t> pixels = canvas.bytes();
+    std::string png(PNG_IMAGE_PNG_SIZE_MAX(image), 0);
+    png_alloc_size_t size = png.size();
+    if (png_image_write_to_memory(&image, png.data(), &size, 0, pixels.data(), 0, nullptr) == 0)
+        throw Failure(ExitCode::output, std::string("the picture can't be made: ") + image.message);
+    png.resize(size);
+    return png;
 }
 
 } // namespace sorvane::tools

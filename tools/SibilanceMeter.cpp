@@ -52,7 +52,7 @@ void SibilanceMeter::add(std::span<const double> interleaved)
     low.resize(samples);
     for (std::size_t c = 0; c < channels; ++c) {
         for (std::size_t i = 0; i < samples; ++i)
-            band[i] = low[i] = interleaved[i * channels + c];
+            band[i] = low[i] = std::isfinite(interleaved[i * channels + c]) ? interleaved[i * channels + c] : 0.0;
         channelFilters[c]->highPass.processDouble(band);
         channelFilters[c]->lowPass.processDouble(band);
         channelFilters[c]->low.processDouble(low);

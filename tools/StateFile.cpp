@@ -3,6 +3,7 @@
 #include "Files.h"
 #include "JSONTree.h"
 #include "OfflineHost.h"
+#include "OutputFile.h"
 #include "ParameterText.h"
 #include "TagTable.h"
 
@@ -12,6 +13,7 @@
 #include <memory>
 #include <ostream>
 #include <string_view>
+#include <system_error>
 
 namespace sorvane::tools {
 
@@ -28,7 +30,7 @@ StateText readState(const std::string& path)
 {
     const auto bytes = platform::readFile(path, host::kMostChunkBytes);
     if (!bytes)
-        throw Failure(ExitCode::input, path + ": can't be read (" + std::strerror(errno) + ')');
+        throw Failure(ExitCode::input, path + ": can't be read (" + std::generic_category().message(errno) + ')');
     StateText state{bytes->size(), bytes->starts_with("ZIP "), host::inflateChunk(*bytes), nullptr};
     state.tree = host::parseJSON(state.text);
     if (!cJSON_HasObjectItem(state.tree.get(), "parameters") && !cJSON_HasObjectItem(state.tree.get(), "presets"))
@@ -155,8 +157,7 @@ void makeState(const StateOptions& options)
     std::string chunk = plug->copyChunk(false);
     if (options.plain && chunk.ends_with('\0'))
         chunk.back() = '\n'; // a file that people look into
-    if (!platform::writeFile(options.output, chunk))
-        throw Failure(ExitCode::output, options.output + ": can't be written (" + std::strerror(errno) + ')');
+    writeFile(options.output, chunk);
 }
 
 } // namespace sorvane::tools

@@ -1,13 +1,14 @@
 #include "Alerts.h"
+#include "OutputFile.h"
 #include "ParameterList.h"
 #include "ParameterSettings.h"
 #include "Render.h"
 #include "Response.h"
 #include "StateFile.h"
-#include "UserFile.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
@@ -90,7 +91,7 @@ CLI::App* addRender(CLI::App& app, RenderCall& call)
     command->add_option("--format", call.options.format, "Sample format of the output")
         ->check(CLI::IsMember({"KEEP", "float", "double", "pcm16", "pcm24"}))
         ->capture_default_str();
-    command->add_option("--report", call.options.report, "JSON file for what was measured");
+    command->add_option("--report", call.options.report, "JSON file for what was measured; - is standard output");
     return command;
 }
 
@@ -107,7 +108,7 @@ CLI::App* addResponse(CLI::App& app, ResponseCall& call)
     command->add_option("--channel", call.options.channel, "Whose filters: 1 or 2")
         ->check(CLI::Range(1, 2))
         ->capture_default_str();
-    command->add_option("--csv", call.options.csv, "File for a table; standard output when no file is named");
+    command->add_option("--csv", call.options.csv, "File for a table; - or naming no file is standard output");
     command->add_option("--png", call.options.png, "File for a picture");
     return command;
 }
@@ -147,42 +148,88 @@ std::vector<tools::ParameterSetting> settingsInOrder(const CLI::App& command, co
     return settings;
 }
 
+/// What a command writes beside its output must not take the place of a file that it uses.
+void refuseSameFile(const std::string& path, const std::string& option, const std::vector<std::string>& others)
+{
+    const auto same = std::find_if(others.begin(), others.end(), [&](const std::string& other) {
+        return !path.empty() && path != "-" && !other.empty() && tools::isSameFile(path, other);
+    });
+    if (same != others.end())
+        throw Failure(ExitCode::usage, option + ": " + path + " is the same file as " + *same);
+}
+
+/// From here on a signal only asks for the end, so that no half-written file stays.
+void catchSignals()
+{
+    struct sigaction stopping {};
+    stopping.sa_handler = requestStop; // with no SA_RESTART: what waits gives up
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGPIPE}) {
+        struct sigaction old {};
+        sigaction(signal, nullptr, &old);
+        if (old.sa_handler != SIG_IGN) // as nohup wants it
+            sigaction(signal, &stopping, nullptr);
+    }
+    std::signal(SIGXFSZ, SIG_IGN); // a full disk is an error of the write
+}
+
+/// Ends the tool by the signal that asked for it, so that a script sees it.
+int endBySignal()
+{
+    std::signal(stopSignal, SIG_DFL);
+    std::raise(stopSignal);
+    return 128 + stopSignal; // the first process of a container isn't ended by it
+}
+
 int runRender(const CLI::App& command, RenderCall& call)
 {
+    std::vector<std::string> used = call.settings.files;
+    used.insert(used.end(), {call.options.sideChain, call.options.state});
+    refuseSameFile(call.options.output, "OUT", used);
+    used.insert(used.end(), {call.options.input, call.options.output});
+    refuseSameFile(call.options.report, "--report", used);
     call.options.settings = settingsInOrder(command, call.settings);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        if (std::signal(signal, requestStop) == SIG_IGN)
-            std::signal(signal, SIG_IGN); // as nohup wants it
-    std::signal(SIGXFSZ, SIG_IGN);        // a full disk is an error of the write
-
+    catchSignals();
     const auto report = tools::render(call.options, stopRequested);
     if (!report) {
         std::cerr << "sorvane: stopped; nothing was written\n";
-        std::signal(stopSignal, SIG_DFL);
-        std::raise(stopSignal);  // so that a script sees what ended the tool
-        return 128 + stopSignal; // the first process of a container isn't ended by it
+        return endBySignal();
     }
-    std::cout << tools::summary(*report, call.options);
     if (!call.options.report.empty())
         tools::writeReport(*report, call.options);
+    (call.options.report == "-" ? std::cerr : std::cout) << tools::summary(*report, call.options);
     return static_cast<int>(ExitCode::done);
 }
 
 int runResponse(const CLI::App& command, ResponseCall& call)
 {
+    const std::string& png = call.options.png;
+    const std::string csv = call.options.csv.empty() && png.empty() ? "-" : call.options.csv;
+    refuseSameFile(csv, "--csv", call.settings.files);
+    refuseSameFile(png, "--png", call.settings.files);
+    refuseSameFile(png, "--png", {csv});
+    for (const std::string& path : {csv, png})
+        if (!path.empty())
+            tools::requireWritable(path);
     call.options.settings = settingsInOrder(command, call.settings);
     const tools::Response response = tools::measureResponse(call.options);
-    const std::string csv = tools::responseCsv(response);
-    if (!call.options.csv.empty()) {
-        const host::UserFile file = host::openUserFile(call.options.csv, "wb");
-        if (!file || std::fwrite(csv.data(), 1, csv.size(), file.get()) != csv.size() || std::fflush(file.get()) != 0)
-            throw Failure(ExitCode::output, call.options.csv + ": can't be written");
-    } else if (call.options.png.empty()) {
-        std::cout << csv;
+    catchSignals();
+    if (!csv.empty())
+        tools::writeFile(csv, tools::responseCsv(response));
+    if (!png.empty())
+        tools::writeFile(png, tools::responsePng(response));
+    return stopRequested ? endBySignal() : static_cast<int>(ExitCode::done);
+}
+
+/// The parser itself says only that a command is missing.
+void requireKnownCommand(const CLI::App& app, const std::string& word)
+{
+    std::string known;
+    for (const CLI::App* command : app.get_subcommands({})) {
+        if (command->get_name() == word)
+            return;
+        known += (known.empty() ? "" : ", ") + command->get_name();
     }
-    if (!call.options.png.empty())
-        tools::drawResponse(response, call.options.png);
-    return static_cast<int>(ExitCode::done);
+    throw Failure(ExitCode::usage, "'" + word + "': no such command; there are " + known);
 }
 
 int runState(const CLI::App& command, StateCall& call)
@@ -191,6 +238,7 @@ int runState(const CLI::App& command, StateCall& call)
         tools::showState(call.file, call.json, std::cout);
         return static_cast<int>(ExitCode::done);
     }
+    refuseSameFile(call.options.output, "OUT", call.settings.files);
     call.options.settings = settingsInOrder(*command.get_subcommand("make"), call.settings);
     tools::makeState(call.options);
     return static_cast<int>(ExitCode::done);
@@ -212,6 +260,8 @@ int run(int argc, char** argv)
     std::string stateFile;
     addStateFile(*params, stateFile);
 
+    if (argc > 1 && argv[1][0] != '-')
+        requireKnownCommand(app, argv[1]);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -237,6 +287,8 @@ int main(int argc, char** argv)
     int exitCode = static_cast<int>(ExitCode::done);
     try {
         exitCode = run(argc, argv);
+        if (!std::cout.flush() && exitCode == static_cast<int>(ExitCode::done))
+            throw Failure(ExitCode::output, "standard output can't be written");
     } catch (const Failure& failure) {
         std::fprintf(stderr, "sorvane: %s\n", failure.what());
         exitCode = static_cast<int>(failure.exitCode());

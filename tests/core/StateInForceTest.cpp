@@ -65,6 +65,7 @@ TEST(StateInForce, WhatIsLoadedIsWhatSounds)
     ASSERT_EQ(loaded->setChunk(chunk.data(), static_cast<std::int32_t>(chunk.size()), false),
               static_cast<std::int32_t>(chunk.size()));
     EXPECT_EQ(loaded->getCurrentBank(), 2);
+    EXPECT_EQ(loaded->getParameter(kABBank), 0.25F);
     set->resume();
     loaded->resume();
     EXPECT_EQ(loaded->getInitialDelay(), set->getInitialDelay());

@@ -1,6 +1,7 @@
 // Presets on disk as the editor walks, loads and saves them.
 
 #include "Alerts.h"
+#include "AudioThreadScope.h"
 #include "EditedEffect.h"
 
 #include <gtest/gtest.h>
@@ -88,10 +89,12 @@ TEST_F(Presets, AreListedInOrderFromTheUserAndThePackage)
     make("Vox/2 Soft.sor", 0.1F, "package");
     make("Vox/1 Package.sor", 0.1F, "package");
     make("Only/in package.sor", 0.1F, "package");
+    make("Shared/s.sor", 0.1F, "package");
+    std::filesystem::create_directory_symlink(folder / "package/Presets/Shared", root() + "Shared");
     const auto effect = open();
-    EXPECT_EQ(shown(*effect->ed->getPresetMenu()),
-              "-3 minus, -, a.b, \xC3\xA9, 1 A, 2 C, 3 P, 10 B, 99999999999999999999 x, Empty(), Only(in package), "
-              "Vox(1 Package, 2 Soft, 10 Hard), 9 More(x)");
+    EXPECT_EQ(shown(*effect->ed->getPresetMenu()), "-3 minus, -, a.b, \xC3\xA9, 1 A, 2 C, 3 P, 10 B, "
+                                                   "99999999999999999999 x, Empty(), Only(in package), Shared(s), "
+                                                   "Vox(1 Package, 2 Soft, 10 Hard), 9 More(x)");
     effect->ed->choosePreset(root() + "Vox/", 1);
     EXPECT_FLOAT_EQ(effect->getParameter(kThreshold), 0.5F); // the user's hides the package's
     effect->ed->choosePreset(root() + "Only/", 0);
@@ -170,6 +173,11 @@ TEST_F(Presets, LoadingIsUndoneWithItsPlace)
         }
     }
     EXPECT_FALSE(effect->ed->getButtons().redo);
+    { // a host may say any tag on the audio thread; there it means nothing
+        const platform::AudioThreadScope audioThread;
+        effect->setParameter(host::markerBankSnapshot, 0.0F);
+    }
+    EXPECT_EQ(place(*effect), states[3].first);
     // An edit after an undo ends the redo of a load for good, and what it kept.
     press(*effect, kGUIUndo);
     effect->ed->beginEdit(kRatio);

@@ -121,7 +121,7 @@ TEST(UIPrefs, DefaultBankHoldsThem)
     later.load(text);
     EXPECT_EQ(later.getParameter(kThreshold), 0.25F);
     EXPECT_EQ(later.ed->getUISetting("Analyser", "Range"), 3);
-    UIPreferences(later, later.ed->getUIPrefs(), [] {});
+    const UIPreferences fresh(later, later.ed->getUIPrefs(), [] {});
     EXPECT_EQ(later.ed->getUISetting("Graph", "Readout"), 1);
     EXPECT_NE(part(later, "uiprefs").find(R"("value":3,"values":["96dB","80dB","64dB","48dB"],"default":3)"),
               std::string::npos);
