@@ -34,30 +34,6 @@ void feed(z_stream& stream, std::string_view input)
     stream.avail_in = static_cast<uInt>(input.size());
 }
 
-/// The framed, deflated form of a text; the text itself when it can't be deflated.
-std::string deflated(std::string text, std::int32_t level)
-{
-    z_stream stream{};
-    if (deflateInit(&stream, level) != Z_OK)
-        return text;
-    feed(stream, text);
-    std::string chunk(kMarker);
-    Window window;
-    int result = Z_OK;
-    while (result == Z_OK) {
-        stream.next_out = window.data();
-        stream.avail_out = window.size();
-        result = deflate(&stream, Z_FINISH);
-        chunk.append(filled(window, stream));
-    }
-    deflateEnd(&stream);
-    if (result != Z_STREAM_END) {
-        std::fputs("bailing!\n", stderr);
-        return text;
-    }
-    return chunk;
-}
-
 } // namespace
 
 std::string inflateChunk(std::string_view chunk)
@@ -80,6 +56,30 @@ std::string inflateChunk(std::string_view chunk)
     }
     // Out of input (Z_BUF_ERROR) is a chunk that was cut short: the parser judges what there is of it.
     return result == Z_STREAM_END || result == Z_BUF_ERROR ? text : std::string(chunk);
+}
+
+std::string deflateChunk(std::string text, std::int32_t level)
+{
+    text.push_back('\0');
+    z_stream stream{};
+    if (level <= 0 || deflateInit(&stream, level) != Z_OK)
+        return text;
+    feed(stream, text);
+    std::string chunk(kMarker);
+    Window window;
+    int result = Z_OK;
+    while (result == Z_OK) {
+        stream.next_out = window.data();
+        stream.avail_out = window.size();
+        result = deflate(&stream, Z_FINISH);
+        chunk.append(filled(window, stream));
+    }
+    deflateEnd(&stream);
+    if (result != Z_STREAM_END) {
+        std::fputs("bailing!\n", stderr);
+        return text;
+    }
+    return chunk;
 }
 
 PlugBaseJSON::PlugBaseJSON(HostCallback callback) : PlugBase(callback)
@@ -143,10 +143,8 @@ PlugBaseJSON::Chunk PlugBaseJSON::makeChunk(bool isPreset)
     if (!isPreset)
         chunkDirty.testAndClear();
     const JSONTree root = buildChunkJson(isPreset);
-    std::string text = root ? printJSON(*root, true) : std::string();
-    text.push_back('\0');
-    const std::int32_t level = compressionLevel;
-    auto chunk = std::make_shared<const std::string>(level > 0 ? deflated(std::move(text), level) : std::move(text));
+    auto chunk = std::make_shared<const std::string>(
+        deflateChunk(root ? printJSON(*root, true) : std::string(), compressionLevel));
     if (isPreset)
         return chunk;
     if (!chunkCacheable)

@@ -23,6 +23,10 @@ inline constexpr std::size_t kMostChunkBytes = std::size_t{64} << 20U;
 /// there.
 [[nodiscard]] std::string inflateChunk(std::string_view chunk);
 
+/// Makes a chunk of a text: the text and a final 0, deflated unless \p level is 0 or deflating fails.
+/// \param level  of deflate, 0 to 9
+[[nodiscard]] std::string deflateChunk(std::string text, std::int32_t level);
+
 /// The effect's state as one chunk of JSON, deflated or plain, for hosts' sessions, preset and bank files and undo.
 ///
 /// A chunk is either that of a bank (program, A/B banks, the editor's own state) or that of a preset (program and editor).

@@ -153,11 +153,13 @@ void makeState(const StateOptions& options)
     const std::string name =
         options.presetName.empty() ? std::filesystem::path(options.output).stem().string() : options.presetName;
     plug->setProgramName(name.c_str());
-    plug->setCompressionLevel(options.plain ? 0 : 9);
-    std::string chunk = plug->copyChunk(false);
-    if (options.plain && chunk.ends_with('\0'))
-        chunk.back() = '\n'; // a file that people look into
-    writeFile(options.output, chunk);
+
+    // Without the state of an editor, so that whoever loads it keeps a window and displays as they are.
+    const host::JSONTree root = host::parseJSON(host::inflateChunk(plug->copyChunk(false)));
+    for (const char* const key : {"settings", "uiprefs"})
+        cJSON_DeleteItemFromObject(root.get(), key);
+    std::string text = host::printJSON(*root, true);
+    writeFile(options.output, options.plain ? text + '\n' : host::deflateChunk(std::move(text), 9));
 }
 
 } // namespace sorvane::tools

@@ -197,8 +197,10 @@ TEST(PlugBase, ParameterBankRoad)
     const float threshold = plug.getParameter(kThreshold);
     plug.setParameter(kThreshold, 0.9F); // lands in bank A
     EXPECT_EQ(plug.testEditor->told.back(), (std::pair<std::int32_t, float>{kThreshold, 0.9F}));
-    plug.setParameter(markerBankSnapshot, 1.0F); // no parameter, but the editor may know it
-    EXPECT_EQ(plug.testEditor->told.back().first, markerBankSnapshot);
+    plug.setParameter(kNumParams, 1.0F); // no parameter, but the editor may know it
+    EXPECT_EQ(plug.testEditor->told.back().first, kNumParams);
+    plug.setParameter(markerBankSnapshot, 1.0F); // the history's alone
+    EXPECT_EQ(plug.testEditor->told.back().first, kNumParams);
     host.calls.clear();
 
     plug.setParameter(kABBank, 0.26F); // bank C, snapped

@@ -361,7 +361,7 @@ TEST_F(Tool, BadCallsAndFilesAreToldAndLeaveNothing)
              {"render short.wav out.wav", 3, "short.wav: cut short: its last 9044 bytes are missing"},
              {"render pipe.wav out.wav", 3, "pipe.wav: not a plain file"},
              {"render in.wav out.wav --sidechain slow.wav", 3, "its rate of 44100 Hz is not the input's of 48000 Hz"},
-             {"render in.wav out.wav --params missing.json", 3, "Failed to read from file missing.json"},
+             {"render in.wav out.wav --params missing.json", 3, "missing.json: can't be read (No such file"},
              {"render in.wav out.wav --params bad.json", 3, "bad.json: kThreshold: expected {\"value\": NUMBER}"},
              {"render in.wav out.wav --params cut.json", 3, "cut.json: parse error at line 1"},
              {"render in.wav out.wav --params deep.json", 3, "deep.json: parse error"},
