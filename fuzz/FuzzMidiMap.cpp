@@ -63,7 +63,7 @@ void playEvents(state::MIDIMap& map, Bytes& bytes)
     const std::uint8_t damage = bytes.take();
     for (std::size_t i = 0; i < messages.size(); ++i) {
         if ((damage & 1) != 0)
-            events.midi[i].head.byteSize = static_cast<std::int8_t>(bytes.take());
+            events.midi[i].head.byteSize = bytes.take() - 100;
         if ((damage & 2) != 0)
             events.midi[i].head.type = bytes.take();
         if ((damage & 4) != 0 && bytes.take() % 2 != 0)
@@ -78,7 +78,7 @@ void operate(state::MIDIMap& map, Bytes& bytes)
 {
     switch (bytes.take() % 5) {
     case 0:
-        map.setLearnTag(static_cast<std::int8_t>(bytes.take()));
+        map.setLearnTag(bytes.take() - 100);
         break;
     case 1: {
         const std::int32_t tag = bytes.take() % core::kNumParams;
@@ -89,7 +89,7 @@ void operate(state::MIDIMap& map, Bytes& bytes)
         break;
     }
     case 2: {
-        const std::int32_t tag = static_cast<std::int8_t>(bytes.take());
+        const std::int32_t tag = bytes.take() - 100;
         map.unlearnMidi(tag);
         if (map.findMidiController(tag) != -1)
             std::abort();

@@ -112,8 +112,9 @@ std::string followLinks(std::string path)
         const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
         if (length <= 0)
             return path;
-        const std::string next(target.data(), static_cast<std::size_t>(length));
-        path = next[0] == '/' ? next : folderOf(path) + next;
+        const std::string_view next(target.data(), static_cast<std::size_t>(length));
+        path = next[0] == '/' ? "" : folderOf(path);
+        path += next;
     }
     errno = ELOOP;
     return {};

@@ -137,32 +137,32 @@ std::int32_t GlobalPrefs::prefCount() const
     return cJSON_GetArraySize(defaults.get());
 }
 
-const cJSON* GlobalPrefs::row(std::int32_t index) const
+const cJSON* GlobalPrefs::preference(std::int32_t row) const
 {
     const std::lock_guard lock(mutex);
-    return cJSON_GetArrayItem(defaults.get(), index);
+    return cJSON_GetArrayItem(defaults.get(), row);
 }
 
-const char* GlobalPrefs::prefName(std::int32_t index) const
+const char* GlobalPrefs::prefName(std::int32_t row) const
 {
-    const cJSON* const preference = row(index);
-    return preference != nullptr ? preference->string : nullptr;
+    const cJSON* const member = preference(row);
+    return member != nullptr ? member->string : nullptr;
 }
 
-std::int32_t GlobalPrefs::prefPage(std::int32_t index) const
+std::int32_t GlobalPrefs::prefPage(std::int32_t row) const
 {
-    const cJSON* const page = cJSON_GetObjectItem(row(index), "page");
+    const cJSON* const page = cJSON_GetObjectItem(preference(row), "page");
     return cJSON_IsNumber(page) ? page->valueint : 0;
 }
 
-std::int32_t GlobalPrefs::prefValueCount(std::int32_t index) const
+std::int32_t GlobalPrefs::prefValueCount(std::int32_t row) const
 {
-    return cJSON_GetArraySize(cJSON_GetObjectItem(row(index), "values"));
+    return cJSON_GetArraySize(cJSON_GetObjectItem(preference(row), "values"));
 }
 
-const char* GlobalPrefs::prefValueText(std::int32_t index, std::int32_t option) const
+const char* GlobalPrefs::prefValueText(std::int32_t row, std::int32_t option) const
 {
-    return cJSON_GetStringValue(cJSON_GetArrayItem(cJSON_GetObjectItem(row(index), "values"), option));
+    return cJSON_GetStringValue(cJSON_GetArrayItem(cJSON_GetObjectItem(preference(row), "values"), option));
 }
 
 bool GlobalPrefs::readRegistryValue(const std::string& name, std::span<char> buffer) const

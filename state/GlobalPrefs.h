@@ -58,7 +58,7 @@ private:
     void readValues();
     void freeTrees();
     void writeValues();
-    [[nodiscard]] const cJSON* row(std::int32_t index) const;
+    [[nodiscard]] const cJSON* preference(std::int32_t row) const;
 
     platform::Store& store;
     mutable std::mutex mutex; ///< guards the trees, and keeps the writes in the order of the changes

@@ -138,7 +138,7 @@ void MIDIMap::free(std::int32_t tag) noexcept
     for (std::atomic<std::int32_t>& entry : controllers())
         if (entry.load(std::memory_order_relaxed) == tag)
             entry.store(kNone, std::memory_order_relaxed);
-    saveWanted.store(true, std::memory_order_release);
+    changes.fetch_add(1, std::memory_order_release);
 }
 
 /// With the change lock held.
@@ -146,15 +146,16 @@ void MIDIMap::assign(std::int32_t tag, std::int32_t controller) noexcept
 {
     free(tag);
     table[static_cast<std::size_t>(controller & 127)].store(tag, std::memory_order_relaxed);
-    saveWanted.store(true, std::memory_order_release);
+    changes.fetch_add(1, std::memory_order_release);
 }
 
 void MIDIMap::savePending()
 {
-    if (!saveWanted.load(std::memory_order_relaxed))
+    if (savedChanges.load(std::memory_order_acquire) == changes.load(std::memory_order_relaxed))
         return;
-    const std::lock_guard lock(saveMutex);
-    if (!saveWanted.exchange(false, std::memory_order_acquire))
+    const std::lock_guard lock(saveMutex); // behind a save that is under way
+    const std::uint32_t counted = changes.load(std::memory_order_acquire);
+    if (savedChanges.load(std::memory_order_relaxed) == counted)
         return;
     std::array<int, kControllers> numbers; // NOLINT(*-member-init): filled by the copy
     std::copy(controllers().begin(), controllers().end(), numbers.begin());
@@ -162,6 +163,7 @@ void MIDIMap::savePending()
     const std::string text = array ? host::printJSON(*array, false) : std::string();
     if (!text.empty())
         store.writeRegistryValue(kStoreName, text);
+    savedChanges.store(counted, std::memory_order_release);
 }
 
 } // namespace sorvane::state

@@ -57,7 +57,8 @@ public:
     /// on to the next event. A list that can't be one, and events that are null or too short, are passed over.
     void processMidi(const host::Events* events, host::AudioEffectX& effect);
 
-    /// Saves the table if it changed since it was saved. Costs one load if it didn't.
+    /// Saves the table if it changed since it was saved; when it returns, all changes before the call are saved. Costs two
+    /// loads if there were none.
     void savePending();
 
 private:
@@ -73,9 +74,10 @@ private:
 
     GlobalPrefs& store;
     Table table;
-    platform::WaitFreeLock changeLock; ///< one change of the entries at a time
-    std::mutex saveMutex;              ///< keeps the saves in the order of the changes
-    std::atomic<bool> saveWanted{false};
+    platform::WaitFreeLock changeLock;          ///< one change of the entries at a time
+    std::mutex saveMutex;                       ///< keeps the saves in the order of the changes
+    std::atomic<std::uint32_t> changes{0};      ///< counts them; wraps
+    std::atomic<std::uint32_t> savedChanges{0}; ///< how many of them the store has
 };
 
 } // namespace sorvane::state

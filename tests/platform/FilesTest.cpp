@@ -76,8 +76,8 @@ TEST(Files, ReadsPlainFilesWholeAndNothingElse)
         errno = 0;
         EXPECT_FALSE(readFile(path, kMegabyte)) << path;
         EXPECT_EQ(errno, reason) << path;
-        if (path == folder / "none")
-            continue; // which can be written
+        if (path == folder / "none" || path == "/dev/zero")
+            continue; // can be written; a fault must not reach the machine's own, and the pipe shows the same
         errno = 0;
         EXPECT_FALSE(writeFile(path, "x")) << path;
         EXPECT_EQ(errno, reason) << path;
