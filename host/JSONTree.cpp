@@ -1,5 +1,6 @@
 #include "JSONTree.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -23,7 +24,7 @@ void printNumber(double value, NumberText& text)
     const double magnitude = std::abs(value);
     std::to_chars_result end{};
     if (!std::isfinite(value))
-        end.ptr = std::strcpy(first, "null") + 4;
+        end.ptr = std::copy_n("null", 4, first);
     else if (magnitude < kMostInteger && std::abs(std::trunc(value) - value) <= kAlmost)
         end = std::to_chars(first, last, static_cast<std::int32_t>(value));
     else if (magnitude < 1.0e60 && std::abs(std::floor(value) - value) <= kAlmost)
