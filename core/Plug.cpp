@@ -183,6 +183,14 @@ host::JSONTree Plug::buildChunkJson(bool isPreset)
     return root;
 }
 
+/// The program of a preset belongs into the bank that the preset was saved in: the editor's state, which is applied
+/// last, chooses that bank, and what it holds then is what sounds.
+void Plug::onChunkParsed(const cJSON* root, bool isPreset)
+{
+    if (isPreset)
+        plugEd->chooseBankOf(root);
+}
+
 host::JSONTree Plug::loadChunkJson(std::string_view text, bool isPreset)
 {
     host::JSONTree root = PlugBaseJSON::loadChunkJson(text, isPreset);
@@ -192,8 +200,8 @@ host::JSONTree Plug::loadChunkJson(std::string_view text, bool isPreset)
 
 bool Plug::onTimer()
 {
-    if (designPending.isSet() || updateRequested.isSet())
-        updateParameters(false);
+    if (!bankSwitching.loadInOrder() && (designPending.isSet() || updateRequested.isSet()))
+        updateParameters(false); // what is half applied has an update of its own at its end
     engine.split().collect();
     state::MIDIMap::instance().savePending();
     return setInitialDelay(engine.getLatency());

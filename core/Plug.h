@@ -90,6 +90,7 @@ public:
 protected:
     [[nodiscard]] host::JSONTree buildChunkJson(bool isPreset) override;
     host::JSONTree loadChunkJson(std::string_view text, bool isPreset) override;
+    void onChunkParsed(const cJSON* root, bool isPreset) override;
     void updateParameters(bool full) override;
     void processBlock(float** inputs, float** outputs, std::int32_t frames) override;
     void processBlock(double** inputs, double** outputs, std::int32_t frames) override;

@@ -50,6 +50,7 @@ void FlagEd::setPresetPlace(PresetFolder* menu, std::int32_t index)
     folderMenu = menu;
     presetIndex = index;
     setLastPresetFolder(menu != nullptr ? menu->getPath() : "");
+    effect.markChunkDirty();
 }
 
 const PresetFolder::Entry* FlagEd::moveToEntry()
@@ -62,6 +63,7 @@ const PresetFolder::Entry* FlagEd::moveToEntry()
     const std::int32_t wanted = presetIndex;
     const std::int32_t reached = std::max(std::min(wanted, folderMenu->getCount() - 1), 0);
     presetIndex = reached;
+    effect.markChunkDirty();
     if (reached != wanted || reached >= folderMenu->getCount())
         return nullptr;
     const PresetFolder::Entry& entry = folderMenu->getEntry(reached);
@@ -130,6 +132,7 @@ void FlagEd::savePreset(const std::string& extension, bool isPreset)
     if (!path)
         return;
     setLastPresetFolder(folderMenu != nullptr ? folderMenu->getPath() : "");
+    effect.markChunkDirty();
     setProgramNameFromFile(*path, extension);
     host::writeUserFile(*path, effect.copyChunk(isPreset));
     presetRescan = true;

@@ -184,6 +184,13 @@ void PlugEd::loadSettings(const cJSON* root)
     }
 }
 
+void PlugEd::chooseBankOf(const cJSON* root)
+{
+    const cJSON* const bank = cJSON_GetObjectItem(cJSON_GetObjectItem(root, "settings"), "currentAB");
+    if (cJSON_IsNumber(bank) && std::isfinite(bank->valuedouble))
+        effect.switchBank(bank->valueint);
+}
+
 void PlugEd::loadNumbers(const cJSON* settings)
 {
     struct Range {

@@ -23,6 +23,8 @@ public:
     /// Takes both from a chunk's root; what is missing, of another type or not finite leaves its part as it is, and a
     /// number beyond a setting's range counts as the nearest one within. Null does nothing.
     void loadSettings(const cJSON* root);
+    /// Switches to the bank that a chunk's "settings" name, if they do.
+    void chooseBankOf(const cJSON* root);
 
 private:
     void setLinkPage(std::int32_t page);

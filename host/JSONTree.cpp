@@ -1,9 +1,12 @@
 #include "JSONTree.h"
 
+#include <locale.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -56,10 +59,34 @@ bool fixNumbers(cJSON* item)
     return true;
 }
 
+/// Gives the thread the C locale for its lifetime.
+class PlainNumbers {
+public:
+    PlainNumbers() : plain(newlocale(LC_ALL_MASK, "C", nullptr)), before(uselocale(plain)) {}
+    ~PlainNumbers()
+    {
+        uselocale(before);
+        if (plain != nullptr)
+            freelocale(plain);
+    }
+    PlainNumbers(const PlainNumbers&) = delete;
+    PlainNumbers& operator=(const PlainNumbers&) = delete;
+
+private:
+    locale_t plain; ///< null leaves the thread's own
+    locale_t before;
+};
+
 } // namespace
 
 JSONTree parseJSON(std::string_view text)
 {
+    // Each value costs the parser some 100 bytes: text that is all commas would take gigabytes.
+    constexpr std::ptrdiff_t kMostValues = 250000;
+    const auto startsValue = [](char c) { return c == ',' || c == '[' || c == '{'; };
+    if (std::count_if(text.begin(), text.end(), startsValue) > kMostValues)
+        return nullptr;
+    const PlainNumbers plain; // the parser reads numbers as the locale has them
     while (!text.empty() && static_cast<unsigned char>(text.front()) <= 32)
         text.remove_prefix(1);
     return JSONTree(cJSON_ParseWithLengthOpts(text.data(), text.size(), nullptr, 0));

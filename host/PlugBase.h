@@ -139,6 +139,8 @@ protected:
     virtual void processBlock(double** inputs, double** outputs, std::int32_t frames) = 0;
 
     void setPins(std::int32_t inputs, std::int32_t outputs);
+    /// The bank parameter says which bank is in force, whatever was written into it meanwhile; the host is told if not.
+    void keepBankParameter();
 
     /// Applies a program, a bank or a chunk: the values that are set in its scope reach the engine with one update at
     /// its end, also when that comes by an exception.
@@ -184,6 +186,7 @@ private:
     template <typename Sample>
     void process(Sample** inputs, Sample** outputs, std::int32_t frames);
     void storeParameter(std::int32_t index, float normal);
+    void storeBankParameter(std::int32_t bank);
     void applyWithEdit(std::int32_t index, float normal);
     [[nodiscard]] float snapped(std::int32_t index, float normal) const;
     [[nodiscard]] float historyValue(std::int32_t tag) const;

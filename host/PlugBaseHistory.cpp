@@ -21,11 +21,7 @@ void PlugBase::switchBank(std::int32_t bank)
         return;
     const Switching switching(*this);
     currentBank = bank;
-    if (core::isParameter(bankParam)) { // also when an editor or a chunk chooses the bank, so that the host reads it
-        core::ParamRecord& record = parameter(bankParam);
-        record.value = static_cast<float>(bank);
-        record.normal = toNormalised(bankParam, record.value);
-    }
+    storeBankParameter(bank); // also when an editor or a chunk chooses it, so that the host reads it
     Program& target = banks[static_cast<std::size_t>(bank)];
     for (std::int32_t index = 0; index < core::kNumParams; ++index) {
         auto& stored = target.values[static_cast<std::size_t>(index)];
@@ -46,6 +42,26 @@ void PlugBase::switchBank(std::int32_t bank)
         for (std::int32_t index = 0; index < core::kNumParams; ++index)
             if (index != bankParam)
                 editor->setParameter(index, getParameter(index));
+}
+
+/// Also into the program, which a session saves and tells the host of when it is loaded.
+void PlugBase::storeBankParameter(std::int32_t bank)
+{
+    if (!core::isParameter(bankParam))
+        return;
+    core::ParamRecord& record = parameter(bankParam);
+    record.value = static_cast<float>(bank);
+    record.normal = toNormalised(bankParam, record.value);
+    currentProgram().values[static_cast<std::size_t>(bankParam)] = record.normal;
+}
+
+void PlugBase::keepBankParameter()
+{
+    const std::int32_t bank = currentBank;
+    const bool isTold = getParameterValue(bankParam) == static_cast<float>(bank);
+    storeBankParameter(bank);
+    if (!isTold && core::isParameter(bankParam))
+        callHost(hostAutomate, bankParam, 0, nullptr, getParameter(bankParam));
 }
 
 void PlugBase::copyCurrentToBank(std::int32_t bank)

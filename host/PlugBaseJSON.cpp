@@ -121,8 +121,11 @@ std::int32_t PlugBaseJSON::getChunk(void** data, bool isPreset)
 {
     if (data == nullptr)
         return 0;
+    const StateGate::Passage whole(stateGate);
     const std::lock_guard lock(chunkLock);
     const Chunk chunk = makeChunk(isPreset);
+    if (!chunk)
+        return 0;
     keepFor(std::this_thread::get_id(), chunk);
     *data = const_cast<char*>(chunk->data()); // NOLINT(*-const-cast): the public interface's type; hosts only read
     return static_cast<std::int32_t>(chunk->size());
@@ -130,26 +133,31 @@ std::int32_t PlugBaseJSON::getChunk(void** data, bool isPreset)
 
 std::string PlugBaseJSON::copyChunk(bool isPreset)
 {
+    const StateGate::Passage whole(stateGate);
     const std::lock_guard lock(chunkLock);
-    return *makeChunk(isPreset);
+    const Chunk chunk = makeChunk(isPreset);
+    return chunk ? *chunk : std::string();
 }
 
-/// The chunk of what is set now, or the one made last when nothing changed since. With the lock held.
+/// The chunk of what is set now, or the one made last when nothing changed since; null without memory. With the lock
+/// held.
 PlugBaseJSON::Chunk PlugBaseJSON::makeChunk(bool isPreset)
 {
     if (!isPreset && chunkBuffer && !chunkDirty.isSet())
         return chunkBuffer;
-    // Taken down before the values are read, so that what changes meanwhile puts it up again.
-    if (!isPreset)
+    // Taken down before the values are read, so that what changes meanwhile puts it up again. Until there is a new chunk
+    // the old one is worth nothing.
+    if (!isPreset) {
+        chunkBuffer = nullptr;
         chunkDirty.testAndClear();
+    }
     const JSONTree root = buildChunkJson(isPreset);
-    auto chunk = std::make_shared<const std::string>(
-        deflateChunk(root ? printJSON(*root, true) : std::string(), compressionLevel));
-    if (isPreset)
-        return chunk;
-    if (!chunkCacheable)
-        markChunkDirty();
-    chunkBuffer = chunk;
+    std::string text = root ? printJSON(*root, true) : std::string();
+    if (text.empty())
+        return nullptr;
+    auto chunk = std::make_shared<const std::string>(deflateChunk(std::move(text), compressionLevel));
+    if (!isPreset && chunkCacheable)
+        chunkBuffer = chunk;
     return chunk;
 }
 
@@ -169,9 +177,10 @@ std::int32_t PlugBaseJSON::setChunk(const void* data, std::int32_t size, bool is
     markChunkDirty();
     if (data == nullptr)
         return 0;
+    const StateGate::Passage whole(stateGate);
     const std::string_view chunk(static_cast<const char*>(data), static_cast<std::size_t>(std::max(size, 0)));
-    if (chunk.size() <= kMostChunkBytes)
-        loadChunkJson(inflateChunk(chunk), isPreset);
+    if (chunk.size() <= kMostChunkBytes && loadChunkJson(inflateChunk(chunk), isPreset))
+        keepBankParameter();
     updateParameters(true);
     markChunkDirty();
     return size;
@@ -180,6 +189,8 @@ std::int32_t PlugBaseJSON::setChunk(const void* data, std::int32_t size, bool is
 JSONTree PlugBaseJSON::buildChunkJson(bool isPreset)
 {
     JSONTree root(cJSON_CreateObject());
+    if (!root)
+        return nullptr;
     if (isPreset) {
         writeProgramParameters(root.get(), curProgram);
         cJSON_AddStringToObject(root.get(), "name", currentProgram().getName().c_str());
@@ -206,6 +217,7 @@ JSONTree PlugBaseJSON::loadChunkJson(std::string_view text, bool isPreset)
     JSONTree root = parseJSON(text);
     if (!cJSON_IsObject(root.get())) // some text that happens to begin like JSON must not clear a user's settings
         return nullptr;
+    onChunkParsed(root.get(), isPreset);
     if (isPreset)
         loadPreset(root.get());
     else

@@ -3,6 +3,7 @@
 #include "AtomicFlag.h"
 #include "JSONTree.h"
 #include "PlugBase.h"
+#include "StateGate.h"
 
 #include <array>
 #include <cstddef>
@@ -57,10 +58,13 @@ public:
     void markChunkDirty() noexcept { chunkDirty.set(); }
 
 protected:
-    /// The state as a tree. An effect with an editor adds the editor's state to it.
+    /// The state as a tree, null without memory. An effect with an editor adds the editor's state to it.
     [[nodiscard]] virtual JSONTree buildChunkJson(bool isPreset);
     /// Parses a chunk's text and applies it. \return the tree; null if it couldn't be parsed, and then nothing changed
     virtual JSONTree loadChunkJson(std::string_view text, bool isPreset);
+
+    /// A chunk was parsed, an object; nothing is applied yet.
+    virtual void onChunkParsed(const cJSON*, bool) {}
 
     /// The member "parameters" of one program or A/B bank, to and from the object that stands for it.
     void writeProgramParameters(cJSON* object, std::int32_t index) const;
@@ -90,6 +94,7 @@ private:
     void writeParameters(cJSON* object, const Program& source) const;
     void readParameters(const cJSON* object, Program& target) const;
 
+    StateGate stateGate; ///< passed before the chunk lock
     dsp::Relaxed<std::int32_t> compressionLevel{9};
     const Program defaultProgram; ///< the factory values
     AtomicFlag chunkDirty;        ///< something changed since the bank chunk was last made

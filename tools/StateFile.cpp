@@ -10,7 +10,9 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string_view>
 #include <system_error>
@@ -86,9 +88,18 @@ void showMembers(const cJSON* object, const std::string& indent, std::ostream& o
     }
 }
 
-bool holdsTheSame(const cJSON* a, const cJSON* b)
+/// What a program or bank sets, by tag; what it doesn't name is at its factory value.
+std::map<std::int32_t, double> valuesIn(const cJSON* object)
 {
-    return cJSON_Compare(cJSON_GetObjectItem(a, "parameters"), cJSON_GetObjectItem(b, "parameters"), 1) != 0;
+    std::map<std::int32_t, double> values;
+    const cJSON* member = nullptr;
+    cJSON_ArrayForEach(
+        member,
+        cJSON_GetObjectItem(object, "parameters")) if (const auto tag =
+                                                           member->string != nullptr
+                                                               ? core::TagTable::instance().parameter(member->string)
+                                                               : std::nullopt) values[*tag] = member->valuedouble;
+    return values;
 }
 
 /// The A/B banks, those with the same values as the program or the bank before in one line.
@@ -98,7 +109,7 @@ void showBanks(const cJSON* program, const cJSON* banks, const core::Plug& plug,
     const cJSON* before = program;
     for (const cJSON* bank = banks != nullptr ? banks->child : nullptr; bank != nullptr; bank = bank->next) {
         out << "bank " << ++number << ": ";
-        if (holdsTheSame(bank, before)) {
+        if (valuesIn(bank) == valuesIn(before)) {
             out << (before == program ? "as the program\n" : "as the one before\n");
         } else {
             out << '\n';
@@ -158,6 +169,8 @@ void makeState(const StateOptions& options)
     const host::JSONTree root = host::parseJSON(host::inflateChunk(plug->copyChunk(false)));
     for (const char* const key : {"settings", "uiprefs"})
         cJSON_DeleteItemFromObject(root.get(), key);
+    if (const std::int32_t bank = plug->getCurrentBank(); bank != 0)
+        cJSON_AddNumberToObject(cJSON_AddObjectToObject(root.get(), "settings"), "currentAB", bank);
     std::string text = host::printJSON(*root, true);
     writeFile(options.output, options.plain ? text + '\n' : host::deflateChunk(std::move(text), 9));
 }

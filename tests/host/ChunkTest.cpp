@@ -139,7 +139,10 @@ TEST(Chunk, RandomStatesComeBack)
                 const bool factory = random() % 3 == 0;
                 const float normal =
                     factory ? first.getParameterDefault(static_cast<std::int32_t>(tag)) : randomNormal(random);
-                bank < 8 ? first.setBankValue(bank, tag, normal) : first.setProgramValue(tag, normal);
+                if (bank < 8)
+                    first.setBankValue(bank, tag, normal);
+                else if (tag != core::kABBank) // says which bank is in force
+                    first.setProgramValue(tag, normal);
             }
         first.setCompressionLevel(std::array{0, 1, 5, 9}[static_cast<std::size_t>(state) % 4]);
         second.setCompressionLevel(first.copyChunk(false).starts_with("ZIP ") ? 9 : 0);
