@@ -109,7 +109,8 @@ Plug::~Plug()
 void Plug::loadDefaultBank()
 {
     std::vector<std::string> folders = state::packageFolders();
-    folders.insert(folders.begin(), state::installFolder());
+    if (const std::string users = state::installFolder(); !users.empty())
+        folders.insert(folders.begin(), users);
     for (const char* const name : {"/Default Bank.bnk", "/Factory Bank.bnk"})
         for (const std::string& folder : folders)
             if (const auto chunk = platform::readFile(folder + name, host::kMostChunkBytes)) {

@@ -1,5 +1,6 @@
 // The preset bar's half of FlagEd: its menus, and files to and from the user.
 
+#include "Files.h"
 #include "FlagEd.h"
 #include "InstallPath.h"
 #include "UserFile.h"
@@ -121,14 +122,18 @@ void FlagEd::updatePresetButtons()
 
 void FlagEd::savePreset(const std::string& extension, bool isPreset)
 {
+    if (fileDialog == nullptr)
+        return;
     std::array<char, 64> name{};
     effect.getProgramName(name.data());
     std::string fileName = name.data();
     std::replace(fileName.begin(), fileName.end(), '/', '-'); // "A/B" is a name, not a folder
-    const auto path = fileDialog != nullptr
-                          ? fileDialog->choose({"Choose destination filename",
-                                                presetRoots().front() + fileName + "." + extension, extension, true})
-                          : std::nullopt;
+    if (fileName.empty() || fileName.front() == '.')          // the menus don't list hidden files
+        fileName.insert(0, "Preset");
+    const std::string root = presetRoots().front();
+    platform::makeFolders(root); // a new user has none
+    const auto path =
+        fileDialog->choose({"Choose destination filename", root + fileName + "." + extension, extension, true});
     if (!path)
         return;
     setLastPresetFolder(folderMenu != nullptr ? folderMenu->getPath() : "");

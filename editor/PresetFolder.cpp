@@ -13,7 +13,7 @@ namespace sorvane::editor {
 
 namespace {
 
-constexpr std::size_t kMostDepth = 24;     // of places, of which a folder may have several
+constexpr std::size_t kMostDepth = 12;
 constexpr std::size_t kMostFolders = 4000; // links that cross each other multiply
 constexpr std::size_t kMostEntries = 100000;
 
@@ -40,9 +40,11 @@ std::unordered_map<std::string, Found> listPlaces(const std::vector<std::string>
     return names;
 }
 
+/// Folders "Vox.1" and "Vox.2" share a title: their paths decide then.
 auto sortKey(const PresetFolder::Entry& entry, long number)
 {
-    return std::tuple<bool, long, const std::string&>(entry.folder != nullptr, number, entry.title);
+    return std::tuple<bool, long, const std::string&, std::string_view>(
+        entry.folder != nullptr, number, entry.title, entry.folder ? entry.folder->getPath() : std::string_view());
 }
 
 void sortEntries(std::vector<PresetFolder::Entry>& entries)
@@ -64,7 +66,8 @@ void sortEntries(std::vector<PresetFolder::Entry>& entries)
 
 /// How far a walk has come.
 struct PresetFolder::Progress {
-    std::vector<std::filesystem::path> above; ///< the folders around the one that is being listed, without links
+    std::vector<std::filesystem::path> above; ///< the places around the folder that is being listed, without links
+    std::size_t depth = 0;
     std::size_t entryCount = 0;
     std::size_t folderCount = 0;
 };
@@ -84,17 +87,21 @@ std::unique_ptr<PresetFolder> PresetFolder::walk(const std::vector<std::string>&
 void PresetFolder::fill(Progress& progress)
 {
     std::vector<std::filesystem::path>& above = progress.above;
-    const std::size_t depth = above.size();
-    if (depth >= kMostDepth || ++progress.folderCount > kMostFolders)
+    if (progress.depth >= kMostDepth || ++progress.folderCount > kMostFolders)
         return;
-    std::vector<std::filesystem::path> here;
+    const std::size_t around = above.size();
+    std::vector<std::string> here;
     for (const std::string& place : places) {
         std::error_code missing;
-        here.push_back(std::filesystem::canonical(place, missing));
-        if (!missing && std::find(above.begin(), above.end(), here.back()) != above.end())
-            return; // a link leads in a circle
+        std::filesystem::path plain = std::filesystem::canonical(place, missing);
+        const auto end = above.begin() + static_cast<std::ptrdiff_t>(around);
+        if (missing || std::find(above.begin(), end, plain) != end)
+            continue; // nothing there, or a link that leads in a circle
+        above.push_back(std::move(plain));
+        here.push_back(place);
     }
-    above.insert(above.end(), here.begin(), here.end());
+    places = here;
+    ++progress.depth;
     for (const auto& [name, found] : listPlaces(places)) {
         const std::size_t dot = name.rfind('.');
         const bool isPreset = dot != std::string::npos && std::string_view(name).substr(dot + 1) == kExtension;
@@ -110,7 +117,8 @@ void PresetFolder::fill(Progress& progress)
     for (const Entry& entry : entries)
         if (entry.folder)
             entry.folder->fill(progress);
-    above.resize(depth);
+    --progress.depth;
+    above.resize(around);
 }
 
 PresetFolder* PresetFolder::find(std::string_view soughtPath)

@@ -51,14 +51,20 @@ void UIPreferences::saveAllAsDefault()
 void UIPreferences::restoreDefault(const std::string& category)
 {
     const host::JSONTree bank = readDefaultBank(effect);
-    uiPrefs.mergeCategory(category.c_str(), cJSON_GetObjectItem(bank.get(), kMember));
+    const cJSON* const stored = cJSON_GetObjectItem(bank.get(), kMember);
+    if (stored == nullptr)
+        return;
+    uiPrefs.mergeCategory(category.c_str(), stored);
     notify();
 }
 
 void UIPreferences::restoreAllDefaults()
 {
     const host::JSONTree bank = readDefaultBank(effect);
-    uiPrefs.merge(cJSON_GetObjectItem(bank.get(), kMember));
+    const cJSON* const stored = cJSON_GetObjectItem(bank.get(), kMember);
+    if (stored == nullptr)
+        return;
+    uiPrefs.merge(stored);
     notify();
 }
 

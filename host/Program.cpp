@@ -3,6 +3,7 @@
 #include "Parameters.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <string_view>
 
@@ -10,9 +11,22 @@ namespace sorvane::host {
 
 namespace {
 
-bool continuesCharacter(char byte)
+/// Bytes that a character of UTF-8 with this first byte has; 1 for a byte that begins none.
+std::size_t claimedBytes(unsigned char first)
 {
-    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+    if (first >= 0xF0 && first < 0xF5)
+        return 4;
+    if (first >= 0xE0 && first < 0xF0)
+        return 3;
+    return first >= 0xC2 && first < 0xE0 ? 2 : 1;
+}
+
+bool isCharacter(std::string_view bytes)
+{
+    const auto continues = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80; };
+    const auto first = static_cast<unsigned char>(bytes.front());
+    return bytes.size() == claimedBytes(first) && (bytes.size() > 1 || first < 0x80) &&
+           std::all_of(bytes.begin() + 1, bytes.end(), continues);
 }
 
 } // namespace
@@ -26,16 +40,20 @@ Program::Program()
 
 void Program::setName(const char* text)
 {
-    std::string_view wanted = text != nullptr ? std::string_view(text, strnlen(text, name.size())) : "";
-    if (wanted.size() >= name.size()) {
-        std::size_t end = name.size() - 1;
-        // A character of UTF-8 has at most three bytes behind its first; more are no UTF-8 and are cut where they are.
-        for (int back = 0; back < 3 && continuesCharacter(wanted[end]); ++back)
-            --end;
-        wanted = wanted.substr(0, continuesCharacter(wanted[end]) ? name.size() - 1 : end);
-    }
+    std::string_view rest = text != nullptr ? std::string_view(text, strnlen(text, name.size())) : "";
     std::array<char, 64> stored{};
-    std::copy(wanted.begin(), wanted.end(), stored.begin());
+    std::size_t used = 0;
+    while (!rest.empty()) {
+        std::string_view character = rest.substr(0, claimedBytes(static_cast<unsigned char>(rest.front())));
+        if (used + claimedBytes(static_cast<unsigned char>(rest.front())) >= stored.size())
+            break;
+        // Hosts may have names in other encodings; files hold nothing but UTF-8.
+        const bool isWhole = isCharacter(character);
+        character = isWhole ? character : "?";
+        std::copy(character.begin(), character.end(), stored.begin() + static_cast<std::ptrdiff_t>(used));
+        used += character.size();
+        rest.remove_prefix(isWhole ? character.size() : 1);
+    }
     const std::lock_guard lock(nameLock);
     name = stored;
 }

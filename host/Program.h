@@ -16,7 +16,7 @@ public:
     /// A program "None" at the factory values.
     Program();
 
-    /// \param text  cut to 63 bytes, between two characters if it is UTF-8; null is the empty name
+    /// \param text  UTF-8, cut to 63 bytes between two characters; a byte that isn't becomes "?". Null is the empty name
     void setName(const char* text);
     [[nodiscard]] std::string getName() const;
 

@@ -24,22 +24,28 @@ bool isMissing(int reason)
 
 } // namespace
 
-std::optional<std::string> readFirstFile(std::span<const std::string> paths, std::size_t mostBytes)
+std::optional<std::string> readFirstFile(std::span<const std::string> paths, std::size_t mostBytes, std::string* failed)
 {
-    std::optional<std::string> bytes;
     for (const std::string& path : paths) {
-        bytes = platform::readFile(path, mostBytes);
-        if (bytes || !isMissing(errno))
+        auto bytes = platform::readFile(path, mostBytes);
+        if (bytes)
+            return bytes;
+        if (const int reason = errno; !isMissing(reason) || &path == &paths.back()) {
+            if (failed != nullptr)
+                *failed = isMissing(reason) ? paths.front() : path;
+            errno = reason;
             break;
+        }
     }
-    return bytes;
+    return std::nullopt;
 }
 
 std::optional<std::string> readUserFile(std::span<const std::string> paths, std::size_t mostBytes)
 {
-    auto bytes = readFirstFile(paths, mostBytes);
+    std::string failed;
+    auto bytes = readFirstFile(paths, mostBytes, &failed);
     if (!bytes && errno != ENOMEM)
-        addAlert(paths.front(), false);
+        addAlert(failed, false);
     return bytes;
 }
 

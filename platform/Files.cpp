@@ -142,11 +142,8 @@ bool replace(const std::string& path, const struct stat* old, std::string_view b
     Descriptor file(createBeside(path, rights, temporary));
     if (!file.isOpen())
         return false;
-    if (old != nullptr) {
-        // File systems without owners or rights refuse; it was made with no more rights than the old one has.
-        (void)!::fchown(file.get(), old->st_uid, old->st_gid);
-        (void)!::fchmod(file.get(), rights);
-    }
+    if (old != nullptr)
+        passOwnership(file.get(), *old);
     if (writeAll(file.get(), bytes) && ::fsync(file.get()) == 0 && file.close() &&
         ::rename(temporary.c_str(), path.c_str()) == 0)
         return true;
@@ -181,6 +178,16 @@ std::optional<std::string> readFile(const std::string& path, std::size_t mostByt
         return std::nullopt;
     }
     return bytes;
+}
+
+void passOwnership(int file, const struct stat& old)
+{
+    constexpr auto kAnyOwner = static_cast<uid_t>(-1);
+    mode_t rights = old.st_mode & 0777;
+    // A member of the group can't give a file away, but to the group.
+    if (::fchown(file, old.st_uid, old.st_gid) != 0 && ::fchown(file, kAnyOwner, old.st_gid) != 0)
+        rights &= ~static_cast<mode_t>(070);
+    (void)!::fchmod(file, rights); // some file systems have no rights
 }
 
 bool writeFile(const std::string& path, std::string_view bytes)

@@ -4,6 +4,7 @@
 #include "UserFolders.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <optional>
 
 namespace sorvane::state {
@@ -24,13 +25,15 @@ std::string installFolder()
             return *path;
         }
     }
-    return platform::userDataFolder() + kOurFolder;
+    const std::string data = platform::userDataFolder();
+    return data.empty() ? data : data + kOurFolder;
 }
 
 std::vector<std::string> packageFolders()
 {
     std::vector<std::string> folders = platform::sharedDataFolders();
-    folders.emplace_back(SORVANE_DATA_FOLDER);
+    const char* const elsewhere = std::getenv("SORVANE_DATA_FOLDER"); // NOLINT(concurrency-mt-unsafe): the one way
+    folders.emplace_back(elsewhere != nullptr ? elsewhere : SORVANE_DATA_FOLDER);
     std::vector<std::string> found;
     for (const std::string& shared : folders) {
         std::string folder = shared + kOurFolder;
@@ -42,7 +45,7 @@ std::vector<std::string> packageFolders()
 
 std::string presetRootIn(const std::string& folder)
 {
-    return folder + (folder.ends_with('/') ? "" : "/") + "Presets/";
+    return folder.empty() ? folder : folder + (folder.ends_with('/') ? "" : "/") + "Presets/";
 }
 
 const std::string& presetRoot()
@@ -53,7 +56,8 @@ const std::string& presetRoot()
 
 std::string defaultBankPath()
 {
-    return installFolder() + "/Default Bank.bnk";
+    const std::string folder = installFolder();
+    return folder.empty() ? folder : folder + "/Default Bank.bnk";
 }
 
 } // namespace sorvane::state

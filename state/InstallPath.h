@@ -5,13 +5,16 @@
 
 namespace sorvane::state {
 
-/// Where presets and banks lie. Any thread but the audio thread; asked anew each time, but for the preset root.
+/// Where presets and banks lie. Any thread but the audio thread; asked anew each time, but for the preset root. What is the
+/// user's is empty for a user who has no home.
 
 /// The user's folder, with no slash at its end: the store's "Path" when it is at least 2 bytes long, else
 /// Kestrune/Sorvane below the user's data folder. What is saved goes there.
 [[nodiscard]] std::string installFolder();
 
-/// Where packages install presets and banks, to be read where the user's folder has none; the most important one first.
+/// Where packages install presets and banks, to be read where the user's folder has none; the most important one first:
+/// the system's data folders, and last that of this build's own installation or, when it was moved, the one that the
+/// environment's SORVANE_DATA_FOLDER names.
 [[nodiscard]] std::vector<std::string> packageFolders();
 
 /// "Presets/" in an install folder.

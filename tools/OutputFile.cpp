@@ -1,5 +1,7 @@
 #include "OutputFile.h"
 
+#include "Files.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,15 +43,15 @@ fs::path folderOf(const fs::path& target)
     return target.has_parent_path() ? target.parent_path() : fs::path(".");
 }
 
-/// The rights of the file that is replaced, else what the user grants to new ones.
-mode_t rightsFor(const std::string& target)
+/// Gives a file the owner and rights of the one that it replaces, else those that the user grants to new ones.
+void setRights(int file, const std::string& target)
 {
     struct stat old {};
     if (::stat(target.c_str(), &old) == 0)
-        return old.st_mode & 0777U;
+        return platform::passOwnership(file, old);
     const mode_t withheld = ::umask(0);
     ::umask(withheld);
-    return 0666U & ~withheld;
+    (void)!::fchmod(file, 0666U & ~withheld); // some file systems have none
 }
 
 } // namespace
@@ -89,7 +91,7 @@ void OutputFile::commit()
 {
     if (failed())
         fail({});
-    (void)::fchmod(file, rightsFor(target)); // some file systems have none
+    setRights(file, target);
     // A network file system may tell of a full disk only now.
     if ((::fsync(file) != 0 && errno != EINVAL) || ::close(std::exchange(file, -1)) != 0 ||
         std::rename(temporary.c_str(), target.c_str()) != 0)

@@ -35,7 +35,8 @@ StateText readState(const std::string& path)
         throw Failure(ExitCode::input, path + ": can't be read (" + std::generic_category().message(errno) + ')');
     StateText state{bytes->size(), bytes->starts_with("ZIP "), host::inflateChunk(*bytes), nullptr};
     state.tree = host::parseJSON(state.text);
-    if (!cJSON_HasObjectItem(state.tree.get(), "parameters") && !cJSON_HasObjectItem(state.tree.get(), "presets"))
+    if (!cJSON_HasObjectItem(state.tree.get(), "parameters") &&
+        !cJSON_IsArray(cJSON_GetObjectItem(state.tree.get(), "presets")))
         throw Failure(ExitCode::input, path + ": holds no state of this effect");
     state.text.resize(std::strlen(state.text.c_str())); // the text ends at its 0
     return state;
@@ -45,7 +46,14 @@ StateText readState(const std::string& path)
 std::string quoted(const char* text)
 {
     const host::JSONTree item(cJSON_CreateString(text));
-    return host::printJSON(*item, false);
+    std::string shown = host::printJSON(*item, false);
+    for (std::size_t i = 0; i < shown.size(); ++i) { // what the printer leaves: DEL, and U+0080 to U+009F
+        if (shown[i] == '\x7F')
+            shown[i] = '?';
+        else if (shown[i] == '\xC2' && static_cast<unsigned char>(shown[i + 1]) < 0xA0)
+            shown.replace(i, 2, "?");
+    }
+    return shown;
 }
 
 std::string nameIn(const cJSON* object)
@@ -54,13 +62,32 @@ std::string nameIn(const cJSON* object)
     return name != nullptr ? quoted(name) : "no name";
 }
 
+/// What a program or bank sets, by tag; what it doesn't name is at its factory value.
+std::map<std::int32_t, double> valuesIn(const cJSON* object)
+{
+    std::map<std::int32_t, double> values;
+    const cJSON* member = nullptr;
+    cJSON_ArrayForEach(
+        member,
+        cJSON_GetObjectItem(object, "parameters")) if (const auto tag =
+                                                           member->string != nullptr
+                                                               ? core::TagTable::instance().parameter(member->string)
+                                                               : std::nullopt) values[*tag] = member->valuedouble;
+    return values;
+}
+
 /// One program or bank: a line for each parameter that it names.
-void showParameters(const cJSON* object, const core::Plug& plug, std::ostream& out)
+void showParameters(const cJSON* object, core::Plug& plug, std::ostream& out)
 {
     const cJSON* const parameters = cJSON_GetObjectItem(object, "parameters");
     if (!cJSON_IsObject(parameters) || parameters->child == nullptr) {
         out << "  all at their factory values\n";
         return;
+    }
+    const auto values = valuesIn(object);
+    for (const std::int32_t tag : {core::kExcite, core::kExciteB}) { // decides how a ratio reads
+        const auto upward = values.find(tag);
+        plug.setParameter(tag, upward != values.end() ? static_cast<float>(upward->second) : 0.0F);
     }
     for (const cJSON* member = parameters->child; member != nullptr; member = member->next) {
         const auto tag = core::TagTable::instance().parameter(member->string);
@@ -88,22 +115,8 @@ void showMembers(const cJSON* object, const std::string& indent, std::ostream& o
     }
 }
 
-/// What a program or bank sets, by tag; what it doesn't name is at its factory value.
-std::map<std::int32_t, double> valuesIn(const cJSON* object)
-{
-    std::map<std::int32_t, double> values;
-    const cJSON* member = nullptr;
-    cJSON_ArrayForEach(
-        member,
-        cJSON_GetObjectItem(object, "parameters")) if (const auto tag =
-                                                           member->string != nullptr
-                                                               ? core::TagTable::instance().parameter(member->string)
-                                                               : std::nullopt) values[*tag] = member->valuedouble;
-    return values;
-}
-
 /// The A/B banks, those with the same values as the program or the bank before in one line.
-void showBanks(const cJSON* program, const cJSON* banks, const core::Plug& plug, std::ostream& out)
+void showBanks(const cJSON* program, const cJSON* banks, core::Plug& plug, std::ostream& out)
 {
     int number = 0;
     const cJSON* before = program;
@@ -134,9 +147,7 @@ void showState(const std::string& path, bool json, std::ostream& out)
         out << state.text << '\n';
         return;
     }
-    const auto plug = std::make_unique<core::Plug>(
-        &offlineHost, core::Plug::Start::factoryValues); // shows values as the program's own switches have it
-    plug->setChunk(state.text.data(), static_cast<std::int32_t>(state.text.size()), false);
+    const auto plug = std::make_unique<core::Plug>(&offlineHost, core::Plug::Start::factoryValues); // for its texts
     const cJSON* const root = state.tree.get();
     const cJSON* const presets = cJSON_GetObjectItem(root, "presets");
     const cJSON* const program = presets != nullptr ? presets->child : root;
@@ -157,6 +168,9 @@ void showState(const std::string& path, bool json, std::ostream& out)
 
 void makeState(const StateOptions& options)
 {
+    for (const ParameterSetting& setting : options.settings)
+        if (setting.tag == core::kABBank)
+            throw Failure(ExitCode::usage, "kABBank: all eight banks of the file will hold the settings");
     const auto plug = std::make_unique<core::Plug>(&offlineHost, core::Plug::Start::factoryValues);
     apply(options.settings, *plug);
     for (std::int32_t bank = 0; bank < host::PlugBase::kNumBanks; ++bank)
@@ -169,8 +183,6 @@ void makeState(const StateOptions& options)
     const host::JSONTree root = host::parseJSON(host::inflateChunk(plug->copyChunk(false)));
     for (const char* const key : {"settings", "uiprefs"})
         cJSON_DeleteItemFromObject(root.get(), key);
-    if (const std::int32_t bank = plug->getCurrentBank(); bank != 0)
-        cJSON_AddNumberToObject(cJSON_AddObjectToObject(root.get(), "settings"), "currentAB", bank);
     std::string text = host::printJSON(*root, true);
     writeFile(options.output, options.plain ? text + '\n' : host::deflateChunk(std::move(text), 9));
 }

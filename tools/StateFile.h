@@ -25,7 +25,8 @@ struct StateOptions {
     bool plain = false;                     ///< text instead of deflated
 };
 
-/// Writes a state file whose program and A/B banks all hold the settings. Throws Failure (output).
+/// Writes a state file whose program and A/B banks all hold the settings. Throws Failure (output), or (usage) for a
+/// setting of the bank parameter.
 void makeState(const StateOptions& options);
 
 } // namespace sorvane::tools

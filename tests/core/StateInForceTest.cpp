@@ -75,11 +75,42 @@ TEST(StateInForce, WhatIsLoadedIsWhatSounds)
         EXPECT_LT(peakDifference(heard[c], expected[c]), 1e-5); // values come back within ten decimals
 }
 
+TEST(StateInForce, APresetSoundsWhateverBankItWasSavedIn)
+{
+    TestHost host;
+    const auto saved = makePlug();
+    saved->setParameterAutomated(kABBank, saved->toNormalised(kABBank, 2));
+    saved->setParameter(kThreshold, 0.875F);
+    for (const bool isPreset : {true, false}) {
+        const std::string chunk = saved->copyChunk(isPreset);
+        const auto loaded = makePlug(48000.0F, TestHost::callback);
+        host.calls.clear();
+        loaded->setChunk(chunk.data(), static_cast<std::int32_t>(chunk.size()), isPreset);
+        EXPECT_EQ(loaded->getCurrentBank(), 2);
+        EXPECT_EQ(loaded->getParameter(kThreshold), 0.875F) << isPreset;
+        float told = loaded->getParameter(kABBank);
+        for (const HostCall& call : host.callsOf(host::hostAutomate))
+            if (call.index == kABBank)
+                told = call.option;
+        EXPECT_EQ(told, 0.25F) << "a host may hand back what it was told";
+        // A chunk that chooses no bank leaves the one in force, and the parameter says so.
+        const std::string_view other = R"({"presets":[{"parameters":{"kABBank":0.5}}]})";
+        loaded->setChunk(other.data(), static_cast<std::int32_t>(other.size()), false);
+        EXPECT_EQ(loaded->getCurrentBank(), 2);
+        EXPECT_EQ(loaded->getParameter(kABBank), 0.25F);
+    }
+}
+
 TEST(StateInForce, PreferencesReachTheEffect)
 {
     const auto plug = makePlug();
     auto& prefs = state::GlobalPrefs::instance();
     const auto isPlain = [&] { return plug->copyChunk(false).starts_with('{'); };
+    void* first = nullptr;
+    void* second = nullptr;
+    (void)plug->getChunk(&first, false);
+    (void)plug->getChunk(&second, false);
+    EXPECT_EQ(first, second) << "hosts ask often";
     EXPECT_FALSE(isPlain());
     prefs.setGlobalPref("Save Compression", 0);
     EXPECT_FALSE(isPlain()) << "in force when it is applied";

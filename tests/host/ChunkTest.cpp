@@ -296,26 +296,75 @@ TEST(Chunk, BombsAndDepthsStopAtTheirCaps)
     EXPECT_EQ(effect.copyChunk(false), before);
 }
 
-TEST(Chunk, TwoThreadsAskForWholeOnes)
+/// An effect that counts what brings its values in force.
+class CountingEffect : public StateEffect {
+public:
+    int fullUpdates = 0;
+
+protected:
+    void updateParameters(bool full) override { fullUpdates += full ? 1 : 0; }
+};
+
+TEST(Chunk, ThreadsGetWholeOnesBesideLoads)
 {
     StateEffect effect;
     effect.setCompressionLevel(0);
+    const std::array<std::string, 2> states = {R"({"presets":[{"name":"one","parameters":{"kThreshold":0.25}}]})",
+                                               R"({"presets":[{"name":"other","parameters":{"kThreshold":0.75}}]})"};
+    std::array<std::string, 2> wholes;
+    for (std::size_t i = 0; i < 2; ++i) {
+        effect.load(states[i]);
+        wholes[i] = effect.copyChunk(false);
+    }
+    const auto load = [&] {
+        for (std::size_t i = 0; i < 2000; ++i)
+            effect.load(states[i % 2]);
+    };
     const auto ask = [&] {
-        for (int i = 0; i < 300; ++i) {
+        for (int i = 0; i < 2000; ++i) {
             void* data = nullptr;
-            const std::int32_t size = effect.getChunk(&data, i % 2 != 0);
-            const auto tree = host::parseJSON({static_cast<const char*>(data), static_cast<std::size_t>(size)});
-            ASSERT_TRUE(tree);
+            const std::int32_t size = effect.getChunk(&data, false);
+            const std::string chunk(static_cast<const char*>(data), static_cast<std::size_t>(size));
+            ASSERT_TRUE(chunk == wholes[0] || chunk == wholes[1]) << chunk;
         }
     };
-    std::thread one(ask);
-    std::thread two(ask);
-    for (int i = 0; i < 300; ++i) {
-        effect.setParameter(i % kNumParams, 0.25F);
-        effect.setProgramName(std::string(static_cast<std::size_t>(i % 60), 'x').c_str());
+    std::array<std::thread, 4> threads = {std::thread(load), std::thread(load), std::thread(ask), std::thread(ask)};
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+TEST(Chunk, WithoutMemoryThereIsNoneAndTheNextIsRight)
+{
+    static int untilFailure = 0;
+    cJSON_Hooks failing{[](std::size_t bytes) { return untilFailure-- > 0 ? std::malloc(bytes) : nullptr; }, std::free};
+    StateEffect effect;
+    effect.setParameter(core::kThreshold, 0.25F);
+    const std::string before = effect.copyChunk(false);
+    effect.setParameter(core::kThreshold, 0.5F);
+    cJSON_InitHooks(&failing);
+    void* data = nullptr;
+    int failures = 0;
+    for (int allowed = 0; allowed < 20; ++allowed) {
+        untilFailure = allowed;
+        failures += effect.getChunk(&data, false) == 0 ? 1 : 0;
     }
-    one.join();
-    two.join();
+    cJSON_InitHooks(nullptr);
+    EXPECT_GT(failures, 15);
+    const std::string after = effect.copyChunk(false);
+    EXPECT_NE(after, before);
+    StateEffect loaded;
+    loaded.load(after);
+    EXPECT_EQ(loaded.getParameter(core::kThreshold), 0.5F);
+}
+
+TEST(Chunk, EveryLoadBringsItsValuesInForce)
+{
+    CountingEffect effect;
+    effect.load("no chunk");
+    EXPECT_EQ(effect.fullUpdates, 1);
+    effect.fullUpdates = 0;
+    effect.load("{}");
+    EXPECT_GE(effect.fullUpdates, 1);
 }
 
 } // namespace

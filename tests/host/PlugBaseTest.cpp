@@ -182,7 +182,8 @@ TEST(PlugBase, ProgramNamesAreCutBetweenCharacters)
     EXPECT_EQ(nameOf(std::string(62, 'x') + "\u00e9"), std::string(62, 'x'));
     EXPECT_EQ(nameOf(std::string(61, 'x') + "\u00e9y"), std::string(61, 'x') + "\u00e9");
     EXPECT_EQ(nameOf(std::string(60, 'x') + "\U0001F399"), std::string(60, 'x'));
-    EXPECT_EQ(nameOf(std::string(100, '\x80')), std::string(63, '\x80')) << "no UTF-8: cut where it is";
+    EXPECT_EQ(nameOf(std::string(100, '\x80')), std::string(63, '?'));
+    EXPECT_EQ(nameOf("caf\xe9 \xC3\xA9\xF0\x9F\x8E \xC3"), "caf? \u00e9??? ?") << "what is no UTF-8";
     plug->setProgramNameIndexed("other", 1);
     plug->setProgramName(nullptr);
     char name[64] = "x";

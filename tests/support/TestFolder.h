@@ -55,7 +55,7 @@ class ScopedVariable {
 public:
     ScopedVariable(const char* variable, const char* value) : name(variable)
     {
-        const char* const old = std::getenv(name);
+        const char* const old = std::getenv(name); // NOLINT(concurrency-mt-unsafe): as below
         wasSet = old != nullptr;
         before = wasSet ? old : "";
         set(value);

@@ -22,7 +22,8 @@ public:
         if (::mkdtemp(folder.data()) == nullptr)
             std::abort();
         home = folder;
-        for (const char* const variable : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_DATA_DIRS"}) {
+        for (const char* const variable :
+             {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_DATA_DIRS", "SORVANE_DATA_FOLDER"}) {
             const std::filesystem::path place = home / variable;
             std::filesystem::create_directory(place);
             ::setenv(variable, place.c_str(), 1); // NOLINT(concurrency-mt-unsafe): the only thread yet

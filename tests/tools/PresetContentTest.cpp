@@ -96,7 +96,7 @@ TEST(PresetContent, TheMenuShowsThePresetOfEachSource)
     EXPECT_EQ(menu, sources) << "no file, no order by number: as bytes sort them";
 }
 
-// What a source doesn't name is at its factory value; a linked second side is as the first.
+// The second side is as the first in what isn't named for it; what isn't named at all is at its factory value.
 TEST(PresetContent, HoldsWhatItsSourceSaysInAllBanks)
 {
     const auto& tags = core::TagTable::instance();
@@ -105,8 +105,6 @@ TEST(PresetContent, HoldsWhatItsSourceSaysInAllBanks)
         EXPECT_FALSE(source.purpose.empty()) << sourcePath;
         for (const auto& [name, value] : source.values)
             EXPECT_TRUE(tags.parameter(name)) << sourcePath << ": " << name;
-        const auto linked = source.values.find("kLinked");
-        const bool isLinked = linked == source.values.end() || linked->second != 0.0F;
 
         const auto plug = std::make_unique<core::Plug>(nullptr, core::Plug::Start::factoryValues);
         tools::loadState(*plug, made.string());
@@ -117,7 +115,7 @@ TEST(PresetContent, HoldsWhatItsSourceSaysInAllBanks)
             plug->setParameter(core::kABBank, plug->toNormalised(core::kABBank, static_cast<float>(bank)));
             for (std::int32_t tag = 0; tag < core::kABBank; ++tag) {
                 std::string key(tags.name(tag));
-                if (isLinked && key.ends_with('B') && !source.values.contains(key))
+                if (key.ends_with('B') && !source.values.contains(key))
                     key.pop_back();
                 const auto named = source.values.find(key);
                 const float expected =
