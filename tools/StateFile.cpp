@@ -144,7 +144,7 @@ void showState(const std::string& path, bool json, std::ostream& out)
 {
     const StateText state = readState(path);
     if (json) {
-        out << state.text << '\n';
+        out << state.text << (state.text.ends_with('\n') ? "" : "\n");
         return;
     }
     const auto plug = std::make_unique<core::Plug>(&offlineHost, core::Plug::Start::factoryValues); // for its texts

@@ -181,6 +181,12 @@ public:
             const std::string apart = compare();
             if (!apart.empty())
                 return "operation " + std::to_string(i) + " of kind " + std::to_string(operation) + ": " + apart;
+            // What a host is given now has all of it.
+            const std::string saved = effect.copyChunk(false);
+            effect.markChunkDirty();
+            if (effect.copyChunk(false) != saved)
+                return "operation " + std::to_string(i) + " of kind " + std::to_string(operation) +
+                       ": saved is an old state";
         }
         return {};
     }

@@ -197,7 +197,6 @@ TEST_F(Presets, SavingKeepsBanksAndTheDialogReplacesTheProgramAlone)
     effect->setBankValue(5, kRatio, 0.75F);
     effect->setParameter(kThreshold, 0.25F);
     effect->ed->setPresetName("In/Out");
-    std::filesystem::create_directories(root());
     dialog.answers = {root() + "Loud one.sor", folder / "all.SorvaneBank"};
     press(*effect, kGUISave);
     EXPECT_EQ(dialog.asked[0].startPath, root() + "In-Out.sor");

@@ -2,6 +2,7 @@
 
 #include "AudioFile.h"
 #include "Signals.h"
+#include "TestFolder.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -164,6 +165,31 @@ TEST_F(Tool, OptionsDoWhatTheySay)
     EXPECT_EQ(list[9]["default"].dump(), "0.6997");
     EXPECT_EQ(list[9]["display"], "3.33:1");
     EXPECT_NE(run("params").text.find("kSplitBPFFreq"), std::string::npos);
+}
+
+TEST_F(Tool, StateFilesHoldWhatTheyWereMadeOf)
+{
+    EXPECT_EQ(run("state make 'My s.sor' --set kThreshold=-30 --norm kExcite=1 --set kRatio=0.5").exitCode, 0);
+    EXPECT_EQ(run("state make plain.bnk --plain --set kThreshold=-30 --preset-name 'q\"'").exitCode, 0);
+    const std::string shown = run("state show 'My s.sor'").text;
+    for (const char* const text :
+         {"My s.sor: bank, ", " bytes deflated from ", "program: \"My s\"\n  kThreshold  -30.0dB\n",
+          "  kRatio  1:1.33\n", "  kExcite  ON\n", "bank 8: as the program\n"})
+        EXPECT_NE(shown.find(text), std::string::npos) << text << " in " << shown;
+    EXPECT_EQ(shown.find("settings"), std::string::npos) << "those are an editor's";
+    EXPECT_NE(run("state show plain.bnk").text.find("program: \"q\\\"\"\n"), std::string::npos);
+    EXPECT_EQ(run("state show plain.bnk --json").text, contents(path("plain.bnk")));
+    const auto list = nlohmann::json::parse(run("params --json --state 'My s.sor'").text);
+    EXPECT_EQ(list[8]["display"], "-30.0dB");
+
+    std::ofstream(path("odd.sor"))
+        << R"({"presets":[{"name":"\u009b2J\u007f","parameters":{"no\u001b":1,"kRatio":0.2}}],)"
+        << R"("ab":[{"parameters":{"kExcite":1,"kRatio":0.4}},{}],"settings":{"uimode":1}})";
+    const std::string odd = run("state show odd.sor").text;
+    for (const char* const text :
+         {"program: \"?2J?\"\n", "\"no\\u001b\"  unknown", "  kRatio  1.09:1\n", "bank 1: \n", "  kRatio  1:1.19\n",
+          "bank 2: \n  all at their factory values\n", "  \"uimode\"  1\n"})
+        EXPECT_NE(odd.find(text), std::string::npos) << text << " in " << odd;
 }
 
 TEST_F(Tool, SideChainFitsTheInput)
@@ -329,6 +355,12 @@ TEST_F(Tool, BadCallsAndFilesAreToldAndLeaveNothing)
              {"", 2, "A subcommand is required"},
              {"rendre in.wav out.wav", 2, "'rendre': no such command; there are render"},
              {"params >/dev/full", 4, ""},
+             {"params --state in.wav", 3, "in.wav: holds no state of this effect"},
+             {"render in.wav out.wav --state none.sor", 3, "none.sor: can't be read (No such file"},
+             {"state show good.json", 3, "good.json: holds no state of this effect"},
+             {"state make /nowhere/x.sor", 4, "/nowhere/x.sor: can't be written"},
+             {"state make x.sor --set kABBank=3", 2, "kABBank: all eight banks"},
+             {"state make good.json --params good.json", 2, "is the same file as good.json"},
              {"render in.wav", 2, "OUT is required"},
              {"render in.wav out.wave", 2, "out.wave: no such kind of audio file; known are wav, "},
              {"render in.wav -", 2, "name a file"},
@@ -419,7 +451,7 @@ TEST_F(Tool, ReplacesAFileOnlyWhenItIsComplete)
     EXPECT_NEAR(readAudio("in.wav")[100] / voice[100], 0.501, 0.01);
 
     const Signal old = readAudio("in.wav");
-    fs::permissions(path("in.wav"), fs::perms::owner_read | fs::perms::owner_write);
+    fs::permissions(path("in.wav"), fs::perms{0604});
     std::ofstream(path("old.csv")) << "old";
     const auto before = files();
     // A disk that is full: early, and at what a codec writes at its end.
@@ -441,7 +473,7 @@ TEST_F(Tool, ReplacesAFileOnlyWhenItIsComplete)
         EXPECT_EQ(run(std::string("render in.wav ") + name + " --set kRatio=0", "umask 027; ").exitCode, 0);
         EXPECT_TRUE(fs::is_symlink(path(name))) << name;
     }
-    EXPECT_EQ(fs::status(path("in.wav")).permissions(), fs::perms::owner_read | fs::perms::owner_write) << "kept";
+    EXPECT_EQ(fs::status(path("in.wav")).permissions(), fs::perms{0604}) << "kept";
     EXPECT_EQ(fs::status(path("new.wav")).permissions(), fs::perms{0640}) << "as umask says";
 }
 
