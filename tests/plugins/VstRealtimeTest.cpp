@@ -59,7 +59,7 @@ TEST(Realtime, VstBlocksTakeNoMemoryAndNoLocksBesideAnythingElse)
         while (Clock::now() < end) {
             effect.ask(host::effectProcessEvents, 0, 0, events.list);
             effect.set(static_cast<std::int32_t>(random() % 92), static_cast<float>(random() % 101) / 100.0F);
-            effect.ask(host::effectSetBypass, 0, random() & 1U);
+            effect.ask(host::effectSetBypass, 0, random() % 2 == 0 ? 1 : 0);
             record->processReplacing(record, at.data(), &at[4], static_cast<std::int32_t>(random() % 2049));
             ++blocks;
         }
