@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace sorvane::host {
@@ -57,8 +58,8 @@ enum EffectFlag : std::int32_t {
     effectCanDoubleReplacing = 1 << 12,
 };
 
-/// What a host asks of an effect through its dispatcher. Numbers as in the public interface; those that this effect has
-/// no answer for are left out.
+/// What a host asks of an effect through its dispatcher. Numbers as in the public interface, where they run from 0 to 79;
+/// those that are left out are answered 0, which says for each that the effect has nothing of the kind.
 enum EffectOpcode : std::int32_t {
     effectOpen = 0,
     effectClose = 1, ///< through the record, the last call: the effect and the record end with it
@@ -76,6 +77,7 @@ enum EffectOpcode : std::int32_t {
     effectEditOpen = 14,
     effectEditClose = 15,
     effectEditIdle = 19,
+    effectIdentify = 22, ///< deprecated
     effectGetChunk = 23,
     effectSetChunk = 24,
     effectProcessEvents = 25,
@@ -84,6 +86,7 @@ enum EffectOpcode : std::int32_t {
     effectGetInputProperties = 33,
     effectGetOutputProperties = 34,
     effectGetPlugCategory = 35,
+    effectSetBlockSizeAndRate = 43, ///< deprecated
     effectSetBypass = 44,
     effectGetEffectName = 45,
     effectGetVendorString = 47,
@@ -91,13 +94,16 @@ enum EffectOpcode : std::int32_t {
     effectGetVendorVersion = 49,
     effectVendorSpecific = 50,
     effectCanDo = 51,
+    effectKeysRequired = 57, ///< deprecated; 0 when it wants the keyboard
     effectGetVstVersion = 58,
     effectGetSpeakerArrangement = 69,
+    effectSetProcessPrecision = 77,
 };
 
 /// What the effect asks of its host.
 enum HostOpcode : std::int32_t {
     hostAutomate = 0,
+    hostVersion = 1, ///< of the interface; asked with no record before there is one
     hostIOChanged = 13,
     hostProcessLevel = 23,
     hostVendorString = 32,
@@ -116,6 +122,12 @@ enum ProcessLevel : std::int32_t {
     processLevelOffline = 4,
 };
 
+/// Sample types that effectSetProcessPrecision names.
+enum ProcessPrecision : std::int32_t {
+    precision32 = 0,
+    precision64 = 1,
+};
+
 enum PinFlag : std::int32_t {
     pinIsActive = 1 << 0,
     pinIsStereo = 1 << 1,
@@ -128,6 +140,9 @@ enum SpeakerArrangementType : std::int32_t {
     speakers30Music = 7,
     speakers40Music = 11,
 };
+
+/// The most characters of a program's name that hosts have room for, and a 0.
+inline constexpr std::size_t kMostProgramNameBytes = 24;
 
 /// One audio pin, as the two pin queries fill it.
 struct PinProperties {

@@ -1,5 +1,7 @@
 #include "AudioEffect.h"
 
+#include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace sorvane::host {
@@ -109,6 +111,12 @@ Pointer AudioEffect::dispatcher(std::int32_t opcode, std::int32_t index, Pointer
     case effectMainsChanged:
         value != 0 ? resume() : suspend();
         break;
+    case effectIdentify:
+        return fourCharCode("NvEf");
+    case effectSetBlockSizeAndRate:
+        setBlockSize(static_cast<std::int32_t>(value));
+        setSampleRate(option);
+        return 1;
     case effectEditGetRect:
         return editor && data != nullptr && editor->getRect(static_cast<const EditorRect**>(data)) ? 1 : 0;
     case effectEditOpen:
@@ -130,9 +138,12 @@ Pointer AudioEffect::dispatcher(std::int32_t opcode, std::int32_t index, Pointer
     case effectSetProgramName:
         setProgramName(text);
         break;
-    case effectGetProgramName:
-        getProgramName(text);
+    case effectGetProgramName: {
+        char name[kTextBytes] = {};
+        getProgramName(name);
+        copyProgramName(name, text);
         break;
+    }
     case effectGetParamLabel:
         clearText(text);
         getParameterLabel(index, text);
@@ -149,6 +160,19 @@ Pointer AudioEffect::dispatcher(std::int32_t opcode, std::int32_t index, Pointer
         break;
     }
     return 0;
+}
+
+/// Cuts between two characters of UTF-8.
+void AudioEffect::copyProgramName(const char* name, char* destination)
+{
+    std::size_t length = strnlen(name, kMostProgramNameBytes + 1);
+    if (length > kMostProgramNameBytes) {
+        length = kMostProgramNameBytes;
+        while (length > 0 && (static_cast<unsigned char>(name[length]) & 0xC0U) == 0x80U)
+            --length;
+    }
+    std::copy_n(name, length, destination);
+    destination[length] = 0;
 }
 
 void AudioEffect::setParameter(std::int32_t, float) {}

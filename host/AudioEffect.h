@@ -4,6 +4,7 @@
 #include "AEffect.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -54,7 +55,7 @@ public:
     [[nodiscard]] virtual std::int32_t getProgram() const { return curProgram; }
     virtual void setProgram(std::int32_t program) { curProgram = program; }
     virtual void setProgramName(const char*) {}
-    /// Texts go to a buffer of the caller's of at least 64 bytes.
+    /// Texts go to a buffer of the caller's of at least kTextBytes. Through the record a program's name takes 25 at most.
     virtual void getProgramName(char* name) const;
     virtual void getParameterLabel(std::int32_t, char*) const {}
     virtual void getParameterDisplay(std::int32_t index, char* text) const;
@@ -69,6 +70,10 @@ public:
     [[nodiscard]] std::int32_t getInitialDelay() const noexcept;
 
 protected:
+    static constexpr std::size_t kTextBytes = 64;
+
+    /// Gives a program's name to a host: as much of it as hosts have room for.
+    static void copyProgramName(const char* name, char* destination);
     /// Calls the host. \return 0 without one
     Pointer callHost(HostOpcode opcode, std::int32_t index = 0, Pointer value = 0, void* data = nullptr,
                      float option = 0.0F) const;

@@ -15,6 +15,11 @@ Pointer AudioEffectX::dispatcher(std::int32_t opcode, std::int32_t index, Pointe
         return getVendorVersion();
     case effectVendorSpecific:
         return vendorSpecific(index, value, data, option);
+    case effectKeysRequired:
+        return 1;
+    case effectSetProcessPrecision:
+        return value == precision32 || (value == precision64 && (cEffect.flags & effectCanDoubleReplacing) != 0) ? 1
+                                                                                                                 : 0;
     case effectGetVstVersion:
         return getVstVersion();
     case effectGetSpeakerArrangement:
@@ -32,8 +37,13 @@ Pointer AudioEffectX::dispatcher(std::int32_t opcode, std::int32_t index, Pointe
         switch (opcode) {
         case effectProcessEvents:
             return processEvents(static_cast<const Events*>(data)) ? 1 : 0;
-        case effectGetProgramNameIndexed:
-            return getProgramNameIndexed(index, text) ? 1 : 0;
+        case effectGetProgramNameIndexed: {
+            char name[kTextBytes] = {};
+            if (!getProgramNameIndexed(index, name))
+                return 0;
+            copyProgramName(name, text);
+            return 1;
+        }
         case effectGetInputProperties:
             return getInputProperties(index, static_cast<PinProperties*>(data)) ? 1 : 0;
         case effectGetOutputProperties:
