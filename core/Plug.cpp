@@ -95,6 +95,7 @@ Plug::Plug(host::HostCallback callback, Start start, const platform::Clock& cloc
     if (start == Start::asUserSaved)
         loadDefaultBank();
     Plug::resume();
+    isMade = true;
     host::InstanceTimer::instance().add(*this);
 }
 
@@ -114,7 +115,7 @@ void Plug::loadDefaultBank()
     for (const char* const name : {"/Default Bank.bnk", "/Factory Bank.bnk"})
         for (const std::string& folder : folders)
             if (const auto chunk = platform::readFile(folder + name, host::kMostChunkBytes)) {
-                setChunk(chunk->data(), static_cast<std::int32_t>(chunk->size()), false);
+                PlugBaseJSON::setChunk(chunk->data(), static_cast<std::int32_t>(chunk->size()), false);
                 return;
             }
 }
@@ -176,6 +177,13 @@ void Plug::applyUiPrefs()
     updateParameters(false);
 }
 
+std::int32_t Plug::setChunk(const void* data, std::int32_t size, bool isPreset)
+{
+    const std::int32_t answer = PlugBaseJSON::setChunk(data, size, isPreset);
+    updateLatency();
+    return answer;
+}
+
 host::JSONTree Plug::buildChunkJson(bool isPreset)
 {
     host::JSONTree root = PlugBaseJSON::buildChunkJson(isPreset);
@@ -210,7 +218,7 @@ bool Plug::onTimer()
 
 void Plug::updateLatency()
 {
-    if (setInitialDelay(engine.getLatency()))
+    if (setInitialDelay(engine.getLatency()) && isMade)
         callHost(host::hostIOChanged);
 }
 

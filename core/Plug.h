@@ -47,6 +47,8 @@ public:
     bool setBypass(bool on) override;
     bool getProductString(char* text) const override;
     [[nodiscard]] std::int32_t getVendorVersion() const override { return 110; }
+    /// The latency of what was loaded is the record's from here on.
+    std::int32_t setChunk(const void* data, std::int32_t size, bool isPreset) override;
     host::Pointer vendorSpecific(std::int32_t first, host::Pointer second, void* data, float option) override;
     [[nodiscard]] std::int32_t canDo(const char* feature) const override;
     /// Control changes that the user's MIDI map knows move their parameters.
@@ -122,6 +124,7 @@ private:
     [[nodiscard]] SplitParameters splitParameters(std::int32_t twin) const noexcept;
     [[nodiscard]] SideChainEdge sideChainEdge(std::int32_t first) const noexcept;
 
+    bool isMade = false;               ///< the host may have the record; before that it is told nothing
     const std::string defaultBankPath; ///< as it was when the effect was made
     editor::PlugEd* plugEd = nullptr;  ///< the editor, which the base owns
 
