@@ -49,6 +49,22 @@ std::string number(float value)
     return made;
 }
 
+/// The parameter's value with as few digits as give its normalised value.
+float plainest(const core::ParamRecord& parameter)
+{
+    const float normal = parameter.normal;
+    const float exact = parameter.value;
+    for (int digits = 1; digits <= 8; ++digits) {
+        char text[64];
+        const auto end = std::to_chars(text, text + sizeof text, exact, std::chars_format::general, digits);
+        float value = 0.0F;
+        std::from_chars(text, end.ptr, value);
+        if (core::valueToNormal(value, parameter.min, parameter.max, parameter.scale) == normal)
+            return value;
+    }
+    return exact;
+}
+
 std::string quoted(std::string_view text)
 {
     std::string made = "\"";
@@ -367,7 +383,10 @@ void Lv2Bundle::writePreset(std::ostream& out, const Preset& preset)
     if (isPreset)
         out << "    pset:bank <" << bank << "> ;\n";
     for (const Port& port : portsOf(2).first(kParameterPorts)) {
-        const float value = plug->getParameterValue(port.number);
+        core::ParamRecord parameter = record(port.number);
+        parameter.value = plug->getParameterValue(port.number);
+        parameter.normal = plug->getParameter(port.number);
+        const float value = plainest(parameter);
         const bool isEnabled = port.role == PortRole::enabled;
         out << "    lv2:port [ lv2:symbol \"" << (isEnabled ? "enabled" : core::TagTable::instance().name(port.number))
             << "\" ; pset:value " << number(isEnabled ? 1.0F - value : value) << " ] ;\n";

@@ -268,7 +268,7 @@ void Lv2Effect::report()
         if (float* const level = meters[0][i]; level != nullptr)
             *level = decibels(plug->getLevelMeter(channel), kLowestLevelDb, kHighestLevelDb);
         if (float* const reduction = meters[1][i]; reduction != nullptr)
-            *reduction = -decibels(plug->getReductionMeter(channel), -kMostReductionDb, kMostReductionDb);
+            *reduction = 0.0F - decibels(plug->getReductionMeter(channel), -kMostReductionDb, kMostReductionDb);
     }
 }
 
