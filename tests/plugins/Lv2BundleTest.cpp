@@ -221,5 +221,34 @@ TEST_F(Lv2Bundle, PresetsAreTheirFiles)
     }
 }
 
+/// What ports can't hold starts with the factory bank wherever the bundle was put.
+TEST_F(Lv2Bundle, DefaultStateIsTheFactoryBank)
+{
+    const Lv2Library library;
+    const auto factory = makePlug();
+    const std::string chunk = contents(SORVANE_SHARE "/Kestrune/Sorvane/Factory Bank.bnk");
+    factory->setChunk(chunk.data(), static_cast<std::int32_t>(chunk.size()), false);
+    factory->switchBank(5);
+    for (const std::size_t channels : {1U, 2U}) {
+        const LilvPlugin* const plugin = plugins[channels - 1];
+        (void)lilv_plugin_get_num_ports(plugin); // reads its files
+        LilvState* const state = lilv_state_new_from_world(world.get(), &Lv2Urids::map, lilv_plugin_get_uri(plugin));
+        ASSERT_NE(state, nullptr);
+        Lv2Instance instance(library, channels);
+        LilvInstance own{instance.descriptor, instance.handle, nullptr};
+        lilv_state_restore(state, &own, nullptr, nullptr, 0, nullptr);
+        lilv_state_free(state);
+        instance.activate();
+        instance.run(64);
+        const auto got = makePlug();
+        const std::string saved = instance.save()[Lv2Urids::of(lv2::kChunkUri)];
+        got->setChunk(saved.data(), static_cast<std::int32_t>(saved.size()), false);
+        EXPECT_FLOAT_EQ(got->getParameterValue(kThreshold), -18.0F) << "the ports' own default";
+        got->switchBank(5);
+        for (std::int32_t tag = 0; tag < kABBank; ++tag)
+            EXPECT_EQ(got->getParameter(tag), factory->getParameter(tag)) << tag;
+    }
+}
+
 } // namespace
 } // namespace sorvane::test

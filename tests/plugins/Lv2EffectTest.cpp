@@ -2,6 +2,7 @@
 
 #include "Effect.h"
 #include "Lv2Host.h"
+#include "Store.h"
 #include "TestFolder.h"
 
 #include <gtest/gtest.h>
@@ -247,6 +248,36 @@ TEST(Lv2Effect, LatencyIsRightInTheSameRun)
     }
 }
 
+TEST(Lv2Effect, MidiMovesMappedParameters)
+{
+    std::string map = "[-1";
+    for (int controller = 1; controller < 128; ++controller)
+        map.append(controller == 7 ? ",8" : ",-1"); // the main volume moves kThreshold
+    ASSERT_TRUE(platform::Store::user().write("MIDIMap", map.append("]")));
+    const Lv2Library library;
+    Lv2Instance instance(library, 2);
+    struct {
+        LV2_Atom_Sequence head{
+            {sizeof(LV2_Atom_Sequence_Body) + 2 * (sizeof(LV2_Atom_Event) + 8), Lv2Urids::of(LV2_ATOM__Sequence)},
+            {0, 0}};
+        LV2_Atom_Event text{{0}, {5, Lv2Urids::of(LV2_ATOM__String)}};
+        std::array<std::uint8_t, 8> words{'n', 'o', 'n', 'e', 0};
+        LV2_Atom_Event event{{3}, {3, Lv2Urids::of(LV2_MIDI__MidiEvent)}};
+        std::array<std::uint8_t, 8> bytes{0xB0, 7, 127};
+    } sequence;
+    instance.activate();
+    instance.run(64);
+    instance.connect(instance.port(PortRole::midi), &sequence);
+    instance.run(64);
+    instance.connect(instance.port(PortRole::midi), nullptr);
+    instance.run(64);
+    EXPECT_EQ(loaded(instance)->getParameterValue(kThreshold), 12.0F) << "a port that didn't change stays out of it";
+    instance.controls[kThreshold] = -20.0F;
+    instance.run(64);
+    EXPECT_FLOAT_EQ(loaded(instance)->getParameterValue(kThreshold), -20.0F);
+    (void)platform::Store::user().write("MIDIMap", "[]");
+}
+
 /// As the effect does that renders offline: with each change its design, before the next sample.
 TEST(Lv2Effect, FreeWheelingDesignsAtOnce)
 {
@@ -382,6 +413,20 @@ TEST(Lv2Library, LeavesNothingBehind)
         }
     }
     EXPECT_FALSE(Lv2Library::isLoaded());
+    EXPECT_EQ(entries("/proc/self/task"), threads);
+    {
+        const TestFolder folder;
+        std::filesystem::copy_file(Lv2Library::kPath, folder / "Other.so");
+        const Lv2Library library;
+        const Lv2Library other((folder / "Other.so").c_str());
+        ASSERT_NE(library.entry, other.entry);
+        Lv2Instance first(library, 2);
+        Lv2Instance second(other, 2);
+        for (Lv2Instance* const instance : {&first, &second, &first}) {
+            instance->activate();
+            instance->run(512);
+        }
+    }
     EXPECT_EQ(entries("/proc/self/task"), threads);
 }
 

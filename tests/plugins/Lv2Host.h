@@ -27,7 +27,7 @@ namespace sorvane::test {
 /// The library of the bundle that was built, as a host loads it.
 class Lv2Library {
 public:
-    Lv2Library() : handle(::dlopen(kPath, RTLD_NOW | RTLD_LOCAL))
+    explicit Lv2Library(const char* path = kPath) : handle(::dlopen(path, RTLD_NOW | RTLD_LOCAL))
     {
         if (handle != nullptr)
             entry = reinterpret_cast<LV2_Descriptor_Function>(::dlsym(handle, "lv2_descriptor"));
