@@ -28,9 +28,9 @@ namespace sorvane::lv2 {
 /// in progress. Extensions that the host doesn't bring are done without.
 class Lv2Effect {
 public:
-    /// \param channels  1 or 2
-    /// \param rateHz    above 0, up to 1 MHz
-    Lv2Effect(std::size_t channels, double rateHz, const LV2_Feature* const* features);
+    /// \param channelCount  1 or 2
+    /// \param rateHz        above 0, up to 1 MHz
+    Lv2Effect(std::size_t channelCount, double rateHz, const LV2_Feature* const* features);
 
     /// \param data  of the port; null leaves it unconnected, which is no fault here for any port
     void connect(std::uint32_t index, void* data) noexcept;

@@ -109,7 +109,7 @@ constexpr LV2_Descriptor descriptorOf(const char* uri)
 
 } // namespace sorvane::lv2
 
-extern "C" LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(std::uint32_t index)
+LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(std::uint32_t index)
 {
     using namespace sorvane::lv2;
     static constexpr LV2_Descriptor stereo = descriptorOf(kStereoUri);
