@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <utility>
@@ -160,15 +161,132 @@ float stepOf(const core::ParamRecord& parameter)
     }
 }
 
-void writeRange(std::ostream& out, float low, float high, float factory)
-{
-    out << "        lv2:default " << number(factory) << " ;\n        lv2:minimum " << number(low)
-        << " ;\n        lv2:maximum " << number(high) << " ;\n";
-}
+struct Range {
+    float rest; ///< default
+    float low;
+    float high;
+};
+
+/// What a host reads of a port.
+struct Description {
+    std::string_view types;
+    std::string symbol;
+    std::string name;
+    std::optional<Range> range;
+    std::string properties; ///< Turtle
+};
 
 constexpr float kMostLatency = 262144.0F; ///< samples, at the highest rate with all that delays
 
-constexpr std::string_view kChannelSymbols[] = {"1", "2"};
+constexpr std::string_view kChannelNumbers[] = {"1", "2"};
+
+constexpr std::string_view kControlInput = "lv2:InputPort , lv2:ControlPort";
+constexpr std::string_view kControlOutput = "lv2:OutputPort , lv2:ControlPort";
+
+Description describeMeter(std::size_t channels, const Port& port)
+{
+    const bool isLevel = port.role == PortRole::level;
+    const std::string_view number = kChannelNumbers[port.number];
+    std::string name = isLevel ? "Level" : "Gain Reduction";
+    if (channels == 2)
+        name.append(" ").append(number);
+    return {kControlOutput, std::string(isLevel ? "level" : "gainReduction").append(number), name,
+            isLevel ? Range{kLowestLevelDb, kLowestLevelDb, kHighestLevelDb}
+                    : Range{0.0F, -kMostReductionDb, kMostReductionDb},
+            "units:unit units:db"};
+}
+
+Description describeAudio(std::size_t channels, const Port& port)
+{
+    const bool isOutput = port.role == PortRole::output;
+    const bool isSideChain = port.role == PortRole::sideChain;
+    Description made{isOutput ? "lv2:OutputPort , lv2:AudioPort" : "lv2:InputPort , lv2:AudioPort",
+                     std::string(isOutput      ? "out"
+                                 : isSideChain ? "sideChain"
+                                               : "in"),
+                     isOutput      ? "Out"
+                     : isSideChain ? "Side-chain"
+                                   : "In",
+                     {},
+                     isSideChain ? "lv2:portProperty lv2:isSideChain , lv2:connectionOptional ; " : ""};
+    made.symbol += kChannelNumbers[port.number];
+    made.properties.append("pg:group ")
+        .append(groupStem(channels))
+        .append(isOutput      ? "Out"
+                : isSideChain ? "SideChain"
+                              : "In")
+        .append(" ; lv2:designation ");
+    if (channels == 2)
+        made.name += port.number == 0 ? " Left" : " Right";
+    made.properties += channels == 1 ? "pg:center" : port.number == 0 ? "pg:left" : "pg:right";
+    return made;
+}
+
+/// \param plug  at its factory values
+std::string scalePoints(const core::Plug& plug, std::int32_t tag)
+{
+    const core::ParamRecord& parameter = record(tag);
+    const float step = stepOf(parameter);
+    const auto steps = static_cast<int>((parameter.max - parameter.min) / step);
+    std::string made = "lv2:portProperty lv2:integer , lv2:enumeration ; lv2:scalePoint";
+    for (int i = 0; i <= steps; ++i) {
+        const float value = parameter.min + static_cast<float>(i) * step;
+        char text[core::kParameterTextBytes] = {};
+        plug.formatParameter(tag, plug.toNormalised(tag, value), text, 0);
+        made += i == 0 ? "\n            " : " ,\n            ";
+        made += "[ rdfs:label " + quoted(text) + " ; rdf:value " + number(value) + " ]";
+    }
+    return made + " ; ";
+}
+
+Description describeParameter(const core::Plug& plug, std::int32_t tag)
+{
+    const core::ParamRecord& parameter = record(tag);
+    Description made{kControlInput, std::string(core::TagTable::instance().name(tag)), parameter.name.data(),
+                     Range{parameter.value, parameter.min, parameter.max}, ""};
+    if (parameter.scale == ScaleType::onOff)
+        made.properties = "lv2:portProperty lv2:toggled ; ";
+    else if (parameter.scale == ScaleType::exponential)
+        made.properties = "lv2:portProperty pprops:logarithmic ; ";
+    else if (stepOf(parameter) > 0.0F)
+        made.properties = scalePoints(plug, tag);
+    if (const std::string_view unit = unitOf(parameter); !unit.empty())
+        made.properties.append("units:unit ").append(unit).append(" ; ");
+    made.properties.append("pg:group ").append(parameterGroup(tag));
+    return made;
+}
+
+Description describe(const core::Plug& plug, std::size_t channels, const Port& port)
+{
+    constexpr Range kOff{0.0F, 0.0F, 1.0F};
+    constexpr Range kOn{1.0F, 0.0F, 1.0F};
+    switch (port.role) {
+    case PortRole::parameter:
+        return describeParameter(plug, port.number);
+    case PortRole::enabled:
+        return {kControlInput, "enabled", "Enabled", kOn,
+                "lv2:portProperty lv2:toggled ; lv2:designation lv2:enabled ; pg:group sorvane:global"};
+    case PortRole::freeWheeling:
+        return {kControlInput, "freeWheeling", "Free-wheeling", kOff,
+                "lv2:portProperty lv2:toggled , pprops:notOnGUI ; lv2:designation lv2:freeWheeling"};
+    case PortRole::latency:
+        return {kControlOutput, "latency", "Latency", Range{0.0F, 0.0F, kMostLatency},
+                "lv2:portProperty lv2:reportsLatency , lv2:integer , pprops:notOnGUI ; "
+                "lv2:designation lv2:latency ; units:unit units:frame"};
+    case PortRole::midi:
+        return {"lv2:InputPort , atom:AtomPort",
+                "midiIn",
+                "MIDI In",
+                {},
+                "atom:bufferType atom:Sequence ; atom:supports midi:MidiEvent ; lv2:designation lv2:control ; "
+                "lv2:portProperty lv2:connectionOptional"};
+    case PortRole::level:
+    case PortRole::reduction:
+        return describeMeter(channels, port);
+    default:
+        return describeAudio(channels, port);
+    }
+}
 
 } // namespace
 
@@ -261,112 +379,14 @@ void Lv2Bundle::writePlugin(std::ostream& out, std::size_t channels) const
 
 void Lv2Bundle::writePort(std::ostream& out, std::size_t channels, std::size_t index, const Port& port) const
 {
-    const auto head = [&](std::string_view types, const std::string& symbol, const std::string& name) {
-        out << "    lv2:port [\n        a " << types << " ;\n        lv2:index " << index << " ;\n        lv2:symbol "
-            << quoted(symbol) << " ;\n        lv2:name " << quoted(name) << " ;\n";
-    };
-    const auto writeMeter = [&](const char* symbol, const char* name, float low, float high, float rest) {
-        const std::string_view channel = kChannelSymbols[port.number];
-        head("lv2:OutputPort , lv2:ControlPort", std::string(symbol).append(channel),
-             channels == 1 ? name : (std::string(name) + ' ').append(channel));
-        writeRange(out, low, high, rest);
-        out << "        units:unit units:db\n";
-    };
-    switch (port.role) {
-    case PortRole::parameter:
-        head("lv2:InputPort , lv2:ControlPort", std::string(core::TagTable::instance().name(port.number)),
-             record(port.number).name.data());
-        writeParameter(out, port.number);
-        break;
-    case PortRole::enabled:
-        head("lv2:InputPort , lv2:ControlPort", "enabled", "Enabled");
-        writeRange(out, 0.0F, 1.0F, 1.0F);
-        out << "        lv2:portProperty lv2:toggled ;\n        lv2:designation lv2:enabled ;\n"
-               "        pg:group sorvane:global\n";
-        break;
-    case PortRole::freeWheeling:
-        head("lv2:InputPort , lv2:ControlPort", "freeWheeling", "Free-wheeling");
-        writeRange(out, 0.0F, 1.0F, 0.0F);
-        out << "        lv2:portProperty lv2:toggled , pprops:notOnGUI ;\n"
-               "        lv2:designation lv2:freeWheeling\n";
-        break;
-    case PortRole::latency:
-        head("lv2:OutputPort , lv2:ControlPort", "latency", "Latency");
-        writeRange(out, 0.0F, kMostLatency, 0.0F);
-        out << "        lv2:portProperty lv2:reportsLatency , lv2:integer , pprops:notOnGUI ;\n"
-               "        lv2:designation lv2:latency ;\n        units:unit units:frame\n";
-        break;
-    case PortRole::midi:
-        head("lv2:InputPort , atom:AtomPort", "midiIn", "MIDI In");
-        out << "        atom:bufferType atom:Sequence ;\n        atom:supports midi:MidiEvent ;\n"
-               "        lv2:designation lv2:control ;\n        lv2:portProperty lv2:connectionOptional\n";
-        break;
-    case PortRole::level:
-        writeMeter("level", "Level", kLowestLevelDb, kHighestLevelDb, kLowestLevelDb);
-        break;
-    case PortRole::reduction:
-        writeMeter("gainReduction", "Gain Reduction", -kMostReductionDb, kMostReductionDb, 0.0F);
-        break;
-    default:
-        writeAudio(out, channels, index, port);
-    }
-    out << "    ] ;\n";
-}
-
-void Lv2Bundle::writeParameter(std::ostream& out, std::int32_t tag) const
-{
-    const core::ParamRecord& parameter = record(tag);
-    writeRange(out, parameter.min, parameter.max, parameter.value);
-    if (parameter.scale == ScaleType::onOff)
-        out << "        lv2:portProperty lv2:toggled ;\n";
-    else if (parameter.scale == ScaleType::exponential)
-        out << "        lv2:portProperty pprops:logarithmic ;\n";
-    else if (stepOf(parameter) > 0.0F)
-        writeScalePoints(out, tag);
-    if (const std::string_view unit = unitOf(parameter); !unit.empty())
-        out << "        units:unit " << unit << " ;\n";
-    out << "        pg:group " << parameterGroup(tag) << '\n';
-}
-
-void Lv2Bundle::writeScalePoints(std::ostream& out, std::int32_t tag) const
-{
-    const core::ParamRecord& parameter = record(tag);
-    const float step = stepOf(parameter);
-    const auto steps = static_cast<int>((parameter.max - parameter.min) / step);
-    out << "        lv2:portProperty lv2:integer , lv2:enumeration ;\n        lv2:scalePoint ";
-    for (int i = 0; i <= steps; ++i) {
-        const float value = parameter.min + static_cast<float>(i) * step;
-        char text[core::kParameterTextBytes] = {};
-        plug->formatParameter(tag, plug->toNormalised(tag, value), text, 0);
-        out << (i == 0 ? "" : " , ") << "[ rdfs:label " << quoted(text) << " ; rdf:value " << number(value) << " ]";
-    }
-    out << " ;\n";
-}
-
-void Lv2Bundle::writeAudio(std::ostream& out, std::size_t channels, std::size_t index, const Port& port) const
-{
-    const bool isOutput = port.role == PortRole::output;
-    const bool isSideChain = port.role == PortRole::sideChain;
-    const std::string symbol = isOutput ? "out" : isSideChain ? "sideChain" : "in";
-    const std::string side = channels == 1 ? "" : port.number == 0 ? " Left" : " Right";
-    out << "    lv2:port [\n        a " << (isOutput ? "lv2:OutputPort" : "lv2:InputPort")
-        << " , lv2:AudioPort ;\n        lv2:index " << index << " ;\n        lv2:symbol \"" << symbol
-        << kChannelSymbols[port.number] << "\" ;\n        lv2:name \""
-        << (isOutput      ? "Out"
-            : isSideChain ? "Side-chain"
-                          : "In")
-        << side << "\" ;\n";
-    if (isSideChain)
-        out << "        lv2:portProperty lv2:isSideChain , lv2:connectionOptional ;\n";
-    out << "        pg:group " << groupStem(channels)
-        << (isOutput      ? "Out"
-            : isSideChain ? "SideChain"
-                          : "In")
-        << " ;\n        lv2:designation "
-        << (channels == 1      ? "pg:center"
-            : port.number == 0 ? "pg:left"
-                               : "pg:right")
-        << '\n';
+    const Description description = describe(*plug, channels, port);
+    out << "    lv2:port [\n        a " << description.types << " ;\n        lv2:index " << index
+        << " ;\n        lv2:symbol " << quoted(description.symbol) << " ;\n        lv2:name "
+        << quoted(description.name) << " ;\n";
+    if (const auto& range = description.range)
+        out << "        lv2:default " << number(range->rest) << " ;\n        lv2:minimum " << number(range->low)
+            << " ;\n        lv2:maximum " << number(range->high) << " ;\n";
+    out << "        " << description.properties << "\n    ] ;\n";
 }
 
 /// Port values for every host, and what they can't hold as state: the name, and the banks of the factory bank.

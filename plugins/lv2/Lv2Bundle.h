@@ -40,9 +40,6 @@ private:
     void addPreset(const std::string& path, const std::string& folder, const std::string& name);
     void writePlugin(std::ostream& out, std::size_t channels) const;
     void writePort(std::ostream& out, std::size_t channels, std::size_t index, const Port& port) const;
-    void writeParameter(std::ostream& out, std::int32_t tag) const;
-    void writeAudio(std::ostream& out, std::size_t channels, std::size_t index, const Port& port) const;
-    void writeScalePoints(std::ostream& out, std::int32_t tag) const;
 
     std::string version;
     std::vector<Preset> presets;
