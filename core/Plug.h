@@ -67,6 +67,8 @@ public:
     void armAutoListen(std::int32_t mode) override;
     void applyGlobalPrefs() override;
     void applyUiPrefs() override;
+    /// Latency in samples that the next block will have, which the host may not have been told yet. Any thread.
+    [[nodiscard]] std::int32_t getLatency() const noexcept { return engine.getLatency(); }
     /// Tells the host when the latency has changed. Never on the audio thread.
     virtual void updateLatency();
 

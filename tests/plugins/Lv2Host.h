@@ -1,0 +1,188 @@
+#pragma once
+
+#include "Lv2Ports.h"
+#include "Parameters.h"
+#include "Signals.h"
+
+#include <lv2/atom/atom.h>
+#include <lv2/buf-size/buf-size.h>
+#include <lv2/core/lv2.h>
+#include <lv2/midi/midi.h>
+#include <lv2/options/options.h>
+#include <lv2/state/state.h>
+#include <lv2/urid/urid.h>
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace sorvane::test {
+
+/// The library of the bundle that was built, as a host loads it.
+class Lv2Library {
+public:
+    explicit Lv2Library(const char* path = kPath) : handle(::dlopen(path, RTLD_NOW | RTLD_LOCAL))
+    {
+        if (handle != nullptr)
+            entry = reinterpret_cast<LV2_Descriptor_Function>(::dlsym(handle, "lv2_descriptor"));
+    }
+    ~Lv2Library()
+    {
+        if (handle != nullptr)
+            ::dlclose(handle);
+    }
+    Lv2Library(const Lv2Library&) = delete;
+    Lv2Library& operator=(const Lv2Library&) = delete;
+
+    [[nodiscard]] const LV2_Descriptor* descriptor(std::size_t channels) const
+    {
+        return entry != nullptr ? entry(channels == 2 ? 0 : 1) : nullptr;
+    }
+    [[nodiscard]] static bool isLoaded()
+    {
+        void* const found = ::dlopen(kPath, RTLD_NOW | RTLD_NOLOAD);
+        if (found != nullptr)
+            ::dlclose(found);
+        return found != nullptr;
+    }
+
+    static constexpr const char* kPath = SORVANE_LV2_BUNDLE "/Sorvane.so";
+    LV2_Descriptor_Function entry = nullptr;
+
+private:
+    void* handle;
+};
+
+/// Numbers for URIs, one set for the process.
+class Lv2Urids {
+public:
+    static LV2_URID of(const char* uri)
+    {
+        static Lv2Urids urids;
+        const std::lock_guard lock(urids.mutex);
+        return urids.numbers.try_emplace(uri, static_cast<LV2_URID>(urids.numbers.size()) + 1).first->second;
+    }
+    static inline LV2_URID_Map map{nullptr, [](LV2_URID_Map_Handle, const char* uri) { return of(uri); }};
+
+private:
+    std::mutex mutex;
+    std::map<std::string, LV2_URID> numbers;
+};
+
+/// A state as a host keeps it: properties with their bytes.
+using Lv2State = std::map<LV2_URID, std::string>;
+
+/// An instance with all its ports connected to memory of ours but the side-chain and the MIDI input.
+class Lv2Instance {
+public:
+    static constexpr std::size_t kFrames = 8192;
+
+    Lv2Instance(const Lv2Library& library, std::size_t channelCount, double rateHz = 48000.0,
+                std::int32_t maxBlockLength = 4096)
+        : channels(channelCount), descriptor(library.descriptor(channels)), announced(maxBlockLength)
+    {
+        const std::array<LV2_Options_Option, 2> options = {
+            LV2_Options_Option{LV2_OPTIONS_INSTANCE, 0, Lv2Urids::of(LV2_BUF_SIZE__maxBlockLength), sizeof announced,
+                               Lv2Urids::of(LV2_ATOM__Int), &announced},
+            LV2_Options_Option{}};
+        const LV2_Feature mapFeature{LV2_URID__map, &Lv2Urids::map};
+        const LV2_Feature optionsFeature{LV2_OPTIONS__options, const_cast<LV2_Options_Option*>(options.data())};
+        const std::array<const LV2_Feature*, 3> features = {&mapFeature, &optionsFeature, nullptr};
+        handle = descriptor->instantiate(descriptor, rateHz, SORVANE_LV2_BUNDLE, features.data());
+        const auto ports = lv2::portsOf(channels);
+        controls.resize(ports.size());
+        buffers.resize(ports.size());
+        for (std::uint32_t index = 0; index < ports.size(); ++index) {
+            if (index < lv2::kParameterPorts)
+                controls[index] = core::factoryParameters()[index].value;
+            if (ports[index].role >= lv2::PortRole::input)
+                buffers[index].resize(kFrames);
+            if (ports[index].role != lv2::PortRole::midi && ports[index].role != lv2::PortRole::sideChain)
+                connect(index, buffers[index].empty() ? &controls[index] : buffers[index].data());
+        }
+        controls[core::kBypass] = 1.0F; // "enabled"
+        state = static_cast<const LV2_State_Interface*>(descriptor->extension_data(LV2_STATE__interface));
+    }
+    ~Lv2Instance()
+    {
+        if (isActive)
+            descriptor->deactivate(handle);
+        descriptor->cleanup(handle);
+    }
+    Lv2Instance(const Lv2Instance&) = delete;
+    Lv2Instance& operator=(const Lv2Instance&) = delete;
+
+    void connect(std::uint32_t index, void* data) const { descriptor->connect_port(handle, index, data); }
+    void activate()
+    {
+        descriptor->activate(handle);
+        isActive = true;
+    }
+    void run(std::size_t frames) const { descriptor->run(handle, static_cast<std::uint32_t>(frames)); }
+
+    [[nodiscard]] std::uint32_t port(lv2::PortRole role, std::int32_t number = 0) const
+    {
+        const auto ports = lv2::portsOf(channels);
+        const auto found = std::find_if(ports.begin(), ports.end(), [&](const lv2::Port& candidate) {
+            return candidate.role == role && candidate.number == number;
+        });
+        return static_cast<std::uint32_t>(found - ports.begin());
+    }
+    float& control(lv2::PortRole role, std::int32_t number = 0) { return controls[port(role, number)]; }
+    std::vector<float>& buffer(lv2::PortRole role, std::size_t channel)
+    {
+        return buffers[port(role, static_cast<std::int32_t>(channel))];
+    }
+    void connectSideChain()
+    {
+        for (std::size_t c = 0; c < channels; ++c)
+            connect(port(lv2::PortRole::sideChain, static_cast<std::int32_t>(c)),
+                    buffer(lv2::PortRole::sideChain, c).data());
+    }
+
+    [[nodiscard]] Lv2State save() const
+    {
+        Lv2State saved;
+        const auto store = [](LV2_State_Handle to, std::uint32_t key, const void* value, std::size_t size,
+                              std::uint32_t, std::uint32_t) {
+            (*static_cast<Lv2State*>(to))[key].assign(static_cast<const char*>(value), size);
+            return LV2_STATE_SUCCESS;
+        };
+        (void)state->save(handle, store, &saved, 0, nullptr);
+        return saved;
+    }
+    LV2_State_Status restore(const Lv2State& saved) const
+    {
+        const auto retrieve = [](LV2_State_Handle from, std::uint32_t key, std::size_t* size, std::uint32_t* type,
+                                 std::uint32_t* flags) -> const void* {
+            const auto& properties = *static_cast<const Lv2State*>(from);
+            const auto found = properties.find(key);
+            if (found == properties.end())
+                return nullptr;
+            *size = found->second.size();
+            *type = Lv2Urids::of(LV2_ATOM__Chunk);
+            *flags = LV2_STATE_IS_POD;
+            return found->second.data();
+        };
+        return state->restore(handle, retrieve, const_cast<Lv2State*>(&saved), 0, nullptr);
+    }
+
+    const std::size_t channels;
+    const LV2_Descriptor* descriptor;
+    LV2_Handle handle = nullptr;
+    const LV2_State_Interface* state = nullptr;
+    std::vector<float> controls; ///< by the ports' indices
+    std::vector<std::vector<float>> buffers;
+
+private:
+    std::int32_t announced;
+    bool isActive = false;
+};
+
+} // namespace sorvane::test

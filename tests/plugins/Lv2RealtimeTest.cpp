@@ -1,0 +1,86 @@
+// That the LV2 plug-ins, once warm, leave the audio thread alone whatever their ports do.
+
+#include "Lv2Host.h"
+#include "RealtimeGuard.h"
+#include "Store.h"
+#include "StormSeconds.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <random>
+#include <thread>
+
+namespace sorvane::test {
+namespace {
+
+using lv2::PortRole;
+using Clock = std::chrono::steady_clock;
+
+/// One control change, which the user's map leads to a parameter.
+struct MidiSequence {
+    LV2_Atom_Sequence head{
+        {sizeof(LV2_Atom_Sequence_Body) + sizeof(LV2_Atom_Event) + 8, Lv2Urids::of(LV2_ATOM__Sequence)}, {0, 0}};
+    LV2_Atom_Event event{{0}, {3, Lv2Urids::of(LV2_MIDI__MidiEvent)}};
+    std::array<std::uint8_t, 8> bytes{0xB0, 7, 0};
+};
+
+TEST(Lv2Realtime, StormOfPortsLeavesTheAudioThreadAlone)
+{
+    std::string map = std::to_string(core::kSplitBPFFreqB).insert(0, 1, '[');
+    for (int controller = 1; controller < 128; ++controller)
+        map.append(",").append(std::to_string(controller == 7 ? core::kABBank : -1));
+    ASSERT_TRUE(platform::Store::user().write("MIDIMap", map.append("]")));
+
+    const Lv2Library library;
+    for (const std::size_t channels : {1U, 2U}) {
+        Lv2Instance instance(library, channels, 48000.0, 1024); // blocks are larger, too
+        instance.connectSideChain();
+        MidiSequence midi;
+        instance.connect(instance.port(PortRole::midi), &midi);
+        instance.activate();
+        std::atomic<bool> over{false};
+        RealtimeGuard::Counts counts;
+        std::uint64_t blocks = 0;
+        std::thread audio([&] {
+            std::mt19937 random(1);
+            for (std::size_t c = 0; c < channels; ++c)
+                std::generate_n(instance.buffer(PortRole::input, c).begin(), Lv2Instance::kFrames,
+                                [&] { return static_cast<float>(random() % 2001) / 1000.0F - 1.0F; });
+            const RealtimeGuard guard;
+            instance.controls[core::kSplitBPFFreq] = 3000.0F;
+            instance.run(64); // the first run makes its designs, which also shows that the library is watched
+            EXPECT_GT(RealtimeGuard::take().allocations, 0U);
+            const auto end = Clock::now() + std::chrono::duration<double>(stormSeconds(1.0));
+            while (Clock::now() < end) {
+                for (int i = 0; i < 3; ++i) {
+                    const std::size_t tag = random() % lv2::kParameterPorts;
+                    const core::ParamRecord& record = core::factoryParameters()[tag];
+                    instance.controls[tag] = core::normalToValue(static_cast<float>(random() % 1001) / 1000.0F,
+                                                                 record.min, record.max, record.scale);
+                }
+                midi.bytes[1] = static_cast<std::uint8_t>(random() % 8);
+                midi.bytes[2] = static_cast<std::uint8_t>(random() % 128);
+                instance.run(random() % 3000);
+                ++blocks;
+            }
+            counts = RealtimeGuard::take();
+            over = true;
+        });
+        while (!over) {
+            const Lv2State saved = instance.save();
+            EXPECT_EQ(instance.restore(saved), LV2_STATE_SUCCESS);
+            std::this_thread::sleep_for(std::chrono::milliseconds(3));
+        }
+        audio.join();
+        EXPECT_GT(blocks, 50U);
+        EXPECT_EQ(counts.allocations, 0U) << channels;
+        EXPECT_EQ(counts.locks, 0U) << channels;
+        EXPECT_EQ(counts.systemCalls, 0U) << channels;
+    }
+    (void)platform::Store::user().write("MIDIMap", "[]");
+}
+
+} // namespace
+} // namespace sorvane::test
