@@ -7,8 +7,9 @@
 
 #include <algorithm>
 #include <array>
+#include <condition_variable>
 #include <cstring>
-#include <new>
+#include <mutex>
 
 namespace sorvane::aax {
 
@@ -27,17 +28,31 @@ std::string identifierOf(std::int32_t index, bool isContinuous)
     return {' ', 'd', isContinuous ? 'l' : 'd', static_cast<char>(' ' + index)};
 }
 
+/// The timer reports a latency after it has let go of the effect, whose instance may be about to end.
+std::mutex reportLock;
+std::condition_variable reportEnded;
+
+std::atomic_ref<void*> userOf(host::AEffect& record)
+{
+    return std::atomic_ref(record.user);
+}
+
 } // namespace
 
 AAXWrap_Parameters::AAXWrap_Parameters() : effect(std::make_unique<core::Plug>(hostCallback))
 {
-    effect->getAeffect()->user = this; // only now can the effect's calls reach this
+    userOf(*effect->getAeffect()) = this; // only now can the effect's calls reach this
     midiAccepted = effect->canDo("receiveVstEvents") == 1;
     ++liveInstances;
 }
 
 AAXWrap_Parameters::~AAXWrap_Parameters()
 {
+    {
+        std::unique_lock guard(reportLock);
+        userOf(*effect->getAeffect()) = nullptr;
+        reportEnded.wait(guard, [this] { return reportsUnderWay == 0; });
+    }
     effect->close();
     effect.reset();
     --liveInstances;
@@ -156,6 +171,7 @@ Result AAXWrap_Parameters::updateParameterNormalizedValue(const char* identifier
         effect->setParameter(index, static_cast<float>(parameter.getNormalizedValue()));
     } else {
         effect->setParameter(index, toEffect(index, parameter));
+        effect->updateLatency(); // else the timer would tell the host, a little later
     }
     countChange();
     return AAX_SUCCESS;
@@ -264,15 +280,39 @@ Result AAXWrap_Parameters::setChunk(std::int32_t chunkId, const Chunk& chunk)
     const std::string copy(reinterpret_cast<const char*>(chunk.data), static_cast<std::size_t>(chunk.size));
     hostChunk.clear(); // it tells of a state that is gone
     effect->setChunk(copy.data(), chunk.size, false);
+    effect->updateLatency(); // at once, so that a host that renders next compensates for what it restored
+    reportLatency();         // if the timer was faster and is yet to tell it
     return AAX_SUCCESS;
 }
 
 host::Pointer AAXWrap_Parameters::hostCallback(host::AEffect* record, std::int32_t opcode, std::int32_t index,
                                                host::Pointer, void* data, float option)
 {
-    if (record == nullptr || record->user == nullptr)
+    if (record == nullptr)
         return 0;
-    return static_cast<AAXWrap_Parameters*>(record->user)->answer(opcode, index, data, option);
+    if (opcode == host::hostIOChanged) {
+        reportLatencyOf(*record);
+        return 0;
+    }
+    auto* const instance = static_cast<AAXWrap_Parameters*>(userOf(*record).load());
+    return instance != nullptr ? instance->answer(opcode, index, data, option) : 0;
+}
+
+/// The one call that may come without the effect's own holding the instance alive.
+void AAXWrap_Parameters::reportLatencyOf(host::AEffect& record)
+{
+    AAXWrap_Parameters* instance = nullptr;
+    {
+        const std::lock_guard guard(reportLock);
+        instance = static_cast<AAXWrap_Parameters*>(userOf(record).load());
+        if (instance == nullptr)
+            return;
+        ++instance->reportsUnderWay;
+    }
+    instance->reportLatency();
+    const std::lock_guard guard(reportLock);
+    --instance->reportsUnderWay;
+    reportEnded.notify_all();
 }
 
 host::Pointer AAXWrap_Parameters::answer(std::int32_t opcode, std::int32_t index, void* data, float option)
@@ -290,9 +330,6 @@ host::Pointer AAXWrap_Parameters::answer(std::int32_t opcode, std::int32_t index
     case hostProcessEvents:
         if (data != nullptr)
             queueEvents(*static_cast<const host::Events*>(data));
-        return 0;
-    case host::hostIOChanged:
-        reportLatency();
         return 0;
     case host::hostProcessLevel:
         return offlineMode ? host::processLevelOffline : host::processLevelRealtime;

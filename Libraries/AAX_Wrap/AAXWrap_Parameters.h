@@ -16,7 +16,8 @@ namespace sorvane::aax {
 /// The host's data model of one instance, which owns the effect and stands as its VST 2.4 host.
 ///
 /// Threads: the algorithm callback on the audio thread; all else on the host's data model thread, but for what the effect
-/// asks its host, which comes from any thread. No lock that anybody waits for.
+/// asks its host, which comes from any thread. The end waits for a report of the latency that the timer's thread has
+/// under way: the host must neither end an instance in setSignalLatency nor hold a lock then that it takes there.
 class AAXWrap_Parameters : public EffectParametersBase {
 public:
     /// Field of the private block that leads to the instance.
@@ -60,6 +61,7 @@ private:
         std::string data;
     };
 
+    static void reportLatencyOf(host::AEffect& record);
     static host::Pointer hostCallback(host::AEffect* record, std::int32_t opcode, std::int32_t index,
                                       host::Pointer value, void* data, float option);
     host::Pointer answer(std::int32_t opcode, std::int32_t index, void* data, float option);
@@ -82,6 +84,7 @@ private:
     void emptyEventQueues() noexcept;
 
     std::unique_ptr<core::Plug> effect;
+    std::int32_t reportsUnderWay = 0; ///< of the latency, that the effect asked for; guarded by reportLock
     const HostParameter* masterBypass = nullptr;
     dsp::Relaxed<bool> bypassActive{false};
     bool midiAccepted = false;
