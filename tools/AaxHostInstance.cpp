@@ -93,8 +93,7 @@ AaxInstance::AaxInstance(const AaxLibrary& library, AaxAudioThread& thread, std:
 {
     const auto create = library.effect().createParameters;
     if (component == nullptr || component->callback == nullptr || create == nullptr)
-        throw Failure(ExitCode::input,
-                      "the plug-in has no component of " + std::to_string(channels) + " channels");
+        throw Failure(ExitCode::input, "the plug-in has no component of " + std::to_string(channels) + " channels");
     parameters.reset(create());
     if (!parameters)
         throw Failure(ExitCode::input, "the plug-in gives no instance");

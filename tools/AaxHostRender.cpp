@@ -178,9 +178,9 @@ void describeInstance(std::string& text, AaxInstance& instance)
             continue;
         (void)instance.model().getParameterStringFromValue(info.identifier, info.defaultNormal, shown);
         char line[160];
-        std::snprintf(line, sizeof line, "  %2d  \"%s\"  %-14s %s, %4d steps, %.6f = %s\n", i, info.identifier, info.name,
-                      info.type == aax::ParameterType::continuous ? "continuous" : "discrete  ", info.numSteps,
-                      info.defaultNormal, shown.c_str());
+        std::snprintf(line, sizeof line, "  %2d  \"%s\"  %-14s %s, %4d steps, %.6f = %s\n", i, info.identifier,
+                      info.name, info.type == aax::ParameterType::continuous ? "continuous" : "discrete  ",
+                      info.numSteps, info.defaultNormal, shown.c_str());
         text += line;
     }
     for (const AaxSavedChunk& chunk : instance.save())
@@ -195,9 +195,8 @@ double hostValue(const ParameterSetting& setting, std::int32_t hostSteps)
 {
     constexpr std::int32_t kContinuous = 1000;
     const core::ParamRecord& record = core::factoryParameters()[static_cast<std::size_t>(setting.tag)];
-    const float normal = setting.normalised
-                             ? setting.value
-                             : core::valueToNormal(setting.value, record.min, record.max, record.scale);
+    const float normal =
+        setting.normalised ? setting.value : core::valueToNormal(setting.value, record.min, record.max, record.scale);
     if (hostSteps == kContinuous || record.scale == core::ScaleType::onOff)
         return static_cast<double>(normal);
     const float low = core::normalToValue(0.0F, record.min, record.max, record.scale);
@@ -234,12 +233,14 @@ std::string renderThroughAax(const AaxRenderOptions& options)
     const std::int64_t frames = player.play(instance, output);
     output.commit();
 
-    std::string text = options.input + ": " + std::to_string(frames) + " frames through " + library.effect().identifier +
-                       "\n  latency  " + std::to_string(instance.latency()) + " samples, compensated\n";
+    std::string text = options.input + ": " + std::to_string(frames) + " frames through " +
+                       library.effect().identifier + "\n  latency  " + std::to_string(instance.latency()) +
+                       " samples, compensated\n";
     for (const MeterRecord& meter : library.effect().meters) {
         char line[64];
-        std::snprintf(line, sizeof line, "  %-8s %.4f at most\n", meter.name.c_str(),
-                      static_cast<double>(player.peaks[static_cast<std::size_t>(&meter - library.effect().meters.data())]));
+        std::snprintf(
+            line, sizeof line, "  %-8s %.4f at most\n", meter.name.c_str(),
+            static_cast<double>(player.peaks[static_cast<std::size_t>(&meter - library.effect().meters.data())]));
         text += line;
     }
     return text + "  output   " + options.output + "\n";

@@ -12,8 +12,8 @@ namespace sorvane::aax {
 namespace {
 
 constexpr double kTicksPerQuarter = 960000.0;
-constexpr std::int32_t kTimeFlags = timeNanosecondsValid | timeMusicalPositionValid | timeTempoValid | timeCycleValid |
-                                    timeSignatureValid;
+constexpr std::int32_t kTimeFlags =
+    timeNanosecondsValid | timeMusicalPositionValid | timeTempoValid | timeCycleValid | timeSignatureValid;
 constexpr std::size_t kMostTaps = 6;
 
 /// Taps of a component: a mono one has no second gain reduction.

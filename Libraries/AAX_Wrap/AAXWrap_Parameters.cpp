@@ -37,6 +37,17 @@ std::atomic_ref<void*> userOf(host::AEffect& record)
     return std::atomic_ref(record.user);
 }
 
+/// Lets nothing out into the host: what is thrown here is for want of memory.
+template <typename Call>
+Result guarded(Call call) noexcept
+{
+    try {
+        return call();
+    } catch (...) {
+        return AAX_ERROR_OUT_OF_MEMORY;
+    }
+}
+
 } // namespace
 
 AAXWrap_Parameters::AAXWrap_Parameters() : effect(std::make_unique<core::Plug>(hostCallback))
@@ -74,14 +85,12 @@ std::int32_t AAXWrap_Parameters::instanceCount() noexcept
 
 Result AAXWrap_Parameters::initialize(Controller* newController)
 {
-    try {
+    return guarded([&] {
         const Result result = EffectParametersBase::initialize(newController);
         if (result == AAX_SUCCESS)
             ignoreInCompare(kMasterBypassId);
         return result;
-    } catch (...) { // no memory for the parameters
-        return AAX_ERROR_OUT_OF_MEMORY;
-    }
+    });
 }
 
 Result AAXWrap_Parameters::effectInit()
@@ -111,9 +120,9 @@ void AAXWrap_Parameters::buildParameters()
         return;
     for (std::int32_t index = 0; index < core::kNumParams; ++index)
         addParameter(makeParameter(index));
-    masterBypass = addParameter(std::make_unique<HostParameter>(
-        kMasterBypassId, "Master Bypass", 0.0, 2, ParameterType::discrete,
-        std::make_unique<BinaryDisplayDelegate>("bypass", "on")));
+    masterBypass =
+        addParameter(std::make_unique<HostParameter>(kMasterBypassId, "Master Bypass", 0.0, 2, ParameterType::discrete,
+                                                     std::make_unique<BinaryDisplayDelegate>("bypass", "on")));
     publishParameters();
 }
 
@@ -162,19 +171,26 @@ double AAXWrap_Parameters::toHost(std::int32_t index, float normal) const
 Result AAXWrap_Parameters::updateParameterNormalizedValue(const char* identifier, double normal)
 {
     std::int32_t index = -1;
-    if (const Result result = storeNormalizedValue(identifier, normal, index); result != AAX_SUCCESS)
-        return result;
-    const HostParameter& parameter = *parameterAt(index);
-    if (&parameter == masterBypass) {
-        bypassActive.storeInOrder(parameter.isTrue());
-        reportLatency();
-        effect->setParameter(index, static_cast<float>(parameter.getNormalizedValue()));
-    } else {
+    if (const Result stored = storeNormalizedValue(identifier, normal, index); stored != AAX_SUCCESS)
+        return stored;
+    const Result result = guarded([&] {
+        bringToEffect(index, *parameterAt(index));
+        return AAX_SUCCESS;
+    });
+    countChange();
+    return result;
+}
+
+void AAXWrap_Parameters::bringToEffect(std::int32_t index, const HostParameter& parameter)
+{
+    if (&parameter != masterBypass) {
         effect->setParameter(index, toEffect(index, parameter));
         effect->updateLatency(); // else the timer would tell the host, a little later
+        return;
     }
-    countChange();
-    return AAX_SUCCESS;
+    bypassActive.storeInOrder(parameter.isTrue());
+    reportLatency();
+    effect->setParameter(index, static_cast<float>(parameter.getNormalizedValue())); // no parameter of the effect's
 }
 
 std::int32_t AAXWrap_Parameters::signalLatency() const noexcept
@@ -258,7 +274,7 @@ Result AAXWrap_Parameters::getChunk(std::int32_t chunkId, Chunk& chunk)
     chunk.manufacturer = kManufacturerCode;
     chunk.product = kProductCode;
     if (chunkId != effect->getAeffect()->uniqueID)
-        return EffectParametersBase::getChunk(chunkId, chunk);
+        return guarded([&] { return EffectParametersBase::getChunk(chunkId, chunk); });
     if (hostChunk.empty())
         hostChunk = effect->copyChunk(false);
     const auto size = static_cast<std::int32_t>(hostChunk.size());
@@ -274,15 +290,22 @@ Result AAXWrap_Parameters::getChunk(std::int32_t chunkId, Chunk& chunk)
 Result AAXWrap_Parameters::setChunk(std::int32_t chunkId, const Chunk& chunk)
 {
     if (chunkId != effect->getAeffect()->uniqueID)
-        return EffectParametersBase::setChunk(chunkId, chunk);
+        return guarded([&] { return EffectParametersBase::setChunk(chunkId, chunk); });
     if (chunk.data == nullptr || chunk.size <= 0)
         return AAX_ERROR_INCORRECT_CHUNK_SIZE;
-    const std::string copy(reinterpret_cast<const char*>(chunk.data), static_cast<std::size_t>(chunk.size));
-    hostChunk.clear(); // it tells of a state that is gone
-    effect->setChunk(copy.data(), chunk.size, false);
-    effect->updateLatency(); // at once, so that a host that renders next compensates for what it restored
-    reportLatency();         // if the timer was faster and is yet to tell it
-    return AAX_SUCCESS;
+    return guarded([&] {
+        const std::string copy(reinterpret_cast<const char*>(chunk.data), static_cast<std::size_t>(chunk.size));
+        hostChunk.clear(); // it tells of a state that is gone
+        effect->setChunk(copy.data(), chunk.size, false);
+        effect->updateLatency(); // at once, so that a host that renders next compensates for what it restored
+        reportLatency();         // if the timer was faster and is yet to tell it
+        return AAX_SUCCESS;
+    });
+}
+
+Result AAXWrap_Parameters::compareActiveChunk(const Chunk& chunk, bool& isEqual) const
+{
+    return guarded([&] { return EffectParametersBase::compareActiveChunk(chunk, isEqual); });
 }
 
 host::Pointer AAXWrap_Parameters::hostCallback(host::AEffect* record, std::int32_t opcode, std::int32_t index,
@@ -317,8 +340,7 @@ void AAXWrap_Parameters::reportLatencyOf(host::AEffect& record)
 
 host::Pointer AAXWrap_Parameters::answer(std::int32_t opcode, std::int32_t index, void* data, float option)
 {
-    const HostParameter* const parameter =
-        arePublished() && index < core::kNumParams ? parameterAt(index) : nullptr;
+    const HostParameter* const parameter = arePublished() && index < core::kNumParams ? parameterAt(index) : nullptr;
     AutomationDelegate* const delegate = automation();
     switch (opcode) {
     case host::hostAutomate:

@@ -44,6 +44,7 @@ public:
     Result getChunkSize(std::int32_t chunkId, std::int32_t& size) override;
     Result getChunk(std::int32_t chunkId, Chunk& chunk) override;
     Result setChunk(std::int32_t chunkId, const Chunk& chunk) override;
+    Result compareActiveChunk(const Chunk& chunk, bool& isEqual) const override;
 
     [[nodiscard]] core::Plug& getEffect() noexcept { return *effect; }
 
@@ -69,6 +70,7 @@ private:
     void buildParameters();
     [[nodiscard]] std::unique_ptr<HostParameter> makeParameter(std::int32_t index) const;
     [[nodiscard]] double defaultOf(std::int32_t index) const;
+    void bringToEffect(std::int32_t index, const HostParameter& parameter);
     [[nodiscard]] float toEffect(std::int32_t index, const HostParameter& parameter) const;
     [[nodiscard]] double toHost(std::int32_t index, float normal) const;
     [[nodiscard]] std::int32_t signalLatency() const noexcept;

@@ -57,7 +57,7 @@ struct AlgorithmContext {
     void* midiOut; ///< a block without content: there is no MIDI output, and the field keeps the numbering
     MidiNode* transport;
     SAAXWrap_Alg_Context_Private* privateBlock;
-    float* meters;               ///< one value a tap, linear
+    float* meters;                ///< one value a tap, linear
     std::int32_t* sideChainInput; ///< place of the side-chain in audioInput; 0 for none
 };
 

@@ -18,7 +18,7 @@ enum ResultCode : Result {
     AAX_ERROR_INVALID_CHUNK_ID = -5,
     AAX_ERROR_INVALID_CHUNK_INDEX = -6,
     AAX_ERROR_INCORRECT_CHUNK_SIZE = -7,
-    AAX_ERROR_IN_USE = -8,       ///< instances live
+    AAX_ERROR_IN_USE = -8,        ///< instances live
     AAX_ERROR_INVALID_VALUE = -9, ///< no number
     AAX_ERROR_OUT_OF_MEMORY = -10,
     AAX_ERROR_UNKNOWN_EXCEPTION = -20042, ///< something was thrown that carries no result

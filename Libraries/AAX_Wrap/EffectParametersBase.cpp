@@ -56,8 +56,9 @@ Result EffectParametersBase::getParameterInfo(std::int32_t index, ParameterInfo&
 
 Result EffectParametersBase::getParameterIndex(const char* identifier, std::int32_t& index) const
 {
-    const auto found = std::find_if(parameters.begin(), parameters.end(),
-                                    [&](const auto& p) { return identifier != nullptr && p->identifier == identifier; });
+    const auto found = std::find_if(parameters.begin(), parameters.end(), [&](const auto& p) {
+        return identifier != nullptr && p->identifier == identifier;
+    });
     if (found == parameters.end())
         return AAX_ERROR_INVALID_PARAMETER_ID;
     index = static_cast<std::int32_t>(found - parameters.begin());
@@ -98,7 +99,7 @@ Result EffectParametersBase::setParameterNormalizedValue(const char* identifier,
         return AAX_ERROR_INVALID_PARAMETER_ID;
     AutomationDelegate* const toHost = automation();
     return toHost != nullptr ? toHost->postSetValueRequest(identifier, normal)
-                           : updateParameterNormalizedValue(identifier, normal);
+                             : updateParameterNormalizedValue(identifier, normal);
 }
 
 Result EffectParametersBase::updateParameterNormalizedValue(const char* identifier, double normal)
@@ -176,8 +177,7 @@ Result EffectParametersBase::compareActiveChunk(const Chunk& chunk, bool& isEqua
     if (chunk.chunkId != kControlStateId)
         return AAX_SUCCESS;
     std::vector<std::pair<const HostParameter*, double>> values;
-    isEqual = readControlState(chunk, values) &&
-              std::all_of(values.begin(), values.end(), [&](const auto& value) {
+    isEqual = readControlState(chunk, values) && std::all_of(values.begin(), values.end(), [&](const auto& value) {
                   const auto& [parameter, normal] = value;
                   return parameter->getNormalizedValue() == normal ||
                          std::find(compareIgnored.begin(), compareIgnored.end(), parameter->identifier) !=

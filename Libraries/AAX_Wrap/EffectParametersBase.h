@@ -49,7 +49,10 @@ protected:
 
     /// Null until initialize.
     [[nodiscard]] Controller* controller() const noexcept { return hostController.load(std::memory_order_acquire); }
-    [[nodiscard]] AutomationDelegate* automation() const noexcept { return hostAutomation.load(std::memory_order_acquire); }
+    [[nodiscard]] AutomationDelegate* automation() const noexcept
+    {
+        return hostAutomation.load(std::memory_order_acquire);
+    }
 
     /// Passes a parameter over whose identifier is there already. \return the one that is there
     HostParameter* addParameter(std::unique_ptr<HostParameter> parameter);
