@@ -5,7 +5,8 @@
 
 namespace sorvane::aax {
 
-/// The host's view of one instance, which drives the effect's own editor. User interface thread.
+/// The host's view of one instance, which drives the effect's own editor. User interface thread. It ends before the data
+/// model does, or is uninitialized before.
 ///
 /// The editor has no window yet: it opens nothing and has no rectangle, and getViewSize answers that it has none.
 class AAXWrap_GUI : public EffectGUI {

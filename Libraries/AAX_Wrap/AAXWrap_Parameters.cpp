@@ -1,8 +1,8 @@
 #include "AAXWrap_Parameters.h"
 
+#include "AAXWrap_Description.h"
 #include "AAXWrap_DisplayDelegate.h"
 #include "AAXWrap_Trace.h"
-#include "AAX_Description.h"
 #include "ParameterText.h"
 
 #include <algorithm>

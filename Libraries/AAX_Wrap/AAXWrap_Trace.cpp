@@ -1,6 +1,7 @@
 #include "AAXWrap_Trace.h"
 
 #include <atomic>
+#include <cstdint>
 
 namespace sorvane::aax {
 

@@ -1,14 +1,8 @@
 #pragma once
 
 #include "AAX_Host.h"
-#include "AEffect.h"
-
-#include <cstdint>
 
 namespace sorvane::aax {
-
-inline constexpr std::int32_t kManufacturerCode = host::fourCharCode("KSTR");
-inline constexpr std::int32_t kProductCode = host::fourCharCode("Sorv");
 
 /// Keeps the services that the host gave the library; null takes them back.
 void setHostServices(HostServices* services) noexcept;

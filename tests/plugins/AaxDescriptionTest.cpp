@@ -1,5 +1,6 @@
 // What the AAX plug-in file exports and tells a host of itself, as a host finds it.
 
+#include "AAX_Exports.h"
 #include "AaxHostInstance.h"
 #include "Failure.h"
 #include "TestFolder.h"
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <stdexcept>
 #include <tuple>
@@ -29,6 +31,14 @@ TEST(AaxExports, AreTheSevenEntriesAlone)
     EXPECT_EQ(pclose(pipe), 0);
     EXPECT_EQ(names, (std::set<std::string>{"ACFStartup", "ACFShutdown", "ACFGetClassFactory", "ACFGetSDKVersion",
                                             "ACFRegisterPlugin", "ACFRegisterComponent", "ACFCanUnloadNow"}));
+
+    const AaxLibrary library(SORVANE_AAX_PLUGIN);
+    auto* factory = reinterpret_cast<aax::ClassFactory*>(&names);
+    const auto getFactory =
+        reinterpret_cast<aax::Result (*)(aax::ClassFactory**)>(library.symbol("ACFGetClassFactory"));
+    EXPECT_EQ(getFactory(&factory), aax::AAX_ERROR_UNIMPLEMENTED);
+    EXPECT_EQ(factory, nullptr);
+    EXPECT_EQ(getFactory(nullptr), aax::AAX_ERROR_UNIMPLEMENTED);
     EXPECT_THROW(AaxLibrary("/dev/null"), tools::Failure);
     EXPECT_THROW(AaxLibrary("libm.so.6"), tools::Failure); // no file of this folder
 }
@@ -153,20 +163,30 @@ std::ptrdiff_t entries(const char* folder)
     return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
 }
 
+std::size_t residentPages()
+{
+    std::size_t total = 0;
+    std::size_t resident = 0;
+    std::ifstream("/proc/self/statm") >> total >> resident;
+    return resident;
+}
+
 TEST(AaxFile, LeavesNothingBehindWhenUnloaded)
 {
     const auto threads = entries("/proc/self/task");
     const auto handles = entries("/proc/self/fd");
+    std::size_t pages = 0;
     for (int cycle = 0; cycle < 1000; ++cycle) {
+        if (cycle == 100)
+            pages = residentPages();
         const AaxLibrary library(SORVANE_AAX_PLUGIN);
-        if (cycle % 50 != 0)
-            continue;
         tools::AaxAudioThread audioThread;
         const tools::AaxInstance instance(library, audioThread, 2, 48000.0F);
         EXPECT_FALSE(library.canUnloadNow());
     }
     EXPECT_EQ(entries("/proc/self/task"), threads);
     EXPECT_EQ(entries("/proc/self/fd"), handles);
+    EXPECT_LT(residentPages(), pages + 1000) << "of 4 KiB, where one instance has 800";
 
     // Another copy of the file is another library, with a timer and instances of its own.
     const TestFolder folder;

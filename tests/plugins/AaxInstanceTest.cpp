@@ -402,6 +402,15 @@ TEST_F(AaxInstanceTest, AnswersNotificationsAndFillsPrivateBlocks)
     EXPECT_EQ(model.resetPrivateData(8, nullptr, 8), AAX_SUCCESS);
 }
 
+TEST_F(AaxInstanceTest, HasAViewByItsCreateFunction)
+{
+    const std::unique_ptr<aax::EffectGUI> view(library.effect().createGUI());
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(view->initialize(&instance.controller()), AAX_SUCCESS);
+    EXPECT_EQ(view->setControlHighlight(id(kRatio).c_str(), true, 0), AAX_SUCCESS);
+    EXPECT_EQ(view->uninitialize(), AAX_SUCCESS);
+}
+
 TEST(AaxMidi, MovesWhatTheUsersMapSays)
 {
     const TestFolder folder;

@@ -3,6 +3,7 @@
 #include "AAXWrap_GUI.h"
 #include "AAXWrap_Parameters.h"
 #include "AaxHostInstance.h"
+#include "PlainController.h"
 #include "Signals.h"
 #include "StormSeconds.h"
 
@@ -16,40 +17,6 @@ namespace sorvane::test {
 namespace {
 
 using namespace aax;
-
-/// The host's side of one stereo instance.
-struct PlainController final : Controller, AutomationDelegate {
-    Result getSampleRate(float& rateHz) const override
-    {
-        rateHz = 48000.0F;
-        return AAX_SUCCESS;
-    }
-    Result getInputStemFormat(std::uint32_t& format) const override
-    {
-        format = 0x10002;
-        return stemResult;
-    }
-    Result setSignalLatency(std::int32_t samples) override
-    {
-        latency = samples;
-        return AAX_SUCCESS;
-    }
-    AutomationDelegate* automationDelegate() override { return this; }
-    EffectParameters* dataModel() override { return model; }
-    Result postSetValueRequest(const char*, double) override { return note(); }
-    Result postTouchRequest(const char*) override { return note(); }
-    Result postReleaseRequest(const char*) override { return note(); }
-    Result note()
-    {
-        ++requests;
-        return AAX_SUCCESS;
-    }
-
-    Result stemResult = AAX_SUCCESS;
-    EffectParameters* model = nullptr;
-    std::atomic<std::int32_t> latency{-1};
-    std::atomic<int> requests{0};
-};
 
 class NamedParameters final : public AAXWrap_Parameters {
 public:
