@@ -332,7 +332,10 @@ void AAXWrap_Parameters::reportLatencyOf(host::AEffect& record)
             return;
         ++instance->reportsUnderWay;
     }
-    instance->reportLatency();
+    (void)guarded([&] { // whatever the host throws, the instance may end afterwards
+        instance->reportLatency();
+        return AAX_SUCCESS;
+    });
     const std::lock_guard guard(reportLock);
     --instance->reportsUnderWay;
     reportEnded.notify_all();
