@@ -36,7 +36,7 @@ private:
 
 /// A transport that a test or a render sets before each block.
 struct AaxTransport final : public aax::Transport {
-    aax::Result tempo(double& beatsPerMinute) const override;
+    aax::Result tempo(double& bpm) const override;
     aax::Result meter(std::int32_t& numerator, std::int32_t& denominator) const override;
     aax::Result isPlaying(bool& isOn) const override;
     aax::Result loop(bool& isOn, std::int64_t& start, std::int64_t& end) const override;

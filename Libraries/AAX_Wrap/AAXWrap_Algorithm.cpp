@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <memory>
 
 namespace sorvane::aax {
 
@@ -139,10 +140,13 @@ void AAXWrap_Parameters::run(const AlgorithmContext& context) noexcept
     }
 }
 
+/// Any thread. What comes while the callback empties the queues is lost.
 void AAXWrap_Parameters::queueEvents(const host::Events& events)
 {
     if (!queueLock.tryLock())
         return;
+    const std::unique_ptr<platform::WaitFreeLock, void (*)(platform::WaitFreeLock*)> held(
+        &queueLock, [](platform::WaitFreeLock* lock) { lock->unlock(); }); // also without memory
     for (std::int32_t i = 0; i < events.numEvents; ++i) {
         const host::Event* const event = events.events[i];
         if (event == nullptr)
@@ -155,10 +159,9 @@ void AAXWrap_Parameters::queueEvents(const host::Events& events)
                 sysexOutQueue.push_back({sysex, {sysex.sysexDump, static_cast<std::size_t>(sysex.dumpBytes)}});
         }
     }
-    queueLock.unlock();
 }
 
-/// There is no MIDI output that the events could go to; the effect sends none.
+/// Neither component has a MIDI output that the events could go to, and the effect sends none.
 void AAXWrap_Parameters::emptyEventQueues() noexcept
 {
     if (!queueLock.tryLock())

@@ -95,7 +95,7 @@ private:
     dsp::Relaxed<std::int32_t> channels{2}; ///< of the stem
     TimeInfo timeInfo{};                    ///< of the block in progress
 
-    platform::WaitFreeLock queueLock; ///< guards the two queues
+    platform::WaitFreeLock queueLock; ///< guards the two queues; only ever tried
     std::vector<host::MidiEvent> midiOutQueue;
     std::vector<QueuedSysex> sysexOutQueue;
 };
