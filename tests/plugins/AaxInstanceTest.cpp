@@ -392,13 +392,13 @@ TEST_F(AaxInstanceTest, AnswersNotificationsAndFillsPrivateBlocks)
     EXPECT_EQ(model.resetPrivateData(6, block.data(), 4), AAX_SUCCESS);
     EXPECT_EQ(std::count(block.begin(), block.end(), 0), 4);
     EXPECT_TRUE(library.traces().empty());
-    aax::EffectParameters* owner = nullptr;
+    aax::SAAXWrap_Alg_Context_Private owner{};
     block.fill(0xFF);
     EXPECT_EQ(model.resetPrivateData(8, block.data(), 4), AAX_SUCCESS); // too small for the pointer
     EXPECT_TRUE(std::all_of(block.begin() + 4, block.end(), [](std::uint8_t byte) { return byte == 0xFF; }));
     EXPECT_EQ(library.traces(), std::vector<std::string>{"iDataSize==sizeof(SAAXWrap_Alg_Context_Private)"});
     EXPECT_EQ(model.resetPrivateData(8, &owner, sizeof owner), AAX_SUCCESS);
-    EXPECT_NE(owner, nullptr);
+    EXPECT_NE(owner.parameters, nullptr);
     EXPECT_EQ(model.resetPrivateData(8, nullptr, 8), AAX_SUCCESS);
 }
 
