@@ -6,7 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
+#include <cstdlib>
+#include <random>
 #include <thread>
 
 namespace sorvane::test {
@@ -191,6 +194,44 @@ TEST(EditorSettings, TravelInChunksWhateverTheyHold)
     EXPECT_NE(
         std::find(effect.ed->drained.begin(), effect.ed->drained.end(), std::pair{std::int32_t{kGUIABMenu}, 4.0F}),
         effect.ed->drained.end());
+}
+
+/// SORVANE_STATES sets how many states are tried.
+TEST(EditorSettings, RandomStatesComeBack)
+{
+    const char* const wanted = std::getenv("SORVANE_STATES"); // NOLINT(concurrency-mt-unsafe)
+    const int states = wanted != nullptr ? std::atoi(wanted) : 100;
+    std::mt19937 random(1);
+    const auto pick = [&](unsigned count) { return std::to_string(random() % count); };
+    TestFolder folder;
+    EditedEffect first(folder / "user");
+    EditedEffect second(folder / "user");
+    EditedEffect third(folder / "user");
+    for (int state = 0; state < states; ++state) {
+        for (std::size_t bank = 0; bank < 8; ++bank)
+            first.setBankValue(bank, random() % kNumParams, static_cast<float>(random() % 1001) * 0.001F);
+        std::string settings = R"({"presets":[],"settings":{"lastPresetFolder":"/\u00df )" + pick(99) + "\"";
+        for (const auto& [key, count] : {std::pair{"uimode", 2U},
+                                         {"currentAB", 8U},
+                                         {"lastAB", 8U},
+                                         {"lastListen", 5U},
+                                         {"linkPage", 3U},
+                                         {"zoomState", 2U},
+                                         {"freeWidth", 1457U},
+                                         {"lastPreset", 50U}})
+            settings.append(",\"").append(key).append("\":").append(pick(count));
+        settings += R"(},"uiprefs":{"Graph":{"Readout":{"value":)" + pick(4) + R"(}},"Analyser":{"Top":{"value":)" +
+                    pick(4) + R"(},"Decay":{"value":)" + pick(4) + "}}}}";
+        first.load(settings);
+        first.setCompressionLevel(std::array{0, 1, 5, 9}[random() % 4]);
+        second.load(first.copyChunk(false));
+        third.load(second.copyChunk(false));
+        second.setCompressionLevel(0);
+        third.setCompressionLevel(0);
+        for (const char* const member : {"settings", "uiprefs"})
+            ASSERT_EQ(part(second, member), part(first, member)) << settings;
+        ASSERT_EQ(third.copyChunk(false), second.copyChunk(false)) << settings;
+    }
 }
 
 TEST(EditorSettings, ThreadsMaySaveLoadAndTellValuesAtOnce)
