@@ -40,8 +40,10 @@ TEST(Lv2Realtime, StormOfPortsLeavesTheAudioThreadAlone)
         MidiSequence midi;
         instance.connect(instance.port(PortRole::midi), &midi);
         instance.activate();
+        std::atomic<bool> warm{false};
         std::atomic<bool> over{false};
         RealtimeGuard::Counts counts;
+        RealtimeGuard::Counts firstRun;
         std::uint64_t blocks = 0;
         std::thread audio([&] {
             std::mt19937 random(1);
@@ -51,7 +53,8 @@ TEST(Lv2Realtime, StormOfPortsLeavesTheAudioThreadAlone)
             const RealtimeGuard guard;
             instance.controls[core::kSplitBPFFreq] = 3000.0F;
             instance.run(64); // the first run makes its designs, which also shows that the library is watched
-            EXPECT_GT(RealtimeGuard::take().allocations, 0U);
+            firstRun = RealtimeGuard::take();
+            warm = true;
             const auto end = Clock::now() + std::chrono::duration<double>(stormSeconds(1.0));
             while (Clock::now() < end) {
                 for (int i = 0; i < 3; ++i) {
@@ -68,12 +71,15 @@ TEST(Lv2Realtime, StormOfPortsLeavesTheAudioThreadAlone)
             counts = RealtimeGuard::take();
             over = true;
         });
+        while (!warm) // a restore's own thread would make the first designs
+            std::this_thread::yield();
         while (!over) {
             const Lv2State saved = instance.save();
             EXPECT_EQ(instance.restore(saved), LV2_STATE_SUCCESS);
             std::this_thread::sleep_for(std::chrono::milliseconds(3));
         }
         audio.join();
+        EXPECT_GT(firstRun.allocations, 0U) << channels;
         EXPECT_GT(blocks, 50U);
         EXPECT_EQ(counts.allocations, 0U) << channels;
         EXPECT_EQ(counts.locks, 0U) << channels;
