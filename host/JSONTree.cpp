@@ -1,10 +1,9 @@
 #include "JSONTree.h"
 
-#include <locale.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <clocale>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
