@@ -34,8 +34,9 @@ TEST(StateInForce, ANewInstanceStartsFromTheNearestBank)
     std::filesystem::create_directories(users);
     std::filesystem::create_directories(packages);
     const float factory = factoryParameters()[kThreshold].normal;
-    const auto startsWith = [&] { return Plug(nullptr).getParameter(kThreshold); };
-    const Plug old(nullptr);
+    const auto made = [] { return std::make_unique<Plug>(nullptr); };
+    const auto startsWith = [&] { return made()->getParameter(kThreshold); };
+    const auto old = made();
     EXPECT_EQ(startsWith(), factory);
     makeFile(packages + "Factory Bank.bnk", bankWith(0.125F, 9));
     EXPECT_FLOAT_EQ(startsWith(), 0.125F);
@@ -45,9 +46,9 @@ TEST(StateInForce, ANewInstanceStartsFromTheNearestBank)
     EXPECT_FLOAT_EQ(startsWith(), 0.375F);
     makeFile(users + "Default Bank.bnk", bankWith(0.5F, 1));
     EXPECT_FLOAT_EQ(startsWith(), 0.5F);
-    EXPECT_EQ(Plug(nullptr).getDefaultBankPath(), users + "Default Bank.bnk");
-    EXPECT_EQ(Plug(nullptr, Plug::Start::factoryValues).getParameter(kThreshold), factory);
-    EXPECT_EQ(old.getParameter(kThreshold), factory);
+    EXPECT_EQ(made()->getDefaultBankPath(), users + "Default Bank.bnk");
+    EXPECT_EQ(makePlug()->getParameter(kThreshold), factory) << "whatever the user saved";
+    EXPECT_EQ(old->getParameter(kThreshold), factory);
     makeFile(users + "Default Bank.bnk", "no bank");
     EXPECT_EQ(startsWith(), factory);
 }
