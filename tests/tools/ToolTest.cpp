@@ -457,6 +457,9 @@ TEST_F(Tool, ReplacesAFileOnlyWhenItIsComplete)
     // A disk that is full: early, and at what a codec writes at its end.
     for (const char* command : {"render in.wav in.wav", "render in.wav out.flac", "render in.wav out.ogg",
                                 "render in.wav out.mp3", "response --points 2000 --csv old.csv"}) {
+#ifdef __SANITIZE_THREAD__
+        break; // its runtime writes a file of its own at the start
+#endif
         for (const char* limit : {"ulimit -f 0; ", "ulimit -f 8; "}) {
             const Outcome result = run(command, limit);
             EXPECT_EQ(result.exitCode, 4) << limit << command;
