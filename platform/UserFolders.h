@@ -5,8 +5,8 @@
 
 namespace sorvane::platform {
 
-/// The folders of the XDG base directory specification, with no slash at their ends. Asked anew each time. A variable
-/// that isn't an absolute path counts as unset, as the specification wants it. Any thread but the audio thread.
+/// The base directories that desktops agree on (XDG), with no slash at their ends. Asked anew each time. A variable
+/// that isn't an absolute path counts as unset. Any thread but the audio thread.
 
 /// $XDG_CONFIG_HOME, else ~/.config; empty for a user without a home.
 [[nodiscard]] std::string userConfigFolder();
