@@ -94,6 +94,7 @@ enum EffectOpcode : std::int32_t {
     effectGetVendorVersion = 49,
     effectVendorSpecific = 50,
     effectCanDo = 51,
+    effectGetParameterProperties = 56,
     effectKeysRequired = 57, ///< deprecated; 0 when it wants the keyboard
     effectGetVstVersion = 58,
     effectGetSpeakerArrangement = 69,
@@ -151,6 +152,31 @@ struct PinProperties {
     std::int32_t arrangementType;
     char shortLabel[8];
     char future[48];
+};
+
+enum ParameterFlag : std::int32_t {
+    parameterIsSwitch = 1 << 0,
+    parameterUsesFloatStep = 1 << 2,
+};
+
+/// How a host's own controls should move a parameter. Steps are parts of the normalised range.
+struct ParameterProperties {
+    float stepFloat;
+    float smallStepFloat;
+    float largeStepFloat;
+    char label[64]; ///< the parameter's name
+    std::int32_t flags; ///< ParameterFlag bits; what the fields behind them hold counts with other bits only
+    std::int32_t minInteger;
+    std::int32_t maxInteger;
+    std::int32_t stepInteger;
+    std::int32_t largeStepInteger;
+    char shortLabel[8];
+    std::int16_t displayIndex;
+    std::int16_t category;
+    std::int16_t numParametersInCategory;
+    std::int16_t reserved;
+    char categoryLabel[24];
+    char future[16];
 };
 
 /// Speakers of one direction; only ever passed by pointer here.

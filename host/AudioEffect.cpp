@@ -84,7 +84,11 @@ AudioEffect::AudioEffect(HostCallback callback, std::int32_t programCount, std::
 
 AudioEffect::~AudioEffect()
 {
-    cEffect.object = nullptr; // whoever still holds the record reaches nothing through it
+    // Whoever still holds the record reaches nothing through it: neither this object nor the host's own.
+    cEffect.object = nullptr;
+    cEffect.user = nullptr;
+    cEffect.hostReserved1 = 0;
+    cEffect.hostReserved2 = 0;
 }
 
 Pointer AudioEffect::dispatcher(std::int32_t opcode, std::int32_t index, Pointer value, void* data, float option)

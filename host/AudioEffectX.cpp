@@ -48,6 +48,8 @@ Pointer AudioEffectX::dispatcher(std::int32_t opcode, std::int32_t index, Pointe
             return getInputProperties(index, static_cast<PinProperties*>(data)) ? 1 : 0;
         case effectGetOutputProperties:
             return getOutputProperties(index, static_cast<PinProperties*>(data)) ? 1 : 0;
+        case effectGetParameterProperties:
+            return getParameterProperties(index, static_cast<ParameterProperties*>(data)) ? 1 : 0;
         case effectGetEffectName:
             return getEffectName(text) ? 1 : 0;
         case effectGetVendorString:
@@ -74,6 +76,11 @@ bool AudioEffectX::getInputProperties(std::int32_t, PinProperties*) const
 }
 
 bool AudioEffectX::getOutputProperties(std::int32_t, PinProperties*) const
+{
+    return false;
+}
+
+bool AudioEffectX::getParameterProperties(std::int32_t, ParameterProperties*) const
 {
     return false;
 }

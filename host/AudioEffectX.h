@@ -19,6 +19,7 @@ public:
     virtual bool getProgramNameIndexed(std::int32_t index, char* name) const;
     virtual bool getInputProperties(std::int32_t index, PinProperties* properties) const;
     virtual bool getOutputProperties(std::int32_t index, PinProperties* properties) const;
+    virtual bool getParameterProperties(std::int32_t index, ParameterProperties* properties) const;
     virtual bool getSpeakerArrangement(SpeakerArrangement** input, SpeakerArrangement** output) const;
     /// \return whether the effect bypasses itself
     virtual bool setBypass(bool on);

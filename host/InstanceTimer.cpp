@@ -1,21 +1,21 @@
 #include "InstanceTimer.h"
 
+#include "LoadedFile.h"
 #include "PlugBase.h"
 
 #include <algorithm>
-#include <new>
+#include <chrono>
 
 namespace sorvane::host {
 
 InstanceTimer& InstanceTimer::instance()
 {
-    alignas(InstanceTimer) static std::byte storage[sizeof(InstanceTimer)];
-    static InstanceTimer& timer = *new (storage) InstanceTimer();
+    static platform::NeverDestroyed<InstanceTimer> timer;
     struct AtExit {
-        ~AtExit() { timer.endForNow(); }
+        ~AtExit() { timer.get().endForNow(); }
     };
     static const AtExit atExit;
-    return timer;
+    return timer.get();
 }
 
 void InstanceTimer::endForNow()
@@ -23,8 +23,12 @@ void InstanceTimer::endForNow()
     if (isWorker())
         return; // a host that exits in a call of ours; the thread goes with the process
     const std::lock_guard order(lifecycle);
+    std::unique_lock lock(list);
+    if (!waitForHost(lock, telling))
+        return requestStop(); // it waits for the thread that is ending the process
+    lock.unlock();
     stopAndWait();
-    const std::lock_guard lock(list);
+    lock.lock();
     instances.shrink_to_fit(); // nobody would free it when the library goes
 }
 
@@ -57,15 +61,22 @@ void InstanceTimer::remove(PlugBase& instance)
     std::unique_lock lock(list);
     erase(instance);
     left.wait(lock, [&] { return ticking != &instance; });
+    const bool hostIsBack = waitForHost(lock, instances.empty() ? telling : &instance);
     if (!instances.empty())
         return;
-    // In a call of the host's it may be waiting for a lock that this thread holds; it ends by itself behind that.
-    const bool mayWait = !tellsHost;
     lock.unlock();
-    if (mayWait)
-        stopAndWait();
-    else
-        requestStop();
+    if (hostIsBack)
+        return stopAndWait();
+    requestStop();
+    platform::keepLoaded();
+}
+
+/// Waits for a call to the host about an instance to come back. It may be waiting for a lock that this thread holds.
+/// \return whether it is back
+bool InstanceTimer::waitForHost(std::unique_lock<std::mutex>& lock, const PlugBase* instance)
+{
+    constexpr std::chrono::milliseconds kLongest{500};
+    return left.wait_for(lock, kLongest, [&] { return telling == nullptr || telling != instance; });
 }
 
 void InstanceTimer::tick()
@@ -74,13 +85,13 @@ void InstanceTimer::tick()
         const bool latencyChanged = workIn(*instance);
         const HostCallback callback = instance->getHostCallback();
         const std::shared_ptr<AEffect> record = instance->shareRecord();
-        leave(latencyChanged);
-        if (!latencyChanged || callback == nullptr)
+        if (!leave(latencyChanged && callback != nullptr))
             continue;
         try {
             callback(record.get(), hostIOChanged, 0, 0, nullptr, 0.0F);
         } catch (...) { // as below
         }
+        endTelling();
     }
 }
 
@@ -100,7 +111,6 @@ bool InstanceTimer::workIn(PlugBase& instance) noexcept
 PlugBase* InstanceTimer::enterNext()
 {
     const std::lock_guard lock(list);
-    tellsHost = false;
     if (cursor >= instances.size()) {
         cursor = 0; // of the next tick
         return nullptr;
@@ -109,12 +119,25 @@ PlugBase* InstanceTimer::enterNext()
     return ticking;
 }
 
-void InstanceTimer::leave(bool toTellTheHost)
+/// \return whether to tell the host: not of an instance that was taken out meanwhile
+bool InstanceTimer::leave(bool toTellTheHost)
 {
     {
         const std::lock_guard lock(list);
+        if (toTellTheHost && std::find(instances.begin(), instances.end(), ticking) != instances.end())
+            telling = ticking;
+        toTellTheHost = telling != nullptr;
         ticking = nullptr;
-        tellsHost = toTellTheHost;
+    }
+    left.notify_all();
+    return toTellTheHost;
+}
+
+void InstanceTimer::endTelling()
+{
+    {
+        const std::lock_guard lock(list);
+        telling = nullptr;
     }
     left.notify_all();
 }

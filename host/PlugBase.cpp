@@ -213,6 +213,25 @@ void PlugBase::getParameterName(std::int32_t index, char* name) const
         FixedText().add(parameter(index).name.data()).copyTo(name);
 }
 
+bool PlugBase::getParameterProperties(std::int32_t index, ParameterProperties* properties) const
+{
+    if (!isParameter(index))
+        return false;
+    *properties = {};
+    getParameterName(index, properties->label);
+    const core::ParamRecord& described = parameter(index);
+    if (described.scale == core::ScaleType::onOff) {
+        properties->flags = parameterIsSwitch;
+    } else if (described.scale == core::ScaleType::enumeration) {
+        const float step = 1.0F / (described.max - described.min + 1.0F);
+        properties->flags = parameterUsesFloatStep;
+        properties->stepFloat = step;
+        properties->smallStepFloat = step;
+        properties->largeStepFloat = step;
+    }
+    return true;
+}
+
 bool PlugBase::getInputProperties(std::int32_t index, PinProperties* properties) const
 {
     if (index < 0 || index >= cEffect.numInputs)

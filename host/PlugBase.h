@@ -60,6 +60,8 @@ public:
     void getProgramName(char* name) const override;
     void getParameterDisplay(std::int32_t index, char* text) const override;
     void getParameterName(std::int32_t index, char* name) const override;
+    /// Tells of switches and of the steps of lists; all else moves freely.
+    bool getParameterProperties(std::int32_t index, ParameterProperties* properties) const override;
     bool getProgramNameIndexed(std::int32_t index, char* name) const override;
     bool getInputProperties(std::int32_t index, PinProperties* properties) const override;
     bool getOutputProperties(std::int32_t index, PinProperties* properties) const override;

@@ -81,6 +81,9 @@ bool PlugBaseThread::ends() noexcept
 
 void PlugBaseThread::run()
 {
+    // Of the class of an ordinary thread, even when one of the host's real-time threads started it.
+    const sched_param ordinary{};
+    pthread_setschedparam(pthread_self(), SCHED_OTHER, &ordinary);
     worker = std::this_thread::get_id();
     while (!ends()) {
         tick();

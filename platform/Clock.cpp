@@ -1,8 +1,8 @@
 #include "Clock.h"
 
+#include "NeverDestroyed.h"
+
 #include <chrono>
-#include <cstddef>
-#include <new>
 
 namespace sorvane::platform {
 
@@ -24,9 +24,8 @@ private:
 
 const Clock& Clock::steady()
 {
-    alignas(SteadyClock) static std::byte storage[sizeof(SteadyClock)];
-    static const SteadyClock& clock = *new (storage) SteadyClock();
-    return clock;
+    static NeverDestroyed<SteadyClock> clock;
+    return clock.get();
 }
 
 } // namespace sorvane::platform

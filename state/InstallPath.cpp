@@ -1,17 +1,37 @@
 #include "InstallPath.h"
 
+#include "LoadedFile.h"
 #include "Store.h"
 #include "UserFolders.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 
 namespace sorvane::state {
 
 namespace {
 
 constexpr const char* kOurFolder = "/Kestrune/Sorvane";
+
+/// The share folder beside lib and bin, below which we lie.
+std::string ownDataFolder()
+{
+    constexpr int kDeepest = 5; // <prefix>/lib/<machine>/lv2/Sorvane.lv2/Sorvane.so
+    if (const char* const named = std::getenv("SORVANE_DATA_FOLDER")) // NOLINT(concurrency-mt-unsafe): the one way
+        return named;
+    std::filesystem::path at = platform::loadedFile();
+    for (int depth = 0; depth < kDeepest && at.has_relative_path(); ++depth) {
+        at = at.parent_path();
+        std::string folder = (at / "share").string();
+        std::error_code unknown;
+        if (std::filesystem::is_directory(folder + kOurFolder, unknown))
+            return folder;
+    }
+    return SORVANE_DATA_FOLDER;
+}
 
 } // namespace
 
@@ -32,8 +52,7 @@ std::string installFolder()
 std::vector<std::string> packageFolders()
 {
     std::vector<std::string> folders = platform::sharedDataFolders();
-    const char* const elsewhere = std::getenv("SORVANE_DATA_FOLDER"); // NOLINT(concurrency-mt-unsafe): the one way
-    folders.emplace_back(elsewhere != nullptr ? elsewhere : SORVANE_DATA_FOLDER);
+    folders.push_back(ownDataFolder());
     std::vector<std::string> found;
     for (const std::string& shared : folders) {
         std::string folder = shared + kOurFolder;

@@ -142,6 +142,38 @@ TEST(InstanceTimer, InstanceMayEndWithinItsOwnTick)
     EXPECT_TRUE(isTicked(*after));
 }
 
+TEST(InstanceTimer, HostIsToldNothingOfAnInstanceThatHasEnded)
+{
+    // What a host holds of an effect goes when it has closed it; the record's user field leads there.
+    static std::atomic<int> calls{0};
+    static std::atomic<int> toldOfTheDead{0};
+    static const std::thread::id here = std::this_thread::get_id();
+    const auto callback = [](host::AEffect* record, std::int32_t opcode, std::int32_t, host::Pointer, void*,
+                             float) -> host::Pointer {
+        if (opcode == host::hostIOChanged && std::this_thread::get_id() != here) {
+            const auto* const alive = static_cast<const std::atomic<bool>*>(record->user);
+            for (int look = 0; look < 20; ++look) {
+                toldOfTheDead += *alive ? 0 : 1;
+                std::this_thread::sleep_for(std::chrono::microseconds(100));
+            }
+            ++calls;
+        }
+        return 0;
+    };
+    for (int round = 0; round < 200; ++round) {
+        std::atomic<bool> alive{true};
+        const auto doomed = new Plug(callback);
+        doomed->getAeffect()->user = &alive;
+        setValues(*doomed, {{kLookahead, 55}});
+        std::this_thread::sleep_for(std::chrono::microseconds(round * 100));
+        host::AEffect* const record = doomed->getAeffect();
+        record->dispatcher(record, host::effectClose, 0, 0, nullptr, 0.0F);
+        alive = false;
+    }
+    EXPECT_GT(calls, 20);
+    EXPECT_EQ(toldOfTheDead, 0);
+}
+
 TEST(InstanceTimer, HostMayMakeAndEndInstancesUnderALockThatItsCallbackTakes)
 {
     static std::mutex graph;

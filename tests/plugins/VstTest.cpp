@@ -69,7 +69,8 @@ TEST(Vst, RecordLiesAsTheInterfaceSays)
                                          offsetof(AEffect, flags) == 56 && offsetof(AEffect, initialDelay) == 80 &&
                                          offsetof(AEffect, object) == 96 && offsetof(AEffect, uniqueID) == 112 &&
                                          offsetof(AEffect, processReplacing) == 120 && sizeof(AEffect) == 192));
-    static_assert(sizeof(host::PinProperties) == 128 && sizeof(host::MidiEvent) == 32);
+    static_assert(sizeof(host::PinProperties) == 128 && sizeof(host::MidiEvent) == 32 &&
+                  sizeof(host::ParameterProperties) == 152);
 
     const VstLibrary library;
     EXPECT_EQ(library.entry(nullptr), nullptr);
@@ -119,6 +120,22 @@ TEST(Vst, EveryOpcodeIsAnswered)
     EXPECT_EQ(effect.ask(33, 4, 0, &pin), 0);
     EXPECT_EQ(effect.ask(34, 1, 0, &pin), 1);
     EXPECT_EQ(effect.ask(34, -1, 0, &pin), 0);
+    host::ParameterProperties properties{};
+    EXPECT_EQ(effect.ask(56, kThreshold, 0, &properties), 1);
+    EXPECT_EQ(properties.label, effect.text(8, kThreshold));
+    EXPECT_EQ(properties.flags, 0);
+    EXPECT_EQ(effect.ask(56, kMuteDry, 0, &properties), 1);
+    EXPECT_EQ(properties.flags, 1) << "a switch";
+    EXPECT_EQ(effect.ask(56, kListen, 0, &properties), 1);
+    EXPECT_EQ(properties.flags, 4) << "one of five";
+    effect.set(kListen, 0.0F);
+    std::set<std::string> choices;
+    for (float normal = 0.0F; normal < 1.0F; normal += properties.stepFloat) {
+        effect.set(kListen, normal);
+        choices.insert(effect.text(7, kListen));
+    }
+    EXPECT_EQ(choices.size(), 5U);
+    EXPECT_EQ(effect.ask(56, 92, 0, &properties), 0);
 
     // What hosts have room for: 24 bytes for a parameter's texts at the least, 25 for a program's name.
     std::set<std::string> names;
