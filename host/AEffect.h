@@ -164,7 +164,7 @@ struct ParameterProperties {
     float stepFloat;
     float smallStepFloat;
     float largeStepFloat;
-    char label[64]; ///< the parameter's name
+    char label[64];     ///< the parameter's name
     std::int32_t flags; ///< ParameterFlag bits; what the fields behind them hold counts with other bits only
     std::int32_t minInteger;
     std::int32_t maxInteger;

@@ -53,8 +53,8 @@ private:
     bool waitForHost(std::unique_lock<std::mutex>& lock, const PlugBase* instance);
     void erase(PlugBase& instance);
 
-    std::mutex lifecycle; ///< orders starts and ends of the thread; taken first
-    std::mutex list;      ///< guards what follows
+    std::mutex lifecycle;         ///< orders starts and ends of the thread; taken first
+    std::mutex list;              ///< guards what follows
     std::condition_variable left; ///< an instance, or a call to the host
     std::vector<PlugBase*> instances;
     std::size_t cursor = 0;      ///< of the tick in progress

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -160,12 +161,13 @@ TEST(InstanceTimer, HostIsToldNothingOfAnInstanceThatHasEnded)
         }
         return 0;
     };
-    for (int round = 0; round < 200; ++round) {
-        std::atomic<bool> alive{true};
+    static std::array<std::atomic<bool>, 200> lives{};
+    for (std::atomic<bool>& alive : lives) {
+        alive = true;
         const auto doomed = new Plug(callback);
         doomed->getAeffect()->user = &alive;
         setValues(*doomed, {{kLookahead, 55}});
-        std::this_thread::sleep_for(std::chrono::microseconds(round * 100));
+        std::this_thread::sleep_for(std::chrono::microseconds((&alive - lives.data()) * 100));
         host::AEffect* const record = doomed->getAeffect();
         record->dispatcher(record, host::effectClose, 0, 0, nullptr, 0.0F);
         alive = false;

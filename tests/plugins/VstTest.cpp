@@ -436,6 +436,25 @@ TEST(Vst, ManyInstancesAndAnotherBuildLiveSideBySide)
     EXPECT_EQ(play(*effects[3], inputs, blockOf512), expected[1]) << "with the first library gone";
 }
 
+TEST(Vst, FindsTheFactoryBankOfTheInstallationThatItWasMovedWith)
+{
+    const TestFolder prefix;
+    const std::string library = prefix / "lib/vst/Sorvane.so";
+    std::filesystem::create_directories(prefix / "lib/vst");
+    std::filesystem::create_directories(prefix / "share/Kestrune/Sorvane");
+    std::filesystem::copy_file(SORVANE_VST2, library);
+    {
+        const VstLibrary here;
+        const VstEffect effect(here);
+        std::string name = "Of this installation";
+        effect.ask(host::effectSetProgramName, 0, 0, name.data());
+        makeFile(prefix / "share/Kestrune/Sorvane/Factory Bank.bnk", effect.chunk());
+    }
+    const ScopedVariable unset("SORVANE_DATA_FOLDER", nullptr);
+    const VstLibrary moved(library);
+    EXPECT_EQ(VstEffect(moved).text(host::effectGetProgramName), "Of this installation");
+}
+
 TEST(Vst, ExportsItsEntryOnly)
 {
     FILE* const symbols = popen("nm -D --defined-only '" SORVANE_VST2 "'", "r");
