@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AEffect.h"
+#include "iVSTFrameCallbackInterface.h"
 
 #include <cstdint>
 
@@ -24,6 +25,15 @@ public:
     virtual void idle() = 0;
     /// Notes a value of a parameter or marker; never touches a view. Any thread, the audio thread too.
     virtual void setParameter(std::int32_t index, float value) = 0;
+
+    /// Marks a control in one of the host's colours, or takes the mark away. User interface thread. An editor without a
+    /// window has no control to mark.
+    virtual void setControlHighlight(std::int32_t, bool, std::int32_t) {}
+    /// \param callback  outlives the open window, or is taken back with null before it ends. User interface thread
+    void setFrameCallback(iVSTFrameCallbackInterface* callback) noexcept { frameCallback = callback; }
+
+protected:
+    iVSTFrameCallbackInterface* frameCallback = nullptr;
 };
 
 } // namespace sorvane::host

@@ -1,6 +1,8 @@
 #include "AaxHostDescription.h"
 
 #include <algorithm>
+#include <iomanip>
+#include <sstream>
 
 namespace sorvane::tools {
 
@@ -18,49 +20,39 @@ Result keep(std::string& kept, const char* text)
     return AAX_SUCCESS;
 }
 
+void print(std::ostream& text, const ComponentRecord& component)
+{
+    text << "component of " << component.channels() << " channels\n";
+    if (component.properties == nullptr)
+        text << "  no process procedure\n";
+    else
+        for (const auto& [number, value] : component.properties->values)
+            text << "  property " << std::setw(4) << number << "  0x" << std::hex << std::uppercase << std::setfill('0')
+                 << std::setw(8) << value << std::dec << std::setfill(' ') << "  " << fourCharacters(value) << '\n';
+    for (const FieldRecord& field : component.fields) {
+        text << "  field " << std::setw(2) << field.field << "  " << field.kind;
+        if (!field.name.empty())
+            text << " \"" << field.name << "\", type " << field.type << ", channels " << field.channelMask;
+        if (field.bytes > 0)
+            text << " of " << field.bytes << " bytes";
+        for (const std::int32_t tap : field.taps)
+            text << ' ' << fourCharacters(tap);
+        text << '\n';
+    }
+}
+
 } // namespace
 
-Result PropertyRecord::addProperty(std::int32_t number, std::int32_t value)
+std::int32_t PropertyRecord::value(std::int32_t number) const
 {
-    values.emplace_back(number, value);
-    return AAX_SUCCESS;
+    const auto found =
+        std::find_if(values.begin(), values.end(), [&](const auto& entry) { return entry.first == number; });
+    return found == values.end() ? 0 : found->second;
 }
 
-FieldRecord& ComponentRecord::add(std::int32_t field, const char* kind)
+Result ComponentRecord::add(FieldRecord record)
 {
-    FieldRecord& record = fields.emplace_back();
-    record.field = field;
-    record.kind = kind;
-    return record;
-}
-
-Result ComponentRecord::addAudioIn(std::int32_t field)
-{
-    add(field, "audio input");
-    return AAX_SUCCESS;
-}
-
-Result ComponentRecord::addAudioOut(std::int32_t field)
-{
-    add(field, "audio output");
-    return AAX_SUCCESS;
-}
-
-Result ComponentRecord::addAudioBufferLength(std::int32_t field)
-{
-    add(field, "buffer length");
-    return AAX_SUCCESS;
-}
-
-Result ComponentRecord::addSampleRate(std::int32_t field)
-{
-    add(field, "sample rate");
-    return AAX_SUCCESS;
-}
-
-Result ComponentRecord::addClock(std::int32_t field)
-{
-    add(field, "clock");
+    fields.push_back(std::move(record));
     return AAX_SUCCESS;
 }
 
@@ -68,29 +60,14 @@ Result ComponentRecord::addMidiNode(std::int32_t field, std::int32_t type, const
 {
     if (name == nullptr)
         return AAX_ERROR_NULL_OBJECT;
-    FieldRecord& record = add(field, "MIDI node");
-    record.type = type;
-    record.name = name;
-    record.channelMask = channelMask;
-    return AAX_SUCCESS;
-}
-
-Result ComponentRecord::addPrivateData(std::int32_t field, std::int32_t bytes)
-{
-    add(field, "private block").bytes = bytes;
-    return AAX_SUCCESS;
+    return add({.field = field, .kind = "MIDI node", .type = type, .name = name, .channelMask = channelMask});
 }
 
 Result ComponentRecord::addMeters(std::int32_t field, const std::int32_t* identifiers, std::int32_t count)
 {
-    add(field, "meters").taps.assign(identifiers, identifiers + count);
-    return AAX_SUCCESS;
-}
-
-Result ComponentRecord::addSideChainIn(std::int32_t field)
-{
-    add(field, "side-chain input");
-    return AAX_SUCCESS;
+    if (count < 0 || (identifiers == nullptr && count > 0))
+        return AAX_ERROR_NULL_OBJECT;
+    return add({.field = field, .kind = "meters", .taps = {identifiers, identifiers + count}});
 }
 
 Result ComponentRecord::addProcessProcedure(aax::AlgorithmCallback process, aax::PropertyMap* map)
@@ -102,13 +79,11 @@ Result ComponentRecord::addProcessProcedure(aax::AlgorithmCallback process, aax:
     return AAX_SUCCESS;
 }
 
-std::int32_t ComponentRecord::property(std::int32_t number) const
+std::int32_t ComponentRecord::channels() const
 {
-    if (properties != nullptr)
-        for (const auto& [key, value] : properties->values)
-            if (key == number)
-                return value;
-    return 0;
+    return properties == nullptr
+               ? 0
+               : aax::channelCount(static_cast<std::uint32_t>(properties->value(aax::propertyInputStemFormat)));
 }
 
 Result EffectRecord::addComponent(aax::ComponentDescriptor* component)
@@ -165,19 +140,19 @@ Result EffectRecord::addMeterDescription(std::int32_t meterIdentifier, const cha
 const ComponentRecord* EffectRecord::componentFor(std::int32_t channels) const
 {
     const auto found = std::find_if(components.begin(), components.end(), [&](const ComponentRecord* component) {
-        return aax::channelCount(static_cast<std::uint32_t>(component->property(aax::propertyInputStemFormat))) ==
-               channels;
+        return component->channels() == channels;
     });
     return found == components.end() ? nullptr : *found;
 }
 
 Result CollectionRecord::addEffect(const char* identifier, aax::EffectDescriptor* effect)
 {
-    if (effect == nullptr)
+    if (effect == nullptr || identifier == nullptr)
         return AAX_ERROR_NULL_OBJECT;
     auto* const record = static_cast<EffectRecord*>(effect);
+    record->identifier = identifier;
     effects.push_back(record);
-    return keep(record->identifier, identifier);
+    return AAX_SUCCESS;
 }
 
 Result CollectionRecord::setManufacturerName(const char* name)
@@ -194,6 +169,35 @@ Result CollectionRecord::setPackageVersion(std::uint32_t version)
 {
     packageVersion = version;
     return AAX_SUCCESS;
+}
+
+std::string fourCharacters(std::int32_t code)
+{
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        const char c = static_cast<char>(static_cast<std::uint32_t>(code) >> shift & 0xFFU);
+        text += c >= ' ' && c < 127 ? c : '.';
+    }
+    return text;
+}
+
+std::string describe(const CollectionRecord& package)
+{
+    std::ostringstream text;
+    text << "package " << package.package << " version " << package.packageVersion << " of " << package.manufacturer
+         << '\n';
+    for (const EffectRecord* const effect : package.effects) {
+        text << "effect " << effect->identifier << " \"" << effect->name << "\", category " << effect->category << '\n';
+        for (const auto& [type, name] : effect->resources)
+            text << "resource " << type << ' ' << name << '\n';
+        for (const MeterRecord& meter : effect->meters)
+            text << "meter " << fourCharacters(meter.identifier) << ' ' << meter.name << ", type "
+                 << meter.properties->value(aax::propertyMeterType) << ", orientation "
+                 << meter.properties->value(aax::propertyMeterOrientation) << '\n';
+        for (const ComponentRecord* const component : effect->components)
+            print(text, *component);
+    }
+    return text.str();
 }
 
 } // namespace sorvane::tools

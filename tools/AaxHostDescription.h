@@ -14,45 +14,60 @@ namespace sorvane::tools {
 
 class PropertyRecord final : public aax::PropertyMap {
 public:
-    aax::Result addProperty(std::int32_t number, std::int32_t value) override;
+    aax::Result addProperty(std::int32_t number, std::int32_t value) override
+    {
+        values.emplace_back(number, value);
+        return aax::AAX_SUCCESS;
+    }
+    /// 0 for one that isn't there.
+    [[nodiscard]] std::int32_t value(std::int32_t number) const;
 
     std::vector<std::pair<std::int32_t, std::int32_t>> values; ///< number and value
 };
 
 struct FieldRecord {
     std::int32_t field = -1;
-    std::string kind;
-    std::int32_t type = 0; ///< of a MIDI node
-    std::string name;      ///< of a MIDI node
+    std::string kind{};
+    std::int32_t type = 0; ///< of a MIDI node, as the next two
+    std::string name{};
     std::uint32_t channelMask = 0;
-    std::int32_t bytes = 0;         ///< of a private block
-    std::vector<std::int32_t> taps; ///< of meters
+    std::int32_t bytes = 0;           ///< of a private block
+    std::vector<std::int32_t> taps{}; ///< of meters
 };
 
 class ComponentRecord final : public aax::ComponentDescriptor {
 public:
-    aax::Result addAudioIn(std::int32_t field) override;
-    aax::Result addAudioOut(std::int32_t field) override;
-    aax::Result addAudioBufferLength(std::int32_t field) override;
-    aax::Result addSampleRate(std::int32_t field) override;
-    aax::Result addClock(std::int32_t field) override;
+    aax::Result addAudioIn(std::int32_t field) override { return add({.field = field, .kind = "audio input"}); }
+    aax::Result addAudioOut(std::int32_t field) override { return add({.field = field, .kind = "audio output"}); }
+    aax::Result addAudioBufferLength(std::int32_t field) override
+    {
+        return add({.field = field, .kind = "buffer length"});
+    }
+    aax::Result addSampleRate(std::int32_t field) override { return add({.field = field, .kind = "sample rate"}); }
+    aax::Result addClock(std::int32_t field) override { return add({.field = field, .kind = "clock"}); }
     aax::Result addMidiNode(std::int32_t field, std::int32_t type, const char* name,
                             std::uint32_t channelMask) override;
-    aax::Result addPrivateData(std::int32_t field, std::int32_t bytes) override;
+    aax::Result addPrivateData(std::int32_t field, std::int32_t bytes) override
+    {
+        return add({.field = field, .kind = "private block", .bytes = bytes});
+    }
     aax::Result addMeters(std::int32_t field, const std::int32_t* identifiers, std::int32_t count) override;
-    aax::Result addSideChainIn(std::int32_t field) override;
+    aax::Result addSideChainIn(std::int32_t field) override
+    {
+        return add({.field = field, .kind = "side-chain input"});
+    }
     aax::PropertyMap* newPropertyMap() override { return &propertyMaps.emplace_back(); }
     aax::Result addProcessProcedure(aax::AlgorithmCallback process, aax::PropertyMap* map) override;
 
+    /// Channels of the input; 0 for a component that doesn't tell.
+    [[nodiscard]] std::int32_t channels() const;
+
     std::vector<FieldRecord> fields;
     aax::AlgorithmCallback callback = nullptr;
-    const PropertyRecord* properties = nullptr;
-
-    /// 0 for one that isn't there.
-    [[nodiscard]] std::int32_t property(std::int32_t number) const;
+    const PropertyRecord* properties = nullptr; ///< null until there is a process procedure
 
 private:
-    FieldRecord& add(std::int32_t field, const char* kind);
+    aax::Result add(FieldRecord record);
 
     std::deque<PropertyRecord> propertyMaps;
 };
@@ -63,7 +78,7 @@ struct MeterRecord {
     const PropertyRecord* properties;
 };
 
-class EffectRecord final : public aax::EffectDescriptor {
+class EffectRecord : public aax::EffectDescriptor {
 public:
     aax::ComponentDescriptor* newComponentDescriptor() override { return &componentRecords.emplace_back(); }
     aax::Result addComponent(aax::ComponentDescriptor* component) override;
@@ -75,7 +90,7 @@ public:
     aax::PropertyMap* newPropertyMap() override { return &propertyMaps.emplace_back(); }
     aax::Result addMeterDescription(std::int32_t identifier, const char* meter, aax::PropertyMap* map) override;
 
-    /// The component for so many channels; null for none.
+    /// The first component for so many channels; null for none.
     [[nodiscard]] const ComponentRecord* componentFor(std::int32_t channels) const;
 
     std::string identifier;
@@ -92,7 +107,7 @@ private:
     std::deque<PropertyRecord> propertyMaps;
 };
 
-class CollectionRecord final : public aax::Collection {
+class CollectionRecord : public aax::Collection {
 public:
     aax::EffectDescriptor* newEffectDescriptor() override { return &effectRecords.emplace_back(); }
     aax::Result addEffect(const char* identifier, aax::EffectDescriptor* effect) override;
@@ -108,5 +123,11 @@ public:
 private:
     std::deque<EffectRecord> effectRecords;
 };
+
+/// Four characters of a code, a point for each that can't be printed.
+[[nodiscard]] std::string fourCharacters(std::int32_t code);
+
+/// Lines for people of all that a plug-in told, whatever it left out.
+[[nodiscard]] std::string describe(const CollectionRecord& package);
 
 } // namespace sorvane::tools

@@ -92,7 +92,7 @@ AaxInstance::AaxInstance(const AaxLibrary& library, AaxAudioThread& thread, std:
     : component(library.effect().componentFor(channels)), audioThread(thread), rate(rateHz)
 {
     const auto create = library.effect().createParameters;
-    if (component == nullptr || component->callback == nullptr || create == nullptr)
+    if (component == nullptr || create == nullptr)
         throw Failure(ExitCode::input, "the plug-in has no component of " + std::to_string(channels) + " channels");
     parameters.reset(create());
     if (!parameters)
@@ -122,6 +122,12 @@ std::string AaxInstance::identifier(std::int32_t index) const
 void AaxInstance::automate(std::int32_t index, double normal)
 {
     (void)parameters->setParameterNormalizedValue(identifier(index).c_str(), normal);
+    deliverAutomation();
+}
+
+void AaxInstance::setBypass(bool on)
+{
+    (void)parameters->setParameterNormalizedValue("MasterBypassID", on ? 1.0 : 0.0);
     deliverAutomation();
 }
 
@@ -224,7 +230,7 @@ Result AaxInstance::getSampleRate(float& hertz) const
 
 Result AaxInstance::getInputStemFormat(std::uint32_t& format) const
 {
-    format = static_cast<std::uint32_t>(component->property(aax::propertyInputStemFormat));
+    format = static_cast<std::uint32_t>(component->properties->value(aax::propertyInputStemFormat));
     return AAX_SUCCESS;
 }
 

@@ -78,8 +78,11 @@ public:
     [[nodiscard]] aax::Controller& controller() { return *this; }
     [[nodiscard]] std::int32_t latency() const { return signalLatency; }
 
-    /// Moves a parameter as the user of the host's own controls does: touch, value, release.
+    /// Moves a parameter as the user of the host's own controls does, or its automation: the value goes out as a request
+    /// and comes back as an update.
     void automate(std::int32_t index, double normal);
+    /// Turns the bypass of the host's own.
+    void setBypass(bool on);
     /// Brings in what automation asked for since the last time.
     void deliverAutomation();
     [[nodiscard]] double value(std::int32_t index) const;

@@ -24,6 +24,7 @@ int run(int count, char** arguments)
     CLI::App app("Loads an AAX plug-in file as a host does.", "sorvane-aax-host");
     tools::AaxRenderOptions options;
     std::string settings;
+    std::string events;
     app.add_option("FILE", options.plugin, "the plug-in, a .aaxplugin file")->required();
     app.require_subcommand(1);
     const auto* const describe = app.add_subcommand("describe", "Say what the plug-in tells of itself");
@@ -32,6 +33,9 @@ int run(int count, char** arguments)
     render->add_option("OUT", options.output, "file to write, in the format of IN")->required();
     render->add_option("--params", settings, R"(JSON file, such as {"kThreshold": {"value": -30}})");
     render->add_option("--sidechain", options.sideChain, "audio file for the external side-chain, which it turns on");
+    render->add_option("--events", events,
+                       R"(JSON file of what happens when, such as [{"at": 1.5, "set": {"kRatio": {"normal": 0.7}}},
+{"at": 2, "bypass": true}, {"at": 2.5, "midi": [[176, 20, 64]], "tempo": 90, "playing": false, "offline": false}])");
     render->add_option("--block", options.blockFrames, "frames a block")->check(CLI::Range(1, 1 << 20));
     try {
         app.parse(count, arguments);
@@ -44,6 +48,8 @@ int run(int count, char** arguments)
     }
     if (!settings.empty())
         options.settings = tools::readSettings(settings);
+    if (!events.empty())
+        options.events = tools::readEvents(events);
     std::cout << tools::renderThroughAax(options);
     return 0;
 }

@@ -6,22 +6,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <cmath>
+#include <iomanip>
 #include <memory>
+#include <sstream>
 
 namespace sorvane::tools {
 
 namespace {
-
-std::string fourCharacters(std::int32_t code)
-{
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        const char c = static_cast<char>(static_cast<std::uint32_t>(code) >> shift & 0xFFU);
-        text += c >= ' ' && c < 127 ? c : '.';
-    }
-    return text;
-}
 
 void apply(const std::vector<ParameterSetting>& settings, AaxInstance& instance)
 {
@@ -30,6 +22,19 @@ void apply(const std::vector<ParameterSetting>& settings, AaxInstance& instance)
         if (instance.model().getParameterInfo(setting.tag, info) == aax::AAX_SUCCESS)
             instance.automate(setting.tag, hostValue(setting, info.numSteps));
     }
+}
+
+void apply(const TimedEvent& event, AaxInstance& instance)
+{
+    apply(event.settings, instance);
+    if (event.bypass)
+        instance.setBypass(*event.bypass);
+    if (event.offline)
+        instance.notify(*event.offline ? "AXof" : "AXox");
+    if (event.tempo)
+        instance.transport.beatsPerMinute = *event.tempo;
+    if (event.playing)
+        instance.transport.playing = *event.playing;
 }
 
 /// One block: the channels of the file, the side-chain behind them, and the outputs.
@@ -105,15 +110,17 @@ public:
         std::int64_t toFlush = toSkip;
         std::int64_t written = 0;
         for (bool ended = false; !ended || toFlush > 0;) {
-            std::int64_t frames = ended ? 0 : input.read(interleaved.data(), options.blockFrames);
-            ended = frames < options.blockFrames;
+            const std::int64_t wanted = beginBlock(instance);
+            std::int64_t frames = ended ? 0 : input.read(interleaved.data(), wanted);
+            ended = frames < wanted;
             block.fill(interleaved, frames);
-            const std::int64_t flushed = std::min(options.blockFrames - frames, toFlush);
+            const std::int64_t flushed = std::min(wanted - frames, toFlush);
             toFlush -= flushed;
             frames += flushed;
             if (side != nullptr)
                 block.fillSideChain(interleaved, static_cast<std::size_t>(side->channels()),
-                                    side->read(interleaved.data(), options.blockFrames));
+                                    side->read(interleaved.data(), wanted));
+            sendMidi(instance, frames);
             block.process(instance, frames);
             instance.deliverAutomation();
             for (std::size_t i = 0; i < peaks.size(); ++i)
@@ -123,6 +130,7 @@ public:
             block.interleave(interleaved, skipped, frames);
             output.write(interleaved.data(), frames - skipped);
             written += frames - skipped;
+            position += frames;
         }
         return written;
     }
@@ -130,11 +138,41 @@ public:
     std::array<float, 6> peaks{}; ///< of each meter tap
 
 private:
+    [[nodiscard]] std::int64_t frameOf(const TimedEvent& event) const
+    {
+        return std::llround(event.atSeconds * input.rate());
+    }
+    /// Does what is due. \return frames until there is something to do again, at most those of a block
+    std::int64_t beginBlock(AaxInstance& instance)
+    {
+        for (; nextEvent != options.events.end(); ++nextEvent) {
+            if (frameOf(*nextEvent) > position && nextEvent->dividesBlocks())
+                return std::min<std::int64_t>(frameOf(*nextEvent) - position, options.blockFrames);
+            if (frameOf(*nextEvent) <= position)
+                apply(*nextEvent, instance);
+            else if (frameOf(*nextEvent) >= position + options.blockFrames)
+                break;
+        }
+        return options.blockFrames;
+    }
+    void sendMidi(AaxInstance& instance, std::int64_t frames)
+    {
+        for (; nextMidi != options.events.end() && frameOf(*nextMidi) < position + frames; ++nextMidi)
+            for (const TimedEvent::Message& message : nextMidi->midi)
+                instance.midi.push_back({.timeStamp = static_cast<std::uint32_t>(frameOf(*nextMidi) - position),
+                                         .length = static_cast<std::uint32_t>(message.size()),
+                                         .data = {message[0], message[1], message[2], 0},
+                                         .isImmediate = false});
+    }
+
     const AaxRenderOptions& options;
     AudioReader& input;
     AudioReader* side;
     Block block;
     std::vector<double> interleaved;
+    std::int64_t position = 0; ///< of the block in progress, in frames
+    std::vector<TimedEvent>::const_iterator nextEvent = options.events.begin();
+    std::vector<TimedEvent>::const_iterator nextMidi = options.events.begin();
 };
 
 std::vector<AaxSavedChunk> makeSession(const AaxRenderOptions& options, const AaxLibrary& library,
@@ -147,46 +185,24 @@ std::vector<AaxSavedChunk> makeSession(const AaxRenderOptions& options, const Aa
     return instance.save();
 }
 
-void describeComponent(std::string& text, const ComponentRecord& component)
-{
-    text += "\ncomponent\n";
-    for (const auto& [number, value] : component.properties->values) {
-        char line[64];
-        std::snprintf(line, sizeof line, "  property %-4d 0x%08X  %s\n", number, static_cast<unsigned>(value),
-                      fourCharacters(value).c_str());
-        text += line;
-    }
-    for (const FieldRecord& field : component.fields) {
-        text += "  field " + std::to_string(field.field) + "  " + field.kind;
-        if (!field.name.empty())
-            text += " \"" + field.name + "\", type " + std::to_string(field.type) + ", channels " +
-                    std::to_string(field.channelMask);
-        if (field.bytes > 0)
-            text += " of " + std::to_string(field.bytes) + " bytes";
-        for (const std::int32_t tap : field.taps)
-            text.append(1, ' ').append(fourCharacters(tap));
-        text += "\n";
-    }
-}
-
-void describeInstance(std::string& text, AaxInstance& instance)
+void describeInstance(std::ostream& text, AaxInstance& instance)
 {
     for (std::int32_t i = 0; i < instance.model().getNumberOfParameters(); ++i) {
         aax::ParameterInfo info{};
         std::string shown;
-        if (instance.model().getParameterInfo(i, info) != aax::AAX_SUCCESS)
+        if (instance.model().getParameterInfo(i, info) != aax::AAX_SUCCESS || info.identifier == nullptr ||
+            info.name == nullptr)
             continue;
         (void)instance.model().getParameterStringFromValue(info.identifier, info.defaultNormal, shown);
-        char line[160];
-        std::snprintf(line, sizeof line, "  %2d  \"%s\"  %-14s %s, %4d steps, %.6f = %s\n", i, info.identifier,
-                      info.name, info.type == aax::ParameterType::continuous ? "continuous" : "discrete  ",
-                      info.numSteps, info.defaultNormal, shown.c_str());
-        text += line;
+        text << "  " << std::setw(2) << i << "  \"" << info.identifier << "\"  " << std::left << std::setw(14)
+             << info.name << std::right
+             << (info.type == aax::ParameterType::continuous ? " continuous, " : " discrete  , ") << std::setw(4)
+             << info.numSteps << " steps, " << std::fixed << info.defaultNormal << " = " << shown << '\n';
     }
     for (const AaxSavedChunk& chunk : instance.save())
-        text += "  chunk \"" + fourCharacters(chunk.chunkId) + "\" " + chunk.name + ", " +
-                std::to_string(chunk.bytes.size()) + " bytes\n";
-    text += "  latency " + std::to_string(instance.latency()) + " samples at 48000 Hz\n";
+        text << "  chunk \"" << fourCharacters(chunk.chunkId) << "\" " << chunk.name << ", " << chunk.bytes.size()
+             << " bytes\n";
+    text << "  latency " << instance.latency() << " samples at 48000 Hz\n";
 }
 
 } // namespace
@@ -230,45 +246,33 @@ std::string renderThroughAax(const AaxRenderOptions& options)
     player.settle(instance);
     instance.deliverAutomation();
     instance.transport.playing = true;
+    const std::int32_t latency = instance.latency();
     const std::int64_t frames = player.play(instance, output);
     output.commit();
 
-    std::string text = options.input + ": " + std::to_string(frames) + " frames through " +
-                       library.effect().identifier + "\n  latency  " + std::to_string(instance.latency()) +
-                       " samples, compensated\n";
-    for (const MeterRecord& meter : library.effect().meters) {
-        char line[64];
-        std::snprintf(
-            line, sizeof line, "  %-8s %.4f at most\n", meter.name.c_str(),
-            static_cast<double>(player.peaks[static_cast<std::size_t>(&meter - library.effect().meters.data())]));
-        text += line;
-    }
-    return text + "  output   " + options.output + "\n";
+    std::ostringstream text;
+    text << options.input << ": " << frames << " frames through " << library.effect().identifier << "\n  latency  "
+         << latency << " samples, compensated\n"
+         << std::fixed << std::setprecision(4);
+    const auto& meters = library.effect().meters;
+    for (std::size_t i = 0; i < meters.size() && i < player.peaks.size(); ++i)
+        text << "  " << std::left << std::setw(8) << meters[i].name << ' ' << player.peaks[i] << " at most\n";
+    text << "  output   " << options.output << '\n';
+    return text.str();
 }
 
 std::string describeAax(const std::string& plugin)
 {
     const AaxLibrary library(plugin);
-    const CollectionRecord& package = library.description();
-    const EffectRecord& effect = library.effect();
-    std::string text = "package " + package.package + " version " + std::to_string(package.packageVersion) + " of " +
-                       package.manufacturer + "\neffect " + effect.identifier + " \"" + effect.name + "\", category " +
-                       std::to_string(effect.category) + "\n";
-    for (const auto& [type, name] : effect.resources)
-        text += "resource " + std::to_string(type) + " " + name + "\n";
-    for (const MeterRecord& meter : effect.meters)
-        text += "meter " + fourCharacters(meter.identifier) + " " + meter.name + ", type " +
-                std::to_string(meter.properties->values[0].second) + ", orientation " +
-                std::to_string(meter.properties->values[1].second) + "\n";
+    std::ostringstream text;
+    text << describe(library.description());
     AaxAudioThread audioThread;
-    for (const ComponentRecord* component : effect.components) {
-        describeComponent(text, *component);
-        AaxInstance instance(
-            library, audioThread,
-            aax::channelCount(static_cast<std::uint32_t>(component->property(aax::propertyInputStemFormat))), 48000.0F);
+    for (const ComponentRecord* const component : library.effect().components) {
+        text << "instance of " << component->channels() << " channels\n";
+        AaxInstance instance(library, audioThread, component->channels(), 48000.0F);
         describeInstance(text, instance);
     }
-    return text;
+    return text.str();
 }
 
 } // namespace sorvane::tools

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ParameterSettings.h"
+#include "AaxHostEvents.h"
 
 #include <cstdint>
 #include <string>
@@ -14,11 +14,14 @@ struct AaxRenderOptions {
     std::string output;
     std::string sideChain;                  ///< file for the external side-chain; empty for none
     std::vector<ParameterSetting> settings; ///< applied in order
+    std::vector<TimedEvent> events;         ///< in the order of time
     std::int32_t blockFrames = 512;
 };
 
 /// Plays a file through the plug-in as a session does: what is set in one instance is saved, a second one restores it,
-/// goes offline, and plays with the transport running. The output is aligned with the input. Throws Failure.
+/// goes offline, and plays with the transport running, while the events happen, each between two samples. The output is
+/// aligned with the input by the latency at the start; when that changes on the way, as by the bypass, what follows comes
+/// as much earlier or later. Throws Failure.
 /// \return a few lines for people
 std::string renderThroughAax(const AaxRenderOptions& options);
 

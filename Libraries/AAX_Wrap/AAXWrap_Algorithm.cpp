@@ -2,11 +2,13 @@
 
 #include "AAXWrap_Parameters.h"
 #include "AudioThreadScope.h"
+#include "Guarded.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <memory>
+#include <span>
+#include <utility>
 
 namespace sorvane::aax {
 
@@ -36,16 +38,18 @@ void AAXWrap_Parameters::algorithm(AlgorithmContext* const* begin, AlgorithmCont
 
 void AAXWrap_Parameters::process(const AlgorithmContext& context) noexcept
 {
-    followTransport(context);
-    takeMidi(context);
-    if (bypassActive)
+    (void)guarded([&] { followTransport(context); }); // the nodes are the host's
+    (void)guarded([&] { takeMidi(context); });
+    if (context.audioOutput != nullptr && context.audioInput == nullptr)
+        silence(context);
+    else if (bypassActive)
         passThrough(context);
     else
         run(context);
-    emptyEventQueues();
+    deliverEvents();
 }
 
-void AAXWrap_Parameters::followTransport(const AlgorithmContext& context) noexcept
+void AAXWrap_Parameters::followTransport(const AlgorithmContext& context)
 {
     if (context.sampleRate != nullptr)
         timeInfo.sampleRate = static_cast<double>(*context.sampleRate);
@@ -73,7 +77,7 @@ void AAXWrap_Parameters::followTransport(const AlgorithmContext& context) noexce
     timeInfo.flags = kTimeFlags | (playing ? timeIsPlaying : 0) | (looping ? timeIsLooping : 0);
 }
 
-void AAXWrap_Parameters::takeMidi(const AlgorithmContext& context) noexcept
+void AAXWrap_Parameters::takeMidi(const AlgorithmContext& context)
 {
     if (context.midiIn == nullptr || !midiAccepted)
         return;
@@ -93,29 +97,59 @@ void AAXWrap_Parameters::takeMidi(const AlgorithmContext& context) noexcept
     }
 }
 
+void AAXWrap_Parameters::clearMeters(const AlgorithmContext& context) const noexcept
+{
+    if (context.meters != nullptr)
+        std::fill_n(context.meters, tapCount(channels), 0.0F);
+}
+
+void AAXWrap_Parameters::silence(const AlgorithmContext& context) const noexcept
+{
+    const std::span outputs(context.audioOutput, static_cast<std::size_t>(channels.load()));
+    for (float* const output : outputs)
+        if (output != nullptr)
+            std::fill_n(output, std::max(*context.bufferLength, 0), 0.0F);
+    clearMeters(context);
+}
+
 /// The effect isn't called: its detectors and meters stand still.
 void AAXWrap_Parameters::passThrough(const AlgorithmContext& context) const noexcept
 {
     const auto frames = static_cast<std::size_t>(std::max(*context.bufferLength, 0));
-    for (std::int32_t c = 0; context.audioOutput != nullptr && c < channels; ++c) {
-        const float* const input = context.audioInput != nullptr ? context.audioInput[c] : nullptr;
+    const auto copy = [&](std::int32_t c) {
+        const float* const input = context.audioInput[c];
         float* const output = context.audioOutput[c];
         if (output == nullptr || output == input)
-            continue;
+            return;
         if (input != nullptr)
             std::memmove(output, input, frames * sizeof(float)); // the host's buffers may overlap
         else
             std::fill_n(output, frames, 0.0F);
+    };
+    clearMeters(context);
+    if (context.audioOutput == nullptr)
+        return;
+    if (channels == 1)
+        return copy(0);
+    // A host may hand the channels back crossed, in the same two buffers.
+    float* const first = context.audioOutput[0];
+    const bool overwritesSecond = first != nullptr && first == context.audioInput[1];
+    if (overwritesSecond && context.audioOutput[1] == context.audioInput[0]) {
+        if (context.audioInput[0] != nullptr)
+            std::swap_ranges(first, first + frames, context.audioInput[0]);
+        else
+            copy(0);
+        return;
     }
-    if (context.meters != nullptr)
-        std::fill_n(context.meters, tapCount(channels), 0.0F);
+    copy(overwritesSecond ? 1 : 0);
+    copy(overwritesSecond ? 0 : 1);
 }
 
 /// The effect has two main inputs and two of a side-chain behind them, which get the host's one channel. A mono run is
 /// told by a null second output, and then the side-chain stands in the second place.
 void AAXWrap_Parameters::run(const AlgorithmContext& context) noexcept
 {
-    if (context.audioInput == nullptr || context.audioOutput == nullptr)
+    if (context.audioOutput == nullptr)
         return;
     std::array<float*, kMostInputs> inputs{};
     std::array<float*, kMostOutputs> outputs{};
@@ -141,31 +175,37 @@ void AAXWrap_Parameters::run(const AlgorithmContext& context) noexcept
 }
 
 /// Any thread. What comes while the callback empties the queues is lost.
-void AAXWrap_Parameters::queueEvents(const host::Events& events)
+void AAXWrap_Parameters::queueEvents(const host::Events& events) noexcept
 {
     if (!queueLock.tryLock())
         return;
-    const std::unique_ptr<platform::WaitFreeLock, void (*)(platform::WaitFreeLock*)> held(
-        &queueLock, [](platform::WaitFreeLock* lock) { lock->unlock(); }); // also without memory
     for (std::int32_t i = 0; i < events.numEvents; ++i) {
         const host::Event* const event = events.events[i];
         if (event == nullptr)
             continue;
+        const auto timeStamp = static_cast<std::uint32_t>(std::max(event->deltaFrames, 0));
         if (event->type == host::eventMidi) {
-            midiOutQueue.push_back(*reinterpret_cast<const host::MidiEvent*>(event));
+            const std::span bytes(reinterpret_cast<const host::MidiEvent*>(event)->midiData);
+            const bool hasOneDataByte = (bytes[0] & 0xE0U) == 0xC0U; // program change, channel pressure
+            midiOutQueue.add(timeStamp, bytes.first(hasOneDataByte ? 2 : 3));
         } else if (event->type == kEventSysex) {
             const auto& sysex = *reinterpret_cast<const SysexEvent*>(event);
             if (sysex.sysexDump != nullptr && sysex.dumpBytes > 0)
-                sysexOutQueue.push_back({sysex, {sysex.sysexDump, static_cast<std::size_t>(sysex.dumpBytes)}});
+                sysexOutQueue.add(timeStamp, {reinterpret_cast<const std::uint8_t*>(sysex.sysexDump),
+                                              static_cast<std::size_t>(sysex.dumpBytes)});
         }
     }
+    queueLock.unlock();
 }
 
-/// Neither component has a MIDI output that the events could go to, and the effect sends none.
-void AAXWrap_Parameters::emptyEventQueues() noexcept
+void AAXWrap_Parameters::deliverEvents() noexcept
 {
     if (!queueLock.tryLock())
         return;
+    for (const MidiPacket& packet : midiOutQueue.waiting())
+        sendMidi(packet);
+    for (const MidiPacket& packet : sysexOutQueue.waiting())
+        sendMidi(packet);
     midiOutQueue.clear();
     sysexOutQueue.clear();
     queueLock.unlock();

@@ -79,15 +79,17 @@ void addFields(ComponentDescriptor& descriptor, const Component& component)
     check(descriptor.addSideChainIn(fieldSideChainInput));
 }
 
-void describeComponent(EffectDescriptor& effect, const Component& component)
+Result describeComponent(EffectDescriptor& effect, const Component& component)
 {
     ComponentDescriptor* const descriptor = effect.newComponentDescriptor();
     if (descriptor == nullptr)
-        return check(AAX_ERROR_NULL_OBJECT);
+        return AAX_ERROR_NULL_OBJECT;
     addFields(*descriptor, component);
     PropertyMap* const properties = descriptor->newPropertyMap();
-    if (properties == nullptr)
-        return check(AAX_ERROR_NULL_OBJECT);
+    if (properties == nullptr) { // a component without its codes is none that a session could name
+        check(AAX_ERROR_NULL_OBJECT);
+        return AAX_SUCCESS;
+    }
     const std::array<std::array<std::int32_t, 2>, 8> values = {{
         {propertyManufacturer, kManufacturerCode},
         {propertyProduct, kProductCode},
@@ -102,6 +104,7 @@ void describeComponent(EffectDescriptor& effect, const Component& component)
         check(properties->addProperty(number, value));
     check(descriptor->addProcessProcedure(AAXWrap_Parameters::algorithm, properties));
     check(effect.addComponent(descriptor));
+    return AAX_SUCCESS;
 }
 
 void describeMeters(EffectDescriptor& effect)
@@ -118,16 +121,18 @@ void describeMeters(EffectDescriptor& effect)
     }
 }
 
-void describeEffect(EffectDescriptor& effect)
+Result describeEffect(EffectDescriptor& effect)
 {
     check(effect.addName(kProductName));
     check(effect.addCategory(categoryDynamics));
     for (const Component& component : kComponents)
-        describeComponent(effect, component);
+        if (const Result result = describeComponent(effect, component); result != AAX_SUCCESS)
+            return result;
     check(effect.addCreateFunction(processPointerParameters, AAXWrap_Parameters::create));
     check(effect.addCreateFunction(processPointerGUI, AAXWrap_GUI::create));
     check(effect.addResource(resourcePageTable, "PageTable.xml"));
     describeMeters(effect);
+    return AAX_SUCCESS;
 }
 
 Result describePackage(Collection& collection)
@@ -135,7 +140,8 @@ Result describePackage(Collection& collection)
     EffectDescriptor* const effect = collection.newEffectDescriptor();
     if (effect == nullptr)
         return AAX_ERROR_NULL_OBJECT;
-    describeEffect(*effect);
+    if (const Result result = describeEffect(*effect); result != AAX_SUCCESS)
+        return result;
     check(collection.addEffect(("com.kestrune." + std::string(kProductName) + ".aax").c_str(), effect));
     check(collection.setManufacturerName(kManufacturerName));
     check(collection.addPackageName(kProductName));

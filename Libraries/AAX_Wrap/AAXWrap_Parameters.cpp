@@ -2,7 +2,9 @@
 
 #include "AAXWrap_Description.h"
 #include "AAXWrap_DisplayDelegate.h"
+#include "AAXWrap_GUI.h"
 #include "AAXWrap_Trace.h"
+#include "Guarded.h"
 #include "ParameterText.h"
 
 #include <algorithm>
@@ -37,17 +39,6 @@ std::atomic_ref<void*> userOf(host::AEffect& record)
     return std::atomic_ref(record.user);
 }
 
-/// Lets nothing out into the host: what is thrown here is for want of memory.
-template <typename Call>
-Result guarded(Call call) noexcept
-{
-    try {
-        return call();
-    } catch (...) {
-        return AAX_ERROR_OUT_OF_MEMORY;
-    }
-}
-
 } // namespace
 
 AAXWrap_Parameters::AAXWrap_Parameters() : effect(std::make_unique<core::Plug>(hostCallback))
@@ -59,6 +50,8 @@ AAXWrap_Parameters::AAXWrap_Parameters() : effect(std::make_unique<core::Plug>(h
 
 AAXWrap_Parameters::~AAXWrap_Parameters()
 {
+    if (view != nullptr)
+        (void)view->uninitialize(); // its window is closed while there is an editor to close it
     {
         std::unique_lock guard(reportLock);
         userOf(*effect->getAeffect()) = nullptr;
@@ -81,6 +74,19 @@ EffectParameters* AAXWrap_Parameters::create() noexcept
 std::int32_t AAXWrap_Parameters::instanceCount() noexcept
 {
     return liveInstances;
+}
+
+void AAXWrap_Parameters::giveEditorTo(AAXWrap_GUI& newView)
+{
+    if (view != nullptr && view != &newView)
+        (void)view->uninitialize();
+    view = &newView;
+}
+
+void AAXWrap_Parameters::takeEditorBackFrom(const AAXWrap_GUI& oldView) noexcept
+{
+    if (view == &oldView)
+        view = nullptr;
 }
 
 Result AAXWrap_Parameters::initialize(Controller* newController)
@@ -173,10 +179,7 @@ Result AAXWrap_Parameters::updateParameterNormalizedValue(const char* identifier
     std::int32_t index = -1;
     if (const Result stored = storeNormalizedValue(identifier, normal, index); stored != AAX_SUCCESS)
         return stored;
-    const Result result = guarded([&] {
-        bringToEffect(index, *parameterAt(index));
-        return AAX_SUCCESS;
-    });
+    const Result result = guarded([&] { bringToEffect(index, *parameterAt(index)); });
     countChange();
     return result;
 }
@@ -200,7 +203,7 @@ std::int32_t AAXWrap_Parameters::signalLatency() const noexcept
 
 /// The timer reports a changed latency while the data model switches the bypass: whoever finds that it has changed once
 /// more reports again, so that the last word is the right one.
-void AAXWrap_Parameters::reportLatency()
+void AAXWrap_Parameters::reportLatency() noexcept
 {
     Controller* const toHost = controller();
     if (toHost == nullptr)
@@ -208,7 +211,7 @@ void AAXWrap_Parameters::reportLatency()
     std::int32_t reported = 0;
     do {
         reported = signalLatency();
-        (void)toHost->setSignalLatency(reported);
+        (void)guarded([&] { return toHost->setSignalLatency(reported); });
     } while (reported != signalLatency());
 }
 
@@ -223,7 +226,7 @@ Result AAXWrap_Parameters::notificationReceived(std::int32_t code, const void* d
         break;
     case kNotificationTrackName:
         if (data != nullptr)
-            setTrackName(static_cast<const char*>(data), size);
+            (void)guarded([&] { setTrackName(static_cast<const char*>(data), size); });
         break;
     default: // a preview of AudioSuite's too: there is no parameter for it
         break;
@@ -264,9 +267,12 @@ Result AAXWrap_Parameters::getChunkSize(std::int32_t chunkId, std::int32_t& size
 {
     if (chunkId != effect->getAeffect()->uniqueID)
         return EffectParametersBase::getChunkSize(chunkId, size);
-    hostChunk = effect->copyChunk(false);
-    size = static_cast<std::int32_t>(hostChunk.size());
-    return AAX_SUCCESS;
+    size = 0;
+    return guarded([&] {
+        hostChunk = effect->copyChunk(false);
+        size = static_cast<std::int32_t>(hostChunk.size());
+        return hostChunk.empty() ? AAX_ERROR_OUT_OF_MEMORY : AAX_SUCCESS; // else an empty state would be saved
+    });
 }
 
 Result AAXWrap_Parameters::getChunk(std::int32_t chunkId, Chunk& chunk)
@@ -274,14 +280,23 @@ Result AAXWrap_Parameters::getChunk(std::int32_t chunkId, Chunk& chunk)
     chunk.manufacturer = kManufacturerCode;
     chunk.product = kProductCode;
     if (chunkId != effect->getAeffect()->uniqueID)
-        return guarded([&] { return EffectParametersBase::getChunk(chunkId, chunk); });
+        return EffectParametersBase::getChunk(chunkId, chunk);
+    return guarded([&] { return readEffectChunk(chunk); });
+}
+
+/// The bytes whose size was asked for go out once: a later read without a query of its own gets what is set by then.
+Result AAXWrap_Parameters::readEffectChunk(Chunk& chunk)
+{
     if (hostChunk.empty())
         hostChunk = effect->copyChunk(false);
+    if (hostChunk.empty())
+        return AAX_ERROR_OUT_OF_MEMORY;
     const auto size = static_cast<std::int32_t>(hostChunk.size());
     if (chunk.data == nullptr || chunk.size < size)
         return AAX_ERROR_INCORRECT_CHUNK_SIZE;
     std::memcpy(chunk.data, hostChunk.data(), hostChunk.size());
-    chunk.chunkId = chunkId;
+    hostChunk.clear();
+    chunk.chunkId = effect->getAeffect()->uniqueID;
     chunk.size = size;
     std::strncpy(chunk.name, "Plugin Chunk", sizeof chunk.name - 1);
     return AAX_SUCCESS;
@@ -289,10 +304,18 @@ Result AAXWrap_Parameters::getChunk(std::int32_t chunkId, Chunk& chunk)
 
 Result AAXWrap_Parameters::setChunk(std::int32_t chunkId, const Chunk& chunk)
 {
-    if (chunkId != effect->getAeffect()->uniqueID)
-        return guarded([&] { return EffectParametersBase::setChunk(chunkId, chunk); });
-    if (chunk.data == nullptr || chunk.size <= 0)
+    if (chunkId != effect->getAeffect()->uniqueID) {
+        restoring = std::this_thread::get_id();
+        const Result result = EffectParametersBase::setChunk(chunkId, chunk);
+        restoring = std::thread::id();
+        return result;
+    }
+    if (chunk.size < 0)
         return AAX_ERROR_INCORRECT_CHUNK_SIZE;
+    if (chunk.size == 0) // can't be parsed, as other bytes that are no state: nothing changes
+        return AAX_SUCCESS;
+    if (chunk.data == nullptr)
+        return AAX_ERROR_NULL_OBJECT;
     return guarded([&] {
         const std::string copy(reinterpret_cast<const char*>(chunk.data), static_cast<std::size_t>(chunk.size));
         hostChunk.clear(); // it tells of a state that is gone
@@ -301,11 +324,6 @@ Result AAXWrap_Parameters::setChunk(std::int32_t chunkId, const Chunk& chunk)
         reportLatency();         // if the timer was faster and is yet to tell it
         return AAX_SUCCESS;
     });
-}
-
-Result AAXWrap_Parameters::compareActiveChunk(const Chunk& chunk, bool& isEqual) const
-{
-    return guarded([&] { return EffectParametersBase::compareActiveChunk(chunk, isEqual); });
 }
 
 host::Pointer AAXWrap_Parameters::hostCallback(host::AEffect* record, std::int32_t opcode, std::int32_t index,
@@ -318,7 +336,10 @@ host::Pointer AAXWrap_Parameters::hostCallback(host::AEffect* record, std::int32
         return 0;
     }
     auto* const instance = static_cast<AAXWrap_Parameters*>(userOf(*record).load());
-    return instance != nullptr ? instance->answer(opcode, index, data, option) : 0;
+    host::Pointer answered = 0;
+    if (instance != nullptr)
+        (void)guarded([&] { answered = instance->answer(opcode, index, data, option); }); // the delegate may throw
+    return answered;
 }
 
 /// The one call that may come without the effect's own holding the instance alive.
@@ -332,10 +353,7 @@ void AAXWrap_Parameters::reportLatencyOf(host::AEffect& record)
             return;
         ++instance->reportsUnderWay;
     }
-    (void)guarded([&] { // whatever the host throws, the instance may end afterwards
-        instance->reportLatency();
-        return AAX_SUCCESS;
-    });
+    instance->reportLatency();
     const std::lock_guard guard(reportLock);
     --instance->reportsUnderWay;
     reportEnded.notify_all();
@@ -343,12 +361,11 @@ void AAXWrap_Parameters::reportLatencyOf(host::AEffect& record)
 
 host::Pointer AAXWrap_Parameters::answer(std::int32_t opcode, std::int32_t index, void* data, float option)
 {
-    const HostParameter* const parameter = arePublished() && index < core::kNumParams ? parameterAt(index) : nullptr;
-    AutomationDelegate* const delegate = automation();
+    HostParameter* const parameter = arePublished() && index < core::kNumParams ? parameterAt(index) : nullptr;
     switch (opcode) {
     case host::hostAutomate:
-        if (parameter != nullptr && delegate != nullptr)
-            (void)delegate->postSetValueRequest(parameter->identifier.c_str(), toHost(index, option));
+        if (parameter != nullptr)
+            setAutomatedValue(*parameter, toHost(index, option));
         return 0;
     case hostGetTime:
         return reinterpret_cast<host::Pointer>(&timeInfo);
@@ -359,16 +376,35 @@ host::Pointer AAXWrap_Parameters::answer(std::int32_t opcode, std::int32_t index
     case host::hostProcessLevel:
         return offlineMode ? host::processLevelOffline : host::processLevelRealtime;
     case host::hostBeginEdit:
-        if (parameter != nullptr && delegate != nullptr)
+        if (AutomationDelegate* const delegate = delegateForEdits(); parameter != nullptr && delegate != nullptr)
             (void)delegate->postTouchRequest(parameter->identifier.c_str());
         return 0;
     case host::hostEndEdit:
-        if (parameter != nullptr && delegate != nullptr)
+        if (AutomationDelegate* const delegate = delegateForEdits(); parameter != nullptr && delegate != nullptr)
             (void)delegate->postReleaseRequest(parameter->identifier.c_str());
         return 0;
     default:
         return 0;
     }
+}
+
+/// The delegate brings a value back later, as an update. Where there is none, the effect holds the value already and only
+/// the host's side is to follow. So it is while the control state is restored: a value of a bank that was chosen there
+/// mustn't come back behind the restored one.
+void AAXWrap_Parameters::setAutomatedValue(HostParameter& parameter, double normal)
+{
+    if (AutomationDelegate* const delegate = delegateForEdits()) {
+        (void)delegate->postSetValueRequest(parameter.identifier.c_str(), normal);
+        return;
+    }
+    parameter.storeNormalizedValue(normal);
+    countChange();
+}
+
+/// Null when the host isn't to be asked.
+AutomationDelegate* AAXWrap_Parameters::delegateForEdits() const noexcept
+{
+    return restoring.load() == std::this_thread::get_id() ? nullptr : automation();
 }
 
 } // namespace sorvane::aax

@@ -6,11 +6,6 @@
 
 namespace sorvane::aax {
 
-struct ViewSize {
-    float height; ///< in pixels
-    float width;
-};
-
 /// An instance's view, which the host makes, calls on its user interface thread and deletes. It may come and go many times
 /// while the data model lives.
 class EffectGUI {

@@ -7,7 +7,7 @@
 namespace sorvane::aax {
 
 /// Of these interfaces; a host that was built with another one can't use the library.
-inline constexpr std::uint32_t kInterfaceVersion = 1;
+inline constexpr std::uint32_t kInterfaceVersion = 2;
 
 /// Makes objects of the library's classes by number.
 class ClassFactory;

@@ -45,12 +45,28 @@ enum ViewContainerType : std::int32_t {
     viewContainerNativeWindow = 3,
 };
 
+struct ViewSize {
+    float height; ///< in pixels
+    float width;
+};
+
+enum Modifier : std::uint32_t {
+    modifierSecondaryButton = 16,
+};
+
 /// The host's window round the view. User interface thread.
 class ViewContainer {
 public:
     virtual ~ViewContainer() = default;
     virtual std::int32_t getType() const = 0;
     virtual void* getWindow() = 0;
+    /// The keys that are held, as bits of the host's.
+    virtual Result getModifiers(std::uint32_t& modifiers) = 0;
+    /// Offers the host a click on a parameter's control, which it takes with AAX_SUCCESS.
+    virtual Result handleParameterMouseDown(const char* identifier, std::uint32_t modifiers) = 0;
+    virtual Result handleParameterMouseUp(const char* identifier, std::uint32_t modifiers) = 0;
+    /// The view has this size now.
+    virtual Result setViewSize(const ViewSize& size) = 0;
 };
 
 } // namespace sorvane::aax

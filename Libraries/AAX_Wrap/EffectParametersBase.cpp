@@ -1,5 +1,7 @@
 #include "EffectParametersBase.h"
 
+#include "Guarded.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -13,11 +15,11 @@ namespace {
 
 constexpr std::size_t kValueBytes = 8;
 
-void addValue(std::string& bytes, double value)
+void writeValue(std::byte* bytes, double value)
 {
     const auto bits = std::bit_cast<std::uint64_t>(value);
     for (std::size_t i = 0; i < kValueBytes; ++i)
-        bytes += static_cast<char>(bits >> (8 * i) & 0xFFU);
+        bytes[i] = static_cast<std::byte>(bits >> (8 * i) & 0xFFU);
 }
 
 double readValue(const char* bytes)
@@ -79,8 +81,7 @@ Result EffectParametersBase::getParameterStringFromValue(const char* identifier,
     const HostParameter* const parameter = find(identifier);
     if (parameter == nullptr)
         return AAX_ERROR_INVALID_PARAMETER_ID;
-    text = parameter->display->valueToText(normal);
-    return AAX_SUCCESS;
+    return guarded([&] { text = parameter->display->valueToText(normal); });
 }
 
 Result EffectParametersBase::getParameterValueFromString(const char* identifier, double& normal, const char* text) const
@@ -90,16 +91,20 @@ Result EffectParametersBase::getParameterValueFromString(const char* identifier,
         return AAX_ERROR_INVALID_PARAMETER_ID;
     if (text == nullptr)
         return AAX_ERROR_NULL_OBJECT;
-    return parameter->display->textToValue(text, normal) ? AAX_SUCCESS : AAX_ERROR_UNIMPLEMENTED;
+    return guarded(
+        [&] { return parameter->display->textToValue(text, normal) ? AAX_SUCCESS : AAX_ERROR_UNIMPLEMENTED; });
 }
 
 Result EffectParametersBase::setParameterNormalizedValue(const char* identifier, double normal)
 {
     if (find(identifier) == nullptr)
         return AAX_ERROR_INVALID_PARAMETER_ID;
+    if (std::isnan(normal))
+        return AAX_ERROR_INVALID_VALUE;
     AutomationDelegate* const toHost = automation();
-    return toHost != nullptr ? toHost->postSetValueRequest(identifier, normal)
-                             : updateParameterNormalizedValue(identifier, normal);
+    if (toHost == nullptr)
+        return updateParameterNormalizedValue(identifier, normal);
+    return guarded([&] { return toHost->postSetValueRequest(identifier, normal); });
 }
 
 Result EffectParametersBase::updateParameterNormalizedValue(const char* identifier, double normal)
@@ -148,10 +153,16 @@ Result EffectParametersBase::getChunk(std::int32_t chunkId, Chunk& chunk)
 {
     if (chunkId != kControlStateId)
         return AAX_ERROR_INVALID_CHUNK_ID;
-    const std::string bytes = controlState();
-    if (bytes.empty() || chunk.data == nullptr || chunk.size != static_cast<std::int32_t>(bytes.size()))
+    std::int32_t size = 0;
+    if (getChunkSize(chunkId, size) != AAX_SUCCESS || size == 0 || chunk.data == nullptr || chunk.size != size)
         return AAX_ERROR_INCORRECT_CHUNK_SIZE;
-    std::memcpy(chunk.data, bytes.data(), bytes.size());
+    std::byte* at = chunk.data;
+    for (const auto& parameter : parameters) {
+        const std::size_t length = parameter->identifier.size() + 1;
+        std::memcpy(at, parameter->identifier.c_str(), length);
+        writeValue(at + length, parameter->getNormalizedValue());
+        at += length + kValueBytes;
+    }
     chunk.chunkId = chunkId;
     std::strncpy(chunk.name, "Complete Controls State", sizeof chunk.name - 1);
     return AAX_SUCCESS;
@@ -163,12 +174,17 @@ Result EffectParametersBase::setChunk(std::int32_t chunkId, const Chunk& chunk)
 {
     if (chunkId != kControlStateId)
         return AAX_ERROR_INVALID_CHUNK_ID;
-    std::vector<std::pair<const HostParameter*, double>> values;
-    if (!readControlState(chunk, values))
-        return AAX_ERROR_INCORRECT_CHUNK_SIZE;
-    for (auto value = values.rbegin(); value != values.rend(); ++value)
-        (void)updateParameterNormalizedValue(value->first->identifier.c_str(), value->second);
-    return AAX_SUCCESS;
+    return guarded([&]() -> Result {
+        std::vector<std::pair<const HostParameter*, double>> values;
+        if (!readControlState(chunk, values))
+            return AAX_ERROR_INCORRECT_CHUNK_SIZE;
+        Result result = AAX_SUCCESS;
+        for (auto value = values.rbegin(); value != values.rend(); ++value)
+            if (const Result updated = updateParameterNormalizedValue(value->first->identifier.c_str(), value->second);
+                updated != AAX_SUCCESS)
+                result = updated;
+        return result;
+    });
 }
 
 Result EffectParametersBase::compareActiveChunk(const Chunk& chunk, bool& isEqual) const
@@ -176,14 +192,16 @@ Result EffectParametersBase::compareActiveChunk(const Chunk& chunk, bool& isEqua
     isEqual = true;
     if (chunk.chunkId != kControlStateId)
         return AAX_SUCCESS;
-    std::vector<std::pair<const HostParameter*, double>> values;
-    isEqual = readControlState(chunk, values) && std::all_of(values.begin(), values.end(), [&](const auto& value) {
-                  const auto& [parameter, normal] = value;
-                  return parameter->getNormalizedValue() == normal ||
-                         std::find(compareIgnored.begin(), compareIgnored.end(), parameter->identifier) !=
-                             compareIgnored.end();
-              });
-    return AAX_SUCCESS;
+    return guarded([&] {
+        std::vector<std::pair<const HostParameter*, double>> values;
+        isEqual = readControlState(chunk, values) && std::all_of(values.begin(), values.end(), [&](const auto& value) {
+                      const auto& [parameter, normal] = value;
+                      return parameter->getNormalizedValue() == normal ||
+                             std::find(compareIgnored.begin(), compareIgnored.end(), parameter->identifier) !=
+                                 compareIgnored.end();
+                  });
+        return AAX_SUCCESS;
+    });
 }
 
 Result EffectParametersBase::getCurveData(std::int32_t, const float*, std::uint32_t, float*) const
@@ -213,16 +231,6 @@ HostParameter* EffectParametersBase::find(const char* identifier) const
     std::int32_t index = -1;
     (void)getParameterIndex(identifier, index);
     return parameterAt(index);
-}
-
-std::string EffectParametersBase::controlState() const
-{
-    std::string bytes;
-    for (const auto& parameter : parameters) {
-        bytes.append(parameter->identifier.c_str(), parameter->identifier.size() + 1);
-        addValue(bytes, parameter->getNormalizedValue());
-    }
-    return bytes;
 }
 
 bool EffectParametersBase::readControlState(const Chunk& chunk,

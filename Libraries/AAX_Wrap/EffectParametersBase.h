@@ -69,7 +69,6 @@ protected:
 
 private:
     [[nodiscard]] HostParameter* find(const char* identifier) const;
-    [[nodiscard]] std::string controlState() const;
     /// The value of each parameter in the chunk, in the chunk's order. \return false for what is no such chunk
     [[nodiscard]] bool readControlState(const Chunk& chunk,
                                         std::vector<std::pair<const HostParameter*, double>>& values) const;

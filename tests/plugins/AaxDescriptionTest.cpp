@@ -11,15 +11,14 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <set>
 #include <stdexcept>
-#include <tuple>
 
 namespace sorvane::test {
 namespace {
 
 using tools::AaxLibrary;
-using tools::ComponentRecord;
 
 TEST(AaxExports, AreTheSevenEntriesAlone)
 {
@@ -43,97 +42,84 @@ TEST(AaxExports, AreTheSevenEntriesAlone)
     EXPECT_THROW(AaxLibrary("libm.so.6"), tools::Failure); // no file of this folder
 }
 
+/// All that sessions and hosts keep: codes, stem formats, the eleven fields in their places, the meters.
+std::string componentText(const std::string& channels, const std::string& codes, const std::string& stem,
+                          const std::string& lastTap)
+{
+    return "component of " + channels + R"( channels
+  property   11  0x4B535452  KSTR
+  property   12  0x536F7276  Sorv
+)" + codes +
+           "  property   51  " + stem + "  ....\n  property   52  " + stem + R"(  ....
+  property   60  0x00000001  ....
+  property  116  0x00000001  ....
+  field  0  audio input
+  field  1  audio output
+  field  2  buffer length
+  field  3  sample rate
+  field  4  clock
+  field  5  MIDI node "Sorvane MIDI In", type 0, channels 15
+  field  6  private block of 4 bytes
+  field  7  MIDI node "Transport", type 3, channels 65535
+  field  8  private block of 8 bytes
+  field  9  meters inml inmr ouml oumr grm1)" +
+           lastTap + "\n  field 10  side-chain input\n";
+}
+const std::string kDescription =
+    R"(package Sorvane version 1 of Kestrune
+effect com.kestrune.Sorvane.aax "Sorvane", category 2
+resource 1 PageTable.xml
+meter inml LeftIn, type 0, orientation 0
+meter inmr RightIn, type 0, orientation 0
+meter ouml LeftOut, type 1, orientation 0
+meter oumr RightOut, type 1, orientation 0
+meter grm1 GR1, type 2, orientation 1
+meter grm2 GR2, type 3, orientation 1
+)" + componentText("1", "  property   13  0x52544D4E  RTMN\n  property   14  0x41534D4E  ASMN\n", "0x00000001", "") +
+    componentText("2", "  property   13  0x52545354  RTST\n  property   14  0x41535354  ASST\n", "0x00010002", " grm2");
+
 TEST(AaxDescription, SaysWhatSessionsHold)
 {
     const AaxLibrary library(SORVANE_AAX_PLUGIN);
-    const auto& package = library.description();
-    EXPECT_EQ(package.manufacturer, "Kestrune");
-    EXPECT_EQ(package.package, "Sorvane");
-    EXPECT_EQ(package.packageVersion, 1U);
-    ASSERT_EQ(package.effects.size(), 1U);
-    const auto& effect = library.effect();
-    EXPECT_EQ(effect.identifier, "com.kestrune.Sorvane.aax");
-    EXPECT_EQ(effect.name, "Sorvane");
-    EXPECT_EQ(effect.category, 2);
-    EXPECT_NE(effect.createParameters, nullptr);
-    EXPECT_NE(effect.createGUI, nullptr);
-    EXPECT_EQ(effect.resources, (std::vector<std::pair<std::int32_t, std::string>>{{1, "PageTable.xml"}}));
+    EXPECT_EQ(tools::describe(library.description()), kDescription);
     EXPECT_TRUE(library.traces().empty());
 
-    using Meter = std::tuple<std::int32_t, std::string, std::int32_t, std::int32_t>;
-    const std::vector<Meter> expected = {{0x696E6D6C, "LeftIn", 0, 0},  {0x696E6D72, "RightIn", 0, 0},
-                                         {0x6F756D6C, "LeftOut", 1, 0}, {0x6F756D72, "RightOut", 1, 0},
-                                         {0x67726D31, "GR1", 2, 1},     {0x67726D32, "GR2", 3, 1}};
-    std::vector<Meter> meters;
-    for (const auto& meter : effect.meters) {
-        ASSERT_EQ(meter.properties->values.size(), 2U);
-        EXPECT_EQ(meter.properties->values[0].first, 200);
-        EXPECT_EQ(meter.properties->values[1].first, 201);
-        meters.emplace_back(meter.identifier, meter.name, meter.properties->values[0].second,
-                            meter.properties->values[1].second);
-    }
-    EXPECT_EQ(meters, expected);
+    // A description that lacks what others have is shown with what it has.
+    tools::CollectionRecord odd;
+    EXPECT_EQ(odd.addEffect(nullptr, odd.newEffectDescriptor()), aax::AAX_ERROR_NULL_OBJECT);
+    aax::EffectDescriptor& effect = *odd.newEffectDescriptor();
+    EXPECT_EQ(odd.addEffect("odd", &effect), 0);
+    EXPECT_EQ(effect.addMeterDescription(1, "Level", effect.newPropertyMap()), 0);
+    aax::ComponentDescriptor& component = *effect.newComponentDescriptor();
+    EXPECT_EQ(component.addMeters(0, nullptr, 2), aax::AAX_ERROR_NULL_OBJECT);
+    EXPECT_EQ(component.addMeters(0, nullptr, -1), aax::AAX_ERROR_NULL_OBJECT);
+    EXPECT_EQ(effect.addComponent(&component), 0);
+    EXPECT_EQ(tools::describe(odd), "package  version 0 of \neffect odd \"\", category 0\nmeter .... Level, type 0, "
+                                    "orientation 0\ncomponent of 0 channels\n  no process procedure\n");
 }
 
-TEST(AaxDescription, GivesBothComponentsTheirFieldsAndProperties)
-{
-    const AaxLibrary library(SORVANE_AAX_PLUGIN);
-    ASSERT_EQ(library.effect().components.size(), 2U);
-    const std::vector<std::pair<std::int32_t, std::int32_t>> properties[] = {
-        {{11, 0x4B535452}, {12, 0x536F7276}, {13, 0x52544D4E}, {14, 0x41534D4E}, {51, 1}, {52, 1}, {60, 1}, {116, 1}},
-        {{11, 0x4B535452},
-         {12, 0x536F7276},
-         {13, 0x52545354},
-         {14, 0x41535354},
-         {51, 0x10002},
-         {52, 0x10002},
-         {60, 1},
-         {116, 1}}};
-    const char* const kinds[] = {"audio input",   "audio output", "buffer length",   "sample rate",
-                                 "clock",         "MIDI node",    "private block",   "MIDI node",
-                                 "private block", "meters",       "side-chain input"};
-    for (std::size_t c = 0; c < 2; ++c) {
-        const ComponentRecord& component = *library.effect().components[c];
-        EXPECT_EQ(component.properties->values, properties[c]) << c;
-        EXPECT_NE(component.callback, nullptr);
-        const auto& fields = component.fields;
-        ASSERT_EQ(fields.size(), std::size(kinds));
-        for (std::size_t i = 0; i < fields.size(); ++i) {
-            EXPECT_EQ(fields[i].field, static_cast<std::int32_t>(i));
-            EXPECT_EQ(fields[i].kind, kinds[i]);
-        }
-        EXPECT_EQ(std::tie(fields[5].type, fields[5].channelMask, fields[5].name),
-                  std::make_tuple(0, 15U, std::string("Sorvane MIDI In")));
-        EXPECT_EQ(std::tie(fields[7].type, fields[7].channelMask, fields[7].name),
-                  std::make_tuple(3, 65535U, std::string("Transport")));
-        EXPECT_EQ(fields[6].bytes, 4);
-        EXPECT_EQ(fields[8].bytes, static_cast<std::int32_t>(sizeof(void*)));
-        EXPECT_EQ(fields[9].taps.size(), c == 0 ? 5U : 6U);
-        EXPECT_EQ(fields[9].taps.front(), 0x696E6D6C);
-    }
-}
+class ComponentlessEffect final : public tools::EffectRecord {
+public:
+    aax::ComponentDescriptor* newComponentDescriptor() override { return nullptr; }
+};
 
 /// A host that fails in one way or the other.
-class FailingCollection final : public aax::Collection {
+class FailingCollection final : public tools::CollectionRecord {
 public:
     aax::EffectDescriptor* newEffectDescriptor() override
     {
         if (fault)
             fault();
-        return withoutEffect ? nullptr : kept.newEffectDescriptor();
+        return effect ? *effect : CollectionRecord::newEffectDescriptor();
     }
-    aax::Result addEffect(const char* identifier, aax::EffectDescriptor* effect) override
+    aax::Result addEffect(const char* identifier, aax::EffectDescriptor* added) override
     {
-        (void)kept.addEffect(identifier, effect);
-        return -77;
+        return CollectionRecord::addEffect(identifier, added) - 77;
     }
-    aax::Result setManufacturerName(const char* name) override { return kept.setManufacturerName(name); }
     aax::Result addPackageName(const char*) override { return -78; }
-    aax::Result setPackageVersion(std::uint32_t version) override { return kept.setPackageVersion(version); }
 
     void (*fault)() = nullptr;
-    bool withoutEffect = false;
-    tools::CollectionRecord kept;
+    std::optional<aax::EffectDescriptor*> effect; ///< in place of one of the collection's
 };
 
 TEST(AaxDescription, MeetsAHostThatFails)
@@ -142,13 +128,17 @@ TEST(AaxDescription, MeetsAHostThatFails)
     const std::string caught = "AAXRegisterPlugin exception caught: ";
     FailingCollection collection;
     EXPECT_EQ(library.registerWith(&collection), 0); // failed steps are told, and the next ones done
-    EXPECT_EQ(collection.kept.packageVersion, 1U);
+    EXPECT_EQ(collection.packageVersion, 1U);
     EXPECT_EQ(library.traces(), (std::vector<std::string>{"err == AAX_SUCCESS", "err == AAX_SUCCESS"}));
 
-    collection.withoutEffect = true;
-    EXPECT_EQ(library.registerWith(&collection), aax::AAX_ERROR_NULL_OBJECT);
-    EXPECT_EQ(library.registerWith(nullptr), aax::AAX_ERROR_NULL_OBJECT);
+    ComponentlessEffect componentless;
+    for (aax::EffectDescriptor* const effect : std::initializer_list<aax::EffectDescriptor*>{&componentless, nullptr}) {
+        collection.effect = effect;
+        EXPECT_EQ(library.registerWith(&collection), aax::AAX_ERROR_NULL_OBJECT);
+    }
+    EXPECT_EQ(collection.effects.size(), 1U); // the first time's
     collection.fault = [] { throw aax::ResultError(-123); };
+    EXPECT_EQ(library.registerWith(nullptr), aax::AAX_ERROR_NULL_OBJECT);
     EXPECT_EQ(library.registerWith(&collection), -123);
     collection.fault = [] { throw std::runtime_error("full"); };
     EXPECT_EQ(library.registerWith(&collection), -20042);

@@ -3,6 +3,7 @@
 #include "AaxHostInstance.h"
 #include "AaxHostRender.h"
 #include "AudioFile.h"
+#include "Failure.h"
 #include "Plug.h"
 #include "PlugBaseJSON.h"
 #include "Render.h"
@@ -18,7 +19,9 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <thread>
+#include <tuple>
 
 namespace sorvane::test {
 namespace {
@@ -39,18 +42,9 @@ const std::string kKinds = "s" + kChannelKinds + kChannelKinds + "ssssssscclcscs
 
 std::int32_t valuesOf(char kind)
 {
-    switch (kind) {
-    case 'b':
-        return 2;
-    case 'l':
-        return 5;
-    case 'T':
-        return 7;
-    case 'A':
-        return 8;
-    default:
-        return 0;
-    }
+    static const std::map<char, std::int32_t> values = {{'b', 2}, {'l', 5}, {'T', 7}, {'A', 8}};
+    const auto found = values.find(kind);
+    return found == values.end() ? 0 : found->second;
 }
 
 class AaxInstanceTest : public ::testing::Test {
@@ -66,16 +60,15 @@ protected:
         return instance.model().updateParameterNormalizedValue(id(index).c_str(), normal);
     }
     /// What the effect itself holds, as its chunk tells.
-    [[nodiscard]] nlohmann::json effectState()
+    [[nodiscard]] static nlohmann::json effectState(AaxInstance& asked)
     {
-        const auto chunks = instance.save();
-        const auto& bytes = chunks.at(1).bytes;
+        const auto bytes = asked.save().at(1).bytes;
         return nlohmann::json::parse(
             host::inflateChunk({reinterpret_cast<const char*>(bytes.data()), bytes.size()}).c_str());
     }
     [[nodiscard]] double effectNormal(std::int32_t index)
     {
-        const auto parameters = effectState()["presets"][0]["parameters"];
+        const auto parameters = effectState(instance)["presets"][0]["parameters"];
         const std::string tag(TagTable::instance().name(index));
         return parameters.contains(tag)
                    ? parameters[tag].get<double>()
@@ -112,18 +105,15 @@ TEST_F(AaxInstanceTest, ListsItsParameters)
         EXPECT_EQ(info.numSteps, steps) << i;
         EXPECT_EQ(info.defaultNormal, instance.value(i));
     }
-    const auto defaultOf = [&](std::int32_t i) { return instance.value(i); };
-    EXPECT_NEAR(defaultOf(kThreshold), 42.0 / 72.0, 1e-6);
-    EXPECT_NEAR(defaultOf(kListen), 2.0 / 5.0, 1e-6);
-    EXPECT_NEAR(defaultOf(kSplitHPFSlope), 90.0 / 187.0, 1e-6);
-    EXPECT_EQ(defaultOf(kLinked), 1.0);
+    for (const auto& [index, normal] :
+         {std::pair{kThreshold, 42.0 / 72.0}, {kListen, 2.0 / 5.0}, {kSplitHPFSlope, 90.0 / 187.0}, {kLinked, 1.0}})
+        EXPECT_NEAR(instance.value(index), normal, 1e-6);
 
     aax::ParameterInfo bypass{};
     ASSERT_EQ(instance.model().getParameterInfo(92, bypass), AAX_SUCCESS);
-    EXPECT_STREQ(bypass.identifier, "MasterBypassID");
-    EXPECT_STREQ(bypass.name, "Master Bypass");
-    EXPECT_EQ(bypass.numSteps, 2);
-    EXPECT_EQ(bypass.defaultNormal, 0.0);
+    EXPECT_EQ(std::make_tuple(std::string(bypass.identifier), std::string(bypass.name), bypass.numSteps,
+                              bypass.defaultNormal, bypass.type),
+              std::make_tuple("MasterBypassID", "Master Bypass", 2, 0.0, aax::ParameterType::discrete));
 
     std::string text;
     double normal = 0.25;
@@ -159,7 +149,7 @@ TEST_F(AaxInstanceTest, MapsTheHostsValuesToTheEffects)
     EXPECT_EQ(update(kABBank, 5.0 / 8.0), AAX_SUCCESS);
     EXPECT_NEAR(effectNormal(kThreshold), 42.0 / 72.0, 1e-6); // what every bank begins with
     ASSERT_EQ(update(kThreshold, 0.2), AAX_SUCCESS);
-    EXPECT_NEAR(effectState()["ab"][5]["parameters"]["kThreshold"].get<double>(), 0.2, 1e-6);
+    EXPECT_NEAR(effectState(instance)["ab"][5]["parameters"]["kThreshold"].get<double>(), 0.2, 1e-6);
     EXPECT_EQ(update(kABBank, 0.0), AAX_SUCCESS);
     EXPECT_NEAR(effectNormal(kThreshold), 0.9, 1e-6);
 
@@ -208,74 +198,86 @@ TEST_F(AaxInstanceTest, GivesAndTakesItsChunks)
 {
     aax::EffectParameters& model = instance.model();
     EXPECT_EQ(model.getNumberOfChunks(), 2);
-    std::int32_t chunkId = 1;
-    EXPECT_EQ(model.getChunkIDFromIndex(0, chunkId), AAX_SUCCESS);
-    EXPECT_EQ(chunkId, kControlState);
-    EXPECT_EQ(model.getChunkIDFromIndex(1, chunkId), AAX_SUCCESS);
-    EXPECT_EQ(chunkId, kEffectChunk);
-    for (const std::int32_t bad : {-1, 2}) {
-        chunkId = 1;
-        EXPECT_EQ(model.getChunkIDFromIndex(bad, chunkId), aax::AAX_ERROR_INVALID_CHUNK_INDEX);
-        EXPECT_EQ(chunkId, 0);
+    for (const auto& [index, id, result] :
+         {std::tuple{0, kControlState, 0}, {1, kEffectChunk, 0}, {-1, 0, -6}, {2, 0, -6}}) {
+        std::int32_t chunkId = 1;
+        EXPECT_EQ(model.getChunkIDFromIndex(index, chunkId), result);
+        EXPECT_EQ(chunkId, id);
     }
-
     std::vector<std::byte> room(1 << 16);
     aax::Chunk chunk;
     chunk.data = room.data();
-    chunk.size = static_cast<std::int32_t>(room.size());
-    EXPECT_EQ(model.getChunk(kEffectChunk, chunk), AAX_SUCCESS); // without having asked for the size
-    EXPECT_STREQ(chunk.name, "Plugin Chunk");
-    const std::int32_t before = chunk.size;
-    ASSERT_EQ(update(kThreshold, 0.123), AAX_SUCCESS);
+    const auto read = [&](std::int32_t id, std::int32_t size) {
+        chunk.size = size;
+        return model.getChunk(id, chunk);
+    };
+    const auto restored = [&](std::int32_t index) {
+        EXPECT_EQ(model.setChunk(kEffectChunk, chunk), AAX_SUCCESS);
+        instance.deliverAutomation();
+        return effectNormal(index);
+    };
     std::int32_t size = 0;
+    for (const double threshold : {0.321, 0.123}) { // a read without a query of its size gives what is set
+        ASSERT_EQ(update(kThreshold, threshold), AAX_SUCCESS);
+        EXPECT_EQ(read(kEffectChunk, 1 << 16), AAX_SUCCESS);
+        EXPECT_STREQ(chunk.name, "Plugin Chunk");
+        ASSERT_EQ(update(kThreshold, 0.9), AAX_SUCCESS);
+        EXPECT_NEAR(restored(kThreshold), threshold, 1e-6);
+    }
     EXPECT_EQ(model.getChunkSize(kEffectChunk, size), AAX_SUCCESS);
-    EXPECT_NE(size, before);
     ASSERT_EQ(update(kThreshold, 0.9), AAX_SUCCESS); // the bytes are those whose size was told
-    chunk.size = size;
-    EXPECT_EQ(model.getChunk(kEffectChunk, chunk), AAX_SUCCESS);
+    EXPECT_EQ(read(kEffectChunk, size - 1), aax::AAX_ERROR_INCORRECT_CHUNK_SIZE);
+    EXPECT_EQ(read(kEffectChunk, size), AAX_SUCCESS);
     EXPECT_EQ(chunk.size, size);
-    EXPECT_EQ(model.setChunk(kEffectChunk, chunk), AAX_SUCCESS);
-    EXPECT_NEAR(effectNormal(kThreshold), 0.123, 1e-6);
+    EXPECT_NEAR(restored(kThreshold), 0.123, 1e-6);
 
     EXPECT_EQ(model.getChunkSize(7, size), aax::AAX_ERROR_INVALID_CHUNK_ID);
     EXPECT_EQ(size, 0);
-    EXPECT_EQ(model.getChunk(7, chunk), aax::AAX_ERROR_INVALID_CHUNK_ID);
+    EXPECT_EQ(read(7, 1 << 16), aax::AAX_ERROR_INVALID_CHUNK_ID);
     EXPECT_EQ(model.getChunkSize(kControlState, size), AAX_SUCCESS);
-    for (const std::int32_t wrong : {0, size - 1, size + 1}) {
-        chunk.size = wrong;
-        EXPECT_EQ(model.getChunk(kControlState, chunk), aax::AAX_ERROR_INCORRECT_CHUNK_SIZE);
-    }
-    chunk.size = size;
-    EXPECT_EQ(model.getChunk(kControlState, chunk), AAX_SUCCESS);
+    for (const std::int32_t wrong : {0, size - 1, size + 1})
+        EXPECT_EQ(read(kControlState, wrong), aax::AAX_ERROR_INCORRECT_CHUNK_SIZE);
+    EXPECT_EQ(read(kControlState, size), AAX_SUCCESS);
     EXPECT_STREQ(chunk.name, "Complete Controls State");
 
     bool isEqual = false;
-    chunk.chunkId = kControlState;
-    instance.deliverAutomation();
-    EXPECT_EQ(model.getChunk(kControlState, chunk), AAX_SUCCESS);
+    const auto compare = [&](std::int32_t id) {
+        chunk.chunkId = id;
+        EXPECT_EQ(model.compareActiveChunk(chunk, isEqual), AAX_SUCCESS);
+        return isEqual;
+    };
     ASSERT_EQ(update(kBypassIndex, 1.0), AAX_SUCCESS); // isn't compared
-    EXPECT_EQ(model.compareActiveChunk(chunk, isEqual), AAX_SUCCESS);
-    EXPECT_TRUE(isEqual);
+    EXPECT_TRUE(compare(kControlState));
     ASSERT_EQ(update(kRatio, 0.77), AAX_SUCCESS);
-    EXPECT_EQ(model.compareActiveChunk(chunk, isEqual), AAX_SUCCESS);
-    EXPECT_FALSE(isEqual);
-    chunk.chunkId = kEffectChunk;
-    EXPECT_EQ(model.compareActiveChunk(chunk, isEqual), AAX_SUCCESS);
-    EXPECT_TRUE(isEqual);
+    EXPECT_FALSE(compare(kControlState));
+    EXPECT_TRUE(compare(kEffectChunk));
 
     // What can't be read changes nothing; a control state that is cut short is told, too.
     chunk.size = size - 3;
-    EXPECT_NE(model.setChunk(kControlState, chunk), AAX_SUCCESS);
+    EXPECT_EQ(model.setChunk(kControlState, chunk), aax::AAX_ERROR_INCORRECT_CHUNK_SIZE);
+    EXPECT_EQ(model.setChunk(7, chunk), aax::AAX_ERROR_INVALID_CHUNK_ID);
     EXPECT_EQ(instance.value(kRatio), 0.77);
-    instance.restore({effectChunk("{\"presets\": [")});
+    instance.restore({effectChunk("{\"presets\": ["), {kEffectChunk, "", {}}});
     EXPECT_NEAR(effectNormal(kRatio), 0.77, 1e-6);
-    chunk.size = size;
-    EXPECT_EQ(model.setChunk(kControlState, chunk), AAX_SUCCESS);
-    EXPECT_NEAR(effectNormal(kThreshold), 0.123, 1e-6);
-    EXPECT_NE(effectNormal(kRatio), 0.77);
-
+    EXPECT_EQ(model.setChunk(kEffectChunk, {.size = 5}), aax::AAX_ERROR_NULL_OBJECT);
+    EXPECT_EQ(model.setChunk(kEffectChunk, {.size = -5, .data = room.data()}), aax::AAX_ERROR_INCORRECT_CHUNK_SIZE);
     EXPECT_EQ(model.getCurveData(0x41586571, nullptr, 0, nullptr), aax::AAX_ERROR_UNIMPLEMENTED);
     EXPECT_EQ(model.getParameterValueInfo("MasterBypassID", 1, size), aax::AAX_ERROR_UNIMPLEMENTED);
+}
+
+TEST_F(AaxInstanceTest, RestoresTheControlStateAloneAlsoOfAnotherBank)
+{
+    instance.automate(kABBank, 5.0 / 8.0);
+    for (std::int32_t i = 0; i < kABBank; ++i)
+        instance.automate(i, kKinds[static_cast<std::size_t>(i)] == 'c' ? 0.2 + 0.005 * i : 1.0);
+    const auto saved = instance.save();
+    AaxInstance fresh(library, audioThread, 2, 48000.0F);
+    fresh.restore({saved.at(0)}); // with all that automation brings back
+    for (std::int32_t i = 0; i <= kBypassIndex; ++i)
+        EXPECT_EQ(fresh.value(i), instance.value(i)) << i;
+    EXPECT_TRUE(fresh.automationLog().empty());
+    EXPECT_EQ(effectState(fresh)["presets"], effectState(instance)["presets"]);
+    EXPECT_EQ(effectState(fresh)["ab"][5], effectState(instance)["ab"][5]);
 }
 
 /// Plays noise through an instance of so many channels and through an effect of our own beside it.
@@ -379,7 +381,7 @@ TEST_F(AaxInstanceTest, BypassPassesTheInputWithoutLatency)
     EXPECT_EQ(mono.instance.meters, (std::array<float, 6>{0, 0, 0, 0, 0, 9}));
 }
 
-TEST_F(AaxInstanceTest, AnswersNotificationsAndFillsPrivateBlocks)
+TEST_F(AaxInstanceTest, AnswersNotificationsFillsPrivateBlocksAndHasAView)
 {
     aax::EffectParameters& model = instance.model();
     for (const std::int32_t code : {0x41586F66, 0x41586F78, 0x4158746E, 0x41535076, 0, -1}) // AXof AXox AXtn ASPv
@@ -400,62 +402,105 @@ TEST_F(AaxInstanceTest, AnswersNotificationsAndFillsPrivateBlocks)
     EXPECT_EQ(model.resetPrivateData(8, &owner, sizeof owner), AAX_SUCCESS);
     EXPECT_NE(owner.parameters, nullptr);
     EXPECT_EQ(model.resetPrivateData(8, nullptr, 8), AAX_SUCCESS);
-}
 
-TEST_F(AaxInstanceTest, HasAViewByItsCreateFunction)
-{
     const std::unique_ptr<aax::EffectGUI> view(library.effect().createGUI());
     ASSERT_NE(view, nullptr);
     EXPECT_EQ(view->initialize(&instance.controller()), AAX_SUCCESS);
     EXPECT_EQ(view->setControlHighlight(id(kRatio).c_str(), true, 0), AAX_SUCCESS);
-    EXPECT_EQ(view->uninitialize(), AAX_SUCCESS);
 }
 
-TEST(AaxMidi, MovesWhatTheUsersMapSays)
-{
-    const TestFolder folder;
-    const ScopedVariable config("XDG_CONFIG_HOME", folder.path.c_str());
-    std::filesystem::create_directories(folder / "Kestrune/Sorvane");
-    std::string map = "[";
-    for (int controller = 0; controller < 128; ++controller)
-        map += std::to_string(controller == 20 ? kThreshold : -1) + (controller < 127 ? "," : "]");
-    makeFile(folder / "Kestrune/Sorvane/MIDIMap", map);
+/// A folder of audio files, and of a user whose MIDI controller 20 moves the threshold.
+class AaxRenderTest : public ::testing::Test {
+protected:
+    static constexpr std::int64_t kFrames = 48000;
 
-    const tools::AaxLibrary library(SORVANE_AAX_PLUGIN);
-    tools::AaxAudioThread audioThread;
-    Rig rig(library, audioThread, 2);
-    for (const std::uint8_t value : {std::uint8_t{127}, std::uint8_t{0}, std::uint8_t{127}}) {
-        rig.instance.midi = {{.timeStamp = 0, .length = 3, .data = {0xB0, 20, 64, 0}, .isImmediate = false},
-                             {.timeStamp = 9, .length = 3, .data = {0xB3, 20, value, 0}, .isImmediate = true},
-                             {.timeStamp = 9, .length = 3, .data = {0x90, 20, 1, 0}, .isImmediate = true}};
-        (void)rig.play(false);
-        rig.instance.deliverAutomation();
-        EXPECT_EQ(rig.instance.value(kThreshold), value == 127 ? 1.0 : 0.0);
-        const auto log = rig.instance.automationLog();
-        EXPECT_EQ(std::count(log.begin(), log.end(), "s dl("), 2); // one for each event
+    AaxRenderTest()
+    {
+        std::filesystem::create_directories(folder / "Kestrune/Sorvane");
+        std::string map = "[";
+        for (int controller = 0; controller < 128; ++controller)
+            map += std::to_string(controller == 20 ? kThreshold : -1) + (controller < 127 ? "," : "]");
+        makeFile(folder / "Kestrune/Sorvane/MIDIMap", map);
+        write("mono.wav", 1, 1);
+        write("stereo.wav", 2, 2);
+        write("side.wav", 1, 3);
     }
-}
-
-TEST(AaxRender, EqualsTheToolsOwn)
-{
-    const TestFolder folder;
-    const auto write = [&](const std::string& name, int channels, unsigned seed) {
-        tools::AudioWriter file(folder / name, SF_FORMAT_WAV | SF_FORMAT_FLOAT, channels, 48000, std::nullopt);
-        Signal signal = noise(48000 * static_cast<std::size_t>(channels), seed);
+    void write(const std::string& name, int channels, unsigned seed)
+    {
+        tools::AudioWriter file(folder / name, SF_FORMAT_WAV | SF_FORMAT_FLOAT, channels, kFrames, std::nullopt);
+        Signal signal = noise(static_cast<std::size_t>(kFrames * channels), seed);
         for (std::size_t i = 0; i < signal.size(); ++i) // bursts, so that the detector has something to do
             signal[i] *= i / 9600 % 2 == 0 ? 0.8 : 0.02;
-        file.write(signal.data(), 48000);
+        file.write(signal.data(), kFrames);
         file.commit();
-    };
-    const auto read = [&](const std::string& name) {
+    }
+    Signal read(const std::string& name)
+    {
         tools::AudioReader file(folder / name);
-        Signal signal(static_cast<std::size_t>(48000 * file.channels() + 2));
-        EXPECT_EQ(file.read(signal.data(), 48001), 48000);
+        Signal signal(static_cast<std::size_t>(kFrames * file.channels() + 2));
+        EXPECT_EQ(file.read(signal.data(), kFrames + 1), kFrames);
         return signal;
+    }
+    /// The stereo file, 48 kHz, through a plug-in to which the events happen.
+    Signal play(const std::string& events, std::int32_t block = 512)
+    {
+        (void)tools::renderThroughAax({.plugin = SORVANE_AAX_PLUGIN,
+                                       .input = folder / "stereo.wav",
+                                       .output = folder / "aax.wav",
+                                       .sideChain = "",
+                                       .settings = {},
+                                       .events = tools::parseEvents(events, "events"),
+                                       .blockFrames = block});
+        return read("aax.wav");
+    }
+
+    const TestFolder folder;
+    const ScopedVariable config{"XDG_CONFIG_HOME", folder.path.c_str()};
+};
+
+TEST_F(AaxRenderTest, EventsHappenAtTheirSample)
+{
+    constexpr std::ptrdiff_t kLatency = 480 + 1024;
+    constexpr std::ptrdiff_t kAt = 24000; // 0.5 s
+    const auto differsFrom = [](const Signal& a, const Signal& b) {
+        return std::mismatch(a.begin(), a.end(), b.begin()).first - a.begin();
     };
-    write("mono.wav", 1, 1);
-    write("stereo.wav", 2, 2);
-    write("side.wav", 1, 3);
+    const Signal plain = play("[]");
+    const Signal automated = play(R"([{"at": 0.5, "set": {"kThreshold": {"normal": 0}}}])");
+    EXPECT_NEAR(static_cast<double>(differsFrom(plain, automated)), 2.0 * (kAt - kLatency), 200.0);
+    EXPECT_LT(peakDifference(play(R"([{"at": 0.5, "set": {"kThreshold": {"value": -60}}}])", 77), automated), 1e-6);
+    // The messages stand in a block, which another event makes begin there; the last one says what the threshold is.
+    const char* const midi =
+        R"([{"at": 0.5, "tempo": 90, "midi": [[176, 20, 127], [179, 20, 0], [144, 20, 9], [192]]}])";
+    EXPECT_LT(peakDifference(play(midi), automated), 1e-6);
+
+    const Signal input = read("stereo.wav");
+    const Signal bypassed = play(R"([{"at": 0.75, "bypass": false}, {"at": 0.5, "bypass": true, "playing": false}])");
+    EXPECT_EQ(differsFrom(bypassed, plain) / 2, kAt - kLatency);
+    for (std::ptrdiff_t i = 2 * kAt; i < 2 * 36000; ++i)
+        ASSERT_EQ(bypassed[static_cast<std::size_t>(i - 2 * kLatency)], input[static_cast<std::size_t>(i)]) << i;
+
+    for (const auto& [text, complaint] : std::initializer_list<std::pair<std::string, const char*>>{
+             {"{}", "a JSON list of events"},
+             {"[{\"at\": 1}", "a JSON list of events"},
+             {R"([{"at": 1}, {"bypass": true}])", "event 2: expected an object with \"at\""},
+             {R"([{"at": -1}])", "event 1: expected \"at\" from 0"},
+             {R"([{"at": 1, "bypass": 1}])", "true or false"},
+             {R"([{"at": 1, "midi": [[176, 256]]}])", "0 to 255"},
+             {R"([{"at": 1, "midi": [176, 20, 1]}])", "a list of messages"},
+             {R"([{"at": 1, "pitch": 1}])", "not \"pitch\""},
+             {R"([{"at": 1, "set": {"kTreshold": {"value": 1}}}])", "kThreshold"},
+             {std::string(100000, '['), "nested too deeply"}})
+        try {
+            (void)tools::parseEvents(text, "e.json");
+            ADD_FAILURE() << text;
+        } catch (const tools::Failure& failure) {
+            EXPECT_NE(std::string(failure.what()).find(complaint), std::string::npos) << failure.what();
+        }
+}
+
+TEST_F(AaxRenderTest, EqualsTheToolsOwn)
+{
     const std::vector<tools::ParameterSetting> settings = {
         {kThreshold, -38.5F, false}, {kRatio, 0.2F, true},  {kSplitHPFSlope, 48.0F, false}, {kSplitType, 1.0F, false},
         {kSCHPFSlope, 12.0F, false}, {kSCHPF, 1.0F, false}, {kOverSample, 1.0F, false},     {kLookahead, 3.3F, false}};
@@ -479,6 +524,7 @@ TEST(AaxRender, EqualsTheToolsOwn)
                                                .output = folder / "aax.wav",
                                                .sideChain = plain.sideChain,
                                                .settings = state.settings,
+                                               .events = {},
                                                .blockFrames = 333});
                 const Signal expected = read("plain.wav");
                 EXPECT_LT(peakDifference(read("aax.wav"), expected), 1e-6) << name << linearPhase << hasSideChain;

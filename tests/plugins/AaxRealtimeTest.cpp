@@ -1,6 +1,5 @@
 // That the AAX adapter's callback takes no memory, waits for nobody and enters no system call, whatever the other threads do.
 
-#include "AAXWrap_Parameters.h"
 #include "AaxHostInstance.h"
 #include "MIDIMap.h"
 #include "PlainController.h"
@@ -36,30 +35,28 @@ TEST(Realtime, AaxCallbackNeitherWaitsNorTakesMemory)
     state::MIDIMap::instance().learnMidi(core::kThreshold, 20);
     PlainController controller;
     AAXWrap_Parameters parameters;
-    SAAXWrap_Alg_Context_Private block{};
     ASSERT_EQ(parameters.initialize(&controller), AAX_SUCCESS);
-    ASSERT_EQ(parameters.resetPrivateData(fieldPrivateBlock, &block, sizeof block), AAX_SUCCESS);
 
     std::atomic<bool> done{false};
     RealtimeGuard::Counts counts;
     std::thread audio([&] {
-        std::array<std::array<float, 512>, 5> buffers{};
-        float* inputs[] = {buffers[0].data(), buffers[1].data(), buffers[2].data()};
-        float* outputs[] = {buffers[3].data(), buffers[4].data()};
-        std::array<float, 6> meters{};
         Node node;
-        float rate = 48000.0F;
-        std::int64_t clock = 0;
-        std::int32_t frames = 512;
-        std::int32_t sideChain = 0;
-        AlgorithmContext context{inputs,  outputs, &frames, &rate,         &clock,    &node,
-                                 nullptr, &node,   &block,  meters.data(), &sideChain};
-        AlgorithmContext* const contexts[] = {&context};
+        PlainBlock block(parameters);
+        block.context.midiIn = block.context.transport = &node;
+        char dump[3000] = {};
+        SysexEvent sysex{.head = {.type = 6, .byteSize = 48, .deltaFrames = 0, .flags = 0},
+                         .dumpBytes = sizeof dump,
+                         .reserved1 = 0,
+                         .sysexDump = dump,
+                         .reserved2 = 0};
+        host::Events sent{.numEvents = 1, .reserved = 0, .events = {&sysex.head, nullptr}};
+        core::Plug& effect = parameters.getEffect();
         std::minstd_rand random(1);
         const auto play = [&] {
-            frames = static_cast<std::int32_t>(random() % 513);
-            sideChain = static_cast<std::int32_t>(random() % 3);
-            AAXWrap_Parameters::algorithm(contexts, contexts + 1);
+            block.frames = static_cast<std::int32_t>(random() % 513);
+            block.sideChain = static_cast<std::int32_t>(random() % 3);
+            block.play();
+            effect.getHostCallback()(effect.getAeffect(), 8, 0, 0, &sent, 0.0F);
         };
         for (int warm = 0; warm < 20; ++warm)
             play();

@@ -1,29 +1,33 @@
 // The adapter from the side of the effect that it owns: what it answers as the effect's host, and its view.
 
 #include "AAXWrap_GUI.h"
-#include "AAXWrap_Parameters.h"
 #include "AaxHostInstance.h"
 #include "PlainController.h"
-#include "Signals.h"
 #include "StormSeconds.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <new>
 #include <thread>
+#include <tuple>
 
 namespace sorvane::test {
 namespace {
 
 using namespace aax;
 
-class NamedParameters final : public AAXWrap_Parameters {
+/// Stands for a product that uses the hooks.
+class HookedParameters final : public AAXWrap_Parameters {
 public:
     std::string trackName;
+    std::vector<MidiPacket> sent;
 
 private:
     void trackNameChanged(const char* name) override { trackName = name; }
+    void sendMidi(const MidiPacket& packet) noexcept override { sent.push_back(packet); }
 };
 
 class AaxWrapTest : public ::testing::Test {
@@ -32,26 +36,28 @@ protected:
     {
         controller.model = parameters.get();
         ASSERT_EQ(parameters->initialize(&controller), AAX_SUCCESS);
-        ASSERT_EQ(parameters->resetPrivateData(8, &block, sizeof block), AAX_SUCCESS);
     }
     host::Pointer askHost(std::int32_t opcode, std::int32_t index = 0, void* data = nullptr)
     {
         core::Plug& effect = parameters->getEffect();
         return effect.getHostCallback()(effect.getAeffect(), opcode, index, 0, data, 0.5F);
     }
+    Result update(const char* id, double normal) { return parameters->updateParameterNormalizedValue(id, normal); }
+    static void playOnThread(PlainBlock& block)
+    {
+        std::thread([&] { block.play(); }).join();
+    }
 
     PlainController controller;
-    std::unique_ptr<NamedParameters> parameters = std::make_unique<NamedParameters>();
-    SAAXWrap_Alg_Context_Private block{};
+    std::unique_ptr<HookedParameters> parameters = std::make_unique<HookedParameters>();
 };
 
 TEST_F(AaxWrapTest, IsTheEffectsHost)
 {
-    EXPECT_EQ(askHost(23), 2);
-    (void)parameters->notificationReceived(0x41586F66, nullptr, 0); // AXof
-    EXPECT_EQ(askHost(23), 4);
-    (void)parameters->notificationReceived(0x41586F78, nullptr, 0); // AXox
-    EXPECT_EQ(askHost(23), 2);
+    for (const auto& [code, level] : {std::pair{0, 2}, {0x41586F66, 4}, {0x41586F78, 2}}) { // none, AXof, AXox
+        (void)parameters->notificationReceived(code, nullptr, 0);
+        EXPECT_EQ(askHost(23), level);
+    }
     for (const std::int32_t index : {-1, -1000, 92, 93, 500})
         for (const std::int32_t opcode : {0, 43, 44})
             EXPECT_EQ(askHost(opcode, index), 0);
@@ -85,58 +91,166 @@ TEST_F(AaxWrapTest, IsTheEffectsHost)
 TEST_F(AaxWrapTest, TellsTheEffectWhereTheTransportStands)
 {
     struct Node final : MidiNode {
-        std::uint32_t packets(const MidiPacket*&) override { return 0; }
-        Transport* transport() override { return &stand; }
+        std::uint32_t packets(const MidiPacket*&) override { throw std::bad_alloc(); }
+        Transport* transport() override
+        {
+            if (throws)
+                throw std::runtime_error("host");
+            return &stand;
+        }
         tools::AaxTransport stand;
+        bool throws = false;
     } node;
     node.stand.beatsPerMinute = 90.0;
     node.stand.beats = 7;
     node.stand.beatUnit = 8;
-    node.stand.playing = true;
-    node.stand.looping = true;
+    node.stand.playing = node.stand.looping = true;
     node.stand.loopStart = 960000 * 4;
     node.stand.loopEnd = 960000 * 8;
     node.stand.ticks = 480000;
     node.stand.samples = 123456;
-    std::int32_t frames = 0;
-    float rate = 96000.0F;
-    std::int64_t clock = 5'000'000'000;
-    AlgorithmContext context{};
-    context.bufferLength = &frames;
-    context.sampleRate = &rate;
-    context.clock = &clock;
-    context.transport = &node;
-    context.privateBlock = &block;
+    PlainBlock block(*parameters);
+    block.rate = 96000.0F;
+    block.clock = 5'000'000'000;
+    block.context.transport = &node;
     SAAXWrap_Alg_Context_Private empty{};
     AlgorithmContext skipped{};
     skipped.privateBlock = &empty;
-    AlgorithmContext* const contexts[] = {nullptr, &skipped, &context};
-    const auto run = [&] { std::thread([&] { AAXWrap_Parameters::algorithm(contexts, contexts + 3); }).join(); };
-    run();
+    AlgorithmContext* const contexts[] = {nullptr, &skipped, &block.context};
+    std::thread([&] { AAXWrap_Parameters::algorithm(contexts, contexts + 3); }).join();
     const auto& time = *reinterpret_cast<const TimeInfo*>(askHost(7)); // NOLINT(performance-no-int-to-ptr)
-    EXPECT_EQ(time.sampleRate, 96000.0);
-    EXPECT_EQ(time.nanoSeconds, 5.0e9);
-    EXPECT_EQ(time.samplePosition, 123456.0);
-    EXPECT_EQ(time.musicalPosition, 0.5);
-    EXPECT_EQ(time.cycleStart, 4.0);
-    EXPECT_EQ(time.cycleEnd, 8.0);
-    EXPECT_EQ(time.tempo, 90.0);
-    EXPECT_EQ(time.timeSignatureNumerator, 7);
-    EXPECT_EQ(time.timeSignatureDenominator, 8);
+    EXPECT_EQ(std::tie(time.sampleRate, time.nanoSeconds, time.samplePosition, time.musicalPosition),
+              std::make_tuple(96000.0, 5.0e9, 123456.0, 0.5));
+    EXPECT_EQ(std::tie(time.cycleStart, time.cycleEnd, time.tempo), std::make_tuple(4.0, 8.0, 90.0));
+    EXPECT_EQ(std::tie(time.timeSignatureNumerator, time.timeSignatureDenominator), std::make_tuple(7, 8));
     EXPECT_EQ(time.flags, 14080 + 2 + 4);
     node.stand.playing = node.stand.looping = false;
-    run();
+    playOnThread(block);
     EXPECT_EQ(time.flags, 14080);
+    node.throws = true; // neither node's fault keeps the audio from playing
+    block.context.midiIn = &node;
+    block.meters.fill(9.0F);
+    playOnThread(block);
+    EXPECT_EQ(block.meters[0], 0.0F);
+}
+
+TEST_F(AaxWrapTest, SendsWhatTheEffectSends)
+{
+    host::MidiEvent note{};
+    note.head = {.type = 1, .byteSize = 32, .deltaFrames = 7, .flags = 0};
+    std::copy_n("\x90\x40\x7F", 3, note.midiData);
+    std::string dump = "\xF0wxyz\xF7";
+    SysexEvent sysex{.head = {.type = 6, .byteSize = 48, .deltaFrames = 9, .flags = 0},
+                     .dumpBytes = 6,
+                     .reserved1 = 0,
+                     .sysexDump = dump.data(),
+                     .reserved2 = 0};
+    host::Events events{.numEvents = 2, .reserved = 0, .events = {&sysex.head, &note.head}};
+    EXPECT_EQ(askHost(8, 0, &events), 0);
+    EXPECT_EQ(askHost(8, 0, nullptr), 0);
+    dump.assign(5000, 'x'); // more than there is room for: none of it goes
+    sysex.sysexDump = dump.data();
+    sysex.dumpBytes = 5000;
+    events.numEvents = 1;
+    EXPECT_EQ(askHost(8, 0, &events), 0);
+    PlainBlock block(*parameters);
+    for (int time = 0; time < 2; ++time) {
+        playOnThread(block);
+        std::string sent;
+        for (const MidiPacket& packet : parameters->sent)
+            sent += std::to_string(packet.timeStamp) +
+                    std::string(reinterpret_cast<const char*>(packet.data), packet.length);
+        EXPECT_EQ(sent, "7\x90\x40\x7F"
+                        "9\xF0wxy9z\xF7"); // once
+    }
+}
+
+TEST_F(AaxWrapTest, FillsEveryOutputWhateverTheBuffersAre)
+{
+    constexpr auto kFirst = 0.25F;
+    constexpr auto kSecond = 0.5F;
+    ASSERT_EQ(update("MasterBypassID", 1.0), AAX_SUCCESS);
+    struct Case {
+        std::array<std::size_t, 2> outputs;
+        float first;
+        float second;
+    };
+    for (const Case& one : {Case{{3, 4}, kFirst, kSecond},
+                            {{0, 1}, kFirst, kSecond},
+                            {{1, 0}, kFirst, kSecond},
+                            {{1, 3}, kFirst, kSecond},
+                            {{3, 0}, kFirst, kSecond}}) {
+        PlainBlock block(*parameters);
+        block.buffers[0].fill(kFirst);
+        block.buffers[1].fill(kSecond);
+        for (std::size_t c = 0; c < 2; ++c)
+            block.outputs[c] = block.buffers[one.outputs[c]].data();
+        playOnThread(block);
+        EXPECT_EQ(block.outputs[0][511], one.first) << one.outputs[0] << one.outputs[1];
+        EXPECT_EQ(block.outputs[1][0], one.second) << one.outputs[0] << one.outputs[1];
+    }
+    for (const double bypass : {1.0, 0.0}) { // without inputs there is silence
+        ASSERT_EQ(update("MasterBypassID", bypass), AAX_SUCCESS);
+        PlainBlock block(*parameters);
+        block.buffers[3].fill(kFirst);
+        block.buffers[4].fill(kSecond);
+        block.context.audioInput = nullptr;
+        block.meters.fill(9.0F);
+        playOnThread(block);
+        EXPECT_EQ(block.buffers[3], block.buffers[0]);
+        EXPECT_EQ(block.buffers[4], block.buffers[0]);
+        EXPECT_EQ(block.meters, (std::array<float, 6>{}));
+        block.outputs[0] = nullptr;
+        playOnThread(block);
+        block.context.audioOutput = nullptr;
+        playOnThread(block);
+    }
+}
+
+TEST_F(AaxWrapTest, BearsAHostThatThrowsOrHasNoAutomation)
+{
+    controller.throws = true;
+    EXPECT_EQ(update("MasterBypassID", 1.0), AAX_SUCCESS); // the latency's report is the host's own loss
+    EXPECT_EQ(parameters->setParameterNormalizedValue(" dl(", 0.5), AAX_ERROR_UNKNOWN_EXCEPTION);
+    for (const std::int32_t opcode : {0, 13, 43, 44})
+        EXPECT_EQ(askHost(opcode, 8), 0);
+    PlainController own;
+    own.throws = true;
+    AAXWrap_Parameters other;
+    EXPECT_EQ(other.initialize(&own), AAX_ERROR_UNKNOWN_EXCEPTION);
+    own.throws = own.hasDelegate = false;
+    EXPECT_EQ(other.initialize(&own), AAX_SUCCESS);
+    other.getEffect().setParameterAutomated(8, 0.9F);
+    double normal = 0.0;
+    EXPECT_EQ(other.getParameterNormalizedValue(" dl(", normal), AAX_SUCCESS);
+    EXPECT_NEAR(normal, 0.9, 1e-6);
 }
 
 TEST_F(AaxWrapTest, GivesAViewThatComesAndGoes)
 {
     struct Container final : ViewContainer {
         std::int32_t getType() const override { return 3; }
-        void* getWindow() override { return nullptr; }
+        void* getWindow() override { return this; }
+        Result getModifiers(std::uint32_t& keys) override
+        {
+            keys = 5;
+            return modifiersResult;
+        }
+        Result handleParameterMouseDown(const char* id, std::uint32_t keys) override { return note('d', id, keys); }
+        Result handleParameterMouseUp(const char* id, std::uint32_t keys) override { return note('u', id, keys); }
+        Result setViewSize(const ViewSize&) override { return note('s', "", 0); }
+        Result note(char what, const char* id, std::uint32_t keys)
+        {
+            log += what + (id + std::to_string(keys));
+            return what == taken ? AAX_SUCCESS : AAX_ERROR_UNIMPLEMENTED;
+        }
+        Result modifiersResult = AAX_SUCCESS;
+        char taken = 0;
+        std::string log;
     } container;
+    std::unique_ptr<EffectGUI> view(AAXWrap_GUI::create());
+    auto& frame = dynamic_cast<host::iVSTFrameCallbackInterface&>(*view);
     for (int time = 0; time < 2; ++time) {
-        const std::unique_ptr<EffectGUI> view(AAXWrap_GUI::create());
         ViewSize size{};
         EXPECT_EQ(view->initialize(nullptr), AAX_ERROR_NOT_INITIALIZED);
         EXPECT_EQ(view->setViewContainer(&container), AAX_ERROR_NOT_INITIALIZED);
@@ -145,13 +259,39 @@ TEST_F(AaxWrapTest, GivesAViewThatComesAndGoes)
         controller.model = parameters.get();
         EXPECT_EQ(view->initialize(&controller), AAX_SUCCESS);
         EXPECT_EQ(view->setViewContainer(&container), AAX_SUCCESS);
-        EXPECT_EQ(view->draw(), AAX_SUCCESS);
         EXPECT_EQ(view->setControlHighlight("MasterBypassID", true, 1), AAX_SUCCESS);
         EXPECT_EQ(view->setControlHighlight("none", true, 1), AAX_ERROR_INVALID_PARAMETER_ID);
-        EXPECT_EQ(view->setViewContainer(nullptr), AAX_SUCCESS);
         EXPECT_EQ(view->getViewSize(size), AAX_ERROR_NULL_OBJECT); // as long as the editor has no window
+
+        container.log.clear();
+        container.taken = 'd';
+        EXPECT_TRUE(frame.frameMessage(0, 8, true));
+        container.taken = 'u';
+        EXPECT_TRUE(frame.frameMessage(0, 91, false));
+        container.taken = 0;
+        container.modifiersResult = AAX_ERROR_UNIMPLEMENTED;
+        EXPECT_FALSE(frame.frameMessage(0, 8, true));
+        container.modifiersResult = AAX_SUCCESS;
+        for (const std::int32_t tag : {-1, 92, 500})
+            EXPECT_FALSE(frame.frameMessage(0, tag, false));
+        EXPECT_FALSE(frame.frameMessage(1, -1, false));
+        EXPECT_FALSE(frame.frameMessage(3, -1, false));
+        EXPECT_EQ(container.log, "d dl(21d dd{5u dd{5d dl(5u dl(5");
+        EXPECT_EQ(view->setViewContainer(nullptr), AAX_SUCCESS);
+        EXPECT_FALSE(frame.frameMessage(0, 8, true)); // there is nobody to offer it to
         EXPECT_EQ(view->uninitialize(), AAX_SUCCESS);
     }
+    // There is one editor, which the latest view has, and none once the data model has ended.
+    EXPECT_EQ(view->initialize(&controller), AAX_SUCCESS);
+    const std::unique_ptr<EffectGUI> latest(AAXWrap_GUI::create());
+    EXPECT_EQ(latest->initialize(&controller), AAX_SUCCESS);
+    EXPECT_EQ(view->setViewContainer(&container), AAX_ERROR_NOT_INITIALIZED);
+    view.reset();
+    EXPECT_EQ(latest->setViewContainer(&container), AAX_SUCCESS);
+    parameters.reset();
+    EXPECT_EQ(latest->setViewContainer(&container), AAX_ERROR_NOT_INITIALIZED);
+    EXPECT_EQ(latest->setControlHighlight(" dl(", true, 1), AAX_ERROR_NOT_INITIALIZED);
+
     PlainController failing;
     failing.stemResult = -5;
     AAXWrap_Parameters other;
@@ -164,23 +304,11 @@ TEST_F(AaxWrapTest, BearsAllThreadsAtOnce)
 {
     std::atomic<bool> stop{false};
     std::thread audio([&] {
-        std::array<std::vector<float>, 5> buffers;
-        buffers.fill(std::vector<float>(512, 0.25F));
-        float* inputs[] = {buffers[0].data(), buffers[1].data(), buffers[2].data()};
-        float* outputs[] = {buffers[3].data(), buffers[4].data()};
-        std::int32_t frames = 512;
-        std::int32_t sideChain = 2;
-        float meters[6] = {};
-        AlgorithmContext context{};
-        context.audioInput = inputs;
-        context.audioOutput = outputs;
-        context.bufferLength = &frames;
-        context.privateBlock = &block;
-        context.meters = meters;
-        context.sideChainInput = &sideChain;
-        AlgorithmContext* const contexts[] = {&context};
+        PlainBlock block(*parameters);
+        block.buffers[0].fill(0.25F);
+        block.sideChain = 2;
         while (!stop)
-            AAXWrap_Parameters::algorithm(contexts, contexts + 1);
+            block.play();
     });
     std::thread coming([&] {
         while (!stop) {
