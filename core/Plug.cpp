@@ -92,8 +92,11 @@ Plug::Plug(host::HostCallback callback, Start start, const platform::Clock& cloc
     (void)state::MIDIMap::instance(); // read here, so that the audio thread finds it made
     Plug::applyGlobalPrefs();
     Plug::applyUiPrefs();
-    if (start == Start::asUserSaved)
+    if (start == Start::asUserSaved) {
+        audioMaster = nullptr; // what a start sets is no edit
         loadDefaultBank();
+        audioMaster = callback;
+    }
     Plug::resume();
     isMade = true;
     host::InstanceTimer::instance().add(*this);

@@ -38,6 +38,7 @@ public:
     static inline std::atomic<host::Pointer> version{2400};
     static inline std::atomic<std::int32_t> processLevel{host::processLevelRealtime};
     static inline std::atomic<std::int32_t> ioChanges{0};
+    static inline std::atomic<std::int32_t> edits{0};            ///< begun, moved and ended
     static inline std::atomic<std::int32_t> delayAtIOChange{-1}; ///< as the effect's record read within the call
 
     static host::Pointer callback(host::AEffect* record, std::int32_t opcode, std::int32_t, host::Pointer, void*, float)
@@ -46,6 +47,8 @@ public:
             return version;
         if (opcode == host::hostProcessLevel)
             return processLevel;
+        if (opcode == host::hostAutomate || opcode == host::hostBeginEdit || opcode == host::hostEndEdit)
+            ++edits;
         if (opcode == host::hostIOChanged) {
             delayAtIOChange = std::atomic_ref(record->initialDelay).load();
             ++ioChanges;

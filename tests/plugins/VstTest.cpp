@@ -452,7 +452,9 @@ TEST(Vst, FindsTheFactoryBankOfTheInstallationThatItWasMovedWith)
     }
     const ScopedVariable unset("SORVANE_DATA_FOLDER", nullptr);
     const VstLibrary moved(library);
+    const std::int32_t editsBefore = VstLibrary::edits;
     EXPECT_EQ(VstEffect(moved).text(host::effectGetProgramName), "Of this installation");
+    EXPECT_EQ(VstLibrary::edits, editsBefore) << "a start is no edit";
 }
 
 TEST(Vst, ExportsItsEntryOnly)
