@@ -10,9 +10,10 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <set>
-#include <sstream>
+#include <string>
 
 namespace sorvane::test {
 namespace {
@@ -21,9 +22,6 @@ using namespace core;
 
 const std::string kLv2 = "http://lv2plug.in/ns/lv2core#";
 const std::string kUnits = "http://lv2plug.in/ns/extensions/units#";
-const std::string kPortProps = "http://lv2plug.in/ns/ext/port-props#";
-const std::string kGroups = "http://lv2plug.in/ns/ext/port-groups#";
-const std::string kOwn = "urn:kestrune:sorvane#";
 
 class Lv2Bundle : public ::testing::Test {
 public:
@@ -46,13 +44,12 @@ public:
         lilv_node_free(node);
         return port;
     }
-    /// The values of a property of a port's, in order, without what they have in common.
-    [[nodiscard]] std::set<std::string> values(const LilvPlugin* plugin, const std::string& symbol,
-                                               const std::string& property) const
+    /// The values of a property of a port, in order, without what they have in common; "-" for none.
+    [[nodiscard]] std::string values(const LilvPlugin* plugin, const LilvPort* port, const std::string& property) const
     {
         std::set<std::string> found;
         LilvNode* const predicate = lilv_new_uri(world.get(), property.c_str());
-        LilvNodes* const nodes = lilv_port_get_value(plugin, portOf(plugin, symbol), predicate);
+        LilvNodes* const nodes = lilv_port_get_value(plugin, port, predicate);
         LILV_FOREACH(nodes, i, nodes)
         {
             const std::string text = lilv_node_as_string(lilv_nodes_get(nodes, i));
@@ -60,101 +57,100 @@ public:
         }
         lilv_nodes_free(nodes);
         lilv_node_free(predicate);
-        return found;
+        std::string line;
+        for (const std::string& value : found)
+            line += (line.empty() ? "" : ",") + value;
+        return line.empty() ? "-" : line;
+    }
+    /// What is published for ever, a line each.
+    [[nodiscard]] std::string described() const
+    {
+        std::set<std::string> presets;
+        std::set<std::string> keys;
+        std::string ports;
+        const Lv2Library library;
+        for (const std::size_t which : {1U, 0U}) {
+            const LilvPlugin* const plugin = plugins[which];
+            const std::string name = which == 1 ? "stereo" : "mono";
+            ports += "\n" + name + ' ' + lilv_node_as_uri(lilv_plugin_get_uri(plugin)) + '\n';
+            for (std::uint32_t index = 0; index < lilv_plugin_get_num_ports(plugin); ++index)
+                ports += name + ' ' + std::to_string(index) + describedPort(plugin, index) + '\n';
+
+            LilvNode* const presetClass = lilv_new_uri(world.get(), "http://lv2plug.in/ns/ext/presets#Preset");
+            LilvNodes* const nodes = lilv_plugin_get_related(plugin, presetClass);
+            LILV_FOREACH(nodes, i, nodes)
+            presets.insert(lilv_node_as_uri(lilv_nodes_get(nodes, i)));
+            lilv_nodes_free(nodes);
+            lilv_node_free(presetClass);
+
+            const Lv2Instance instance(library, which + 1);
+            for (const auto& property : instance.save())
+                keys.insert(std::string("saved ") + Lv2Urids::uriOf(property.first));
+            const auto ask = [](LV2_State_Handle to, std::uint32_t key, std::size_t*, std::uint32_t*,
+                                std::uint32_t*) -> const void* {
+                static_cast<std::set<std::string>*>(to)->insert(std::string("restored ") + Lv2Urids::uriOf(key));
+                return nullptr;
+            };
+            (void)instance.state->restore(instance.handle, ask, &keys, 0, nullptr);
+        }
+        std::string text;
+        for (const auto* const lines : {&keys, &presets})
+            for (const std::string& line : *lines)
+                text += line + '\n';
+        return text + ports;
+    }
+    /// Its symbol, classes, minimum, maximum, default, designation, properties, unit and group.
+    [[nodiscard]] std::string describedPort(const LilvPlugin* plugin, std::uint32_t index) const
+    {
+        const LilvPort* const port = lilv_plugin_get_port_by_index(plugin, index);
+        std::string line = std::string(" ") + lilv_node_as_string(lilv_port_get_symbol(plugin, port)) + ' ' +
+                           values(plugin, port, "http://www.w3.org/1999/02/22-rdf-syntax-ns#type");
+        for (const char* const limit : {"minimum", "maximum", "default"})
+            line += ' ' + values(plugin, port, kLv2 + limit);
+        for (const std::string& property : {kLv2 + "designation", kLv2 + "portProperty", kUnits + "unit",
+                                            std::string("http://lv2plug.in/ns/ext/port-groups#group")})
+            line += ' ' + values(plugin, port, property);
+        return line;
     }
 
     std::unique_ptr<LilvWorld, decltype(&lilv_world_free)> world;
     std::array<const LilvPlugin*, 2> plugins{};
 };
 
-/// Sessions and scripts hold them: the list may grow at its ends, and nothing else.
-TEST_F(Lv2Bundle, PortsStayAsTheyWerePublished)
+/// Sessions and scripts hold all of it: the list grows, by ports at the ends of theirs, and nothing in it ever changes.
+TEST_F(Lv2Bundle, StaysAsItWasPublished)
 {
-    std::istringstream published(contents(SORVANE_LV2_PORTS));
-    std::string name;
-    std::uint32_t index = 0;
-    std::string symbol;
-    std::array<std::uint32_t, 2> counts{};
-    while (published >> name >> index >> symbol) {
-        const std::size_t which = name == "stereo" ? 1 : 0;
-        ++counts[which];
-        ASSERT_NE(plugins[which], nullptr);
-        const LilvPort* const port = lilv_plugin_get_port_by_index(plugins[which], index);
-        ASSERT_NE(port, nullptr) << name << ' ' << index;
-        EXPECT_EQ(lilv_node_as_string(lilv_port_get_symbol(plugins[which], port)), symbol) << name << ' ' << index;
-    }
-    for (const std::size_t which : {0U, 1U})
-        EXPECT_EQ(lilv_plugin_get_num_ports(plugins[which]), counts[which]) << "a new port belongs in the list";
+    EXPECT_EQ(described(), contents(SORVANE_LV2_PUBLISHED));
 }
 
-TEST_F(Lv2Bundle, DescribesParametersAsTheTableDoes)
+TEST_F(Lv2Bundle, NamesTheValuesOfEnumerations)
 {
-    for (const LilvPlugin* const plugin : plugins) {
-        for (std::int32_t tag = 0; tag < kNumParams; ++tag) {
-            const std::string symbol(TagTable::instance().name(tag));
-            const LilvPort* const port = portOf(plugin, symbol);
-            if (tag == kBypass || tag == kABBank) {
-                EXPECT_EQ(port, nullptr) << symbol;
-                continue;
-            }
-            ASSERT_NE(port, nullptr) << symbol;
-            std::array<LilvNode*, 3> range{};
-            lilv_port_get_range(plugin, port, &range[0], &range[1], &range[2]);
-            const ParamRecord& record = factoryParameters()[static_cast<std::size_t>(tag)];
-            EXPECT_EQ(lilv_node_as_float(range[0]), record.value) << symbol;
-            EXPECT_EQ(lilv_node_as_float(range[1]), record.min) << symbol;
-            EXPECT_EQ(lilv_node_as_float(range[2]), record.max) << symbol;
-            for (LilvNode* const node : range)
-                lilv_node_free(node);
-        }
-        struct Case {
-            std::string symbol;
-            std::string property;
-            std::set<std::string> expected;
-        };
-        for (const auto& [symbol, property, expected] : {
-                 Case{"kAttack", kLv2 + "portProperty", {"logarithmic"}},
-                 Case{"kMode", kLv2 + "portProperty", {"toggled"}},
-                 Case{"kSCSource", kLv2 + "portProperty", {"toggled"}},
-                 Case{"kSplitType", kLv2 + "portProperty", {"integer", "enumeration"}},
-                 Case{"kSCLPFSlopeB", kLv2 + "portProperty", {"integer", "enumeration"}},
-                 Case{"kThreshold", kLv2 + "portProperty", {}},
-                 Case{"kThreshold", kUnits + "unit", {"db"}},
-                 Case{"kMakeup", kUnits + "unit", {"coef"}},
-                 Case{"kSplitHPFSlope", kUnits + "unit", {"decibelsPerOctave"}},
-                 Case{"kHold", kUnits + "unit", {"ms"}},
-                 Case{"kSplitBPFFreqB", kUnits + "unit", {"hz"}},
-                 Case{"kBalance", kUnits + "unit", {"pc"}},
-                 Case{"kRatio", kUnits + "unit", {}},
-                 Case{"kSCLPFGain", kGroups + "group", {"firstChannel"}},
-                 Case{"kIpTrimB", kGroups + "group", {"secondChannel"}},
-                 Case{"kLinked", kGroups + "group", {"global"}},
-                 Case{"enabled", kLv2 + "designation", {"enabled"}},
-                 Case{"freeWheeling", kLv2 + "designation", {"freeWheeling"}},
-                 Case{"latency", kLv2 + "designation", {"latency"}},
-                 Case{"latency", kLv2 + "portProperty", {"reportsLatency", "integer", "notOnGUI"}},
-                 Case{"sideChain1", kLv2 + "portProperty", {"isSideChain", "connectionOptional"}},
-                 Case{"midiIn", kLv2 + "portProperty", {"connectionOptional"}},
-             })
-            EXPECT_EQ(values(plugin, symbol, property), expected) << symbol << ' ' << property;
-        // The texts are those of the effect, one for each value.
-        const auto plug = makePlug();
-        for (const auto& [symbol, tag, count] : {std::tuple{"kListen", kListen, 5U},
-                                                 {"kSplitHPFSlope", kSplitHPFSlope, 32U},
-                                                 {"kSCHPFType", kSCHPFType, 2U}}) {
+    using Labels = std::map<float, std::string>;
+    const Labels types = {{0, "Coincident BPF"},  {1, "Butterworth BPF"}, {2, "EE BPF"},         {3, "Coincident LPF"},
+                          {4, "Butterworth LPF"}, {5, "Coincident HPF"},  {6, "Butterworth HPF"}};
+    const Labels slopes = {{6, "6dB"}, {12, "12dB"}, {18, "18dB"}, {24, "24dB"}};
+    const std::map<std::string, Labels> expected = {
+        {"kListen", {{0, "S/C EQ"}, {1, "Split-band"}, {2, "Output"}, {3, "Pass-band"}, {4, "Difference"}}},
+        {"kSplitType", types},
+        {"kSplitTypeB", types},
+        {"kSCHPFTypeB", {{0, "HPF"}, {1, "Shelf"}}},
+        {"kSCLPFType", {{0, "LPF"}, {1, "Shelf"}}},
+        {"kSCSource", {{0, "Input"}, {1, "Split"}}},
+        {"kSCLPFSlopeB", slopes},
+        {"kThreshold", {}}};
+    for (const LilvPlugin* const plugin : plugins)
+        for (const auto& [symbol, labels] : expected) {
+            Labels found;
             LilvScalePoints* const points = lilv_port_get_scale_points(plugin, portOf(plugin, symbol));
-            EXPECT_EQ(lilv_scale_points_size(points), count) << symbol;
             LILV_FOREACH(scale_points, i, points)
             {
                 const LilvScalePoint* const point = lilv_scale_points_get(points, i);
-                char text[64] = {};
-                const float value = lilv_node_as_float(lilv_scale_point_get_value(point));
-                plug->formatParameter(tag, plug->toNormalised(tag, value), text, 0);
-                EXPECT_STREQ(lilv_node_as_string(lilv_scale_point_get_label(point)), text) << symbol << ' ' << value;
+                found[lilv_node_as_float(lilv_scale_point_get_value(point))] =
+                    lilv_node_as_string(lilv_scale_point_get_label(point));
             }
             lilv_scale_points_free(points);
+            EXPECT_EQ(found, labels) << symbol;
         }
-    }
 }
 
 /// Every preset that is installed is there, and by its ports and its state alike brings what the file holds.
