@@ -39,16 +39,13 @@ float decibels(float gain, float low, float high)
     return db > low ? std::min(db, high) : low;
 }
 
-/// What a running host is given to send the ports that go with a state.
-constexpr float kSettlingSeconds = 0.1F;
-
 constexpr auto kUnknownPorts = [] {
     std::array<float, kParameterPorts> ports{};
     ports.fill(std::numeric_limits<float>::quiet_NaN());
     return ports;
 }();
 
-/// Of a normalised value: hosts keep ports as texts of so many digits.
+/// Of a normalised value: hosts keep ports as texts of so many digits. It is far below what can be heard.
 constexpr float kTextTolerance = 1.0e-6F;
 
 } // namespace
@@ -127,7 +124,7 @@ void Lv2Effect::process(std::uint32_t frames)
     if (firstRun)
         takeFirstPorts();
     followFreeWheeling();
-    takePorts(frames);
+    takePorts();
     takeEvents();
     const auto most = static_cast<std::size_t>(capacity);
     for (std::size_t done = 0; done < frames && most > 0; done += most)
@@ -145,7 +142,6 @@ void Lv2Effect::takeFirstPorts()
         const std::lock_guard lock(portsLock);
         changed = restored;
         restored = false;
-        settling = 0;
         const platform::AudioThreadScope audioThread; // one design is enough
         changed |= applyPorts(true) > 0;
     }
@@ -174,25 +170,17 @@ void Lv2Effect::followFreeWheeling()
 }
 
 /// While a state is saved or restored no port is taken: whatever changes meanwhile is applied behind it.
-void Lv2Effect::takePorts(std::uint32_t frames)
+void Lv2Effect::takePorts()
 {
     if (freeWheeling)
         portsLock.lock();
     else if (!portsLock.tryLock())
         return;
     const std::lock_guard lock(portsLock, std::adopt_lock);
-    bool all = false;
-    if (restored) {
-        restored = false;
-        settling = static_cast<std::uint32_t>(kSettlingSeconds * plug->getSampleRate());
-    } else if (settling > 0) {
-        settling -= std::min(settling, frames);
-        all = settling == 0;
-    }
     std::optional<platform::AudioThreadScope> audioThread;
     if (!freeWheeling)
         audioThread.emplace();
-    if (applyPorts(all) > 1 && !freeWheeling)
+    if (applyPorts(false) > 1 && !freeWheeling)
         plug->designNow(); // the timer may have designed with some of them
 }
 
@@ -200,18 +188,16 @@ void Lv2Effect::takePorts(std::uint32_t frames)
 /// \return how many differed from what was agreed
 int Lv2Effect::applyPorts(bool all)
 {
-    const float tolerance = all || settling > 0 ? kTextTolerance : 0.0F;
     int count = 0;
     for (std::size_t tag = 0; tag < kParameterPorts; ++tag) {
         const auto* const control = static_cast<const float*>(connections[tag]);
         if (control != nullptr && (all || *control != last[tag]))
-            count += applyPort(tag, *control, tolerance) ? 1 : 0;
+            count += applyPort(tag, *control) ? 1 : 0;
     }
     return count;
 }
 
-/// \param tolerance  within which its normalised value is the agreed one
-bool Lv2Effect::applyPort(std::size_t tag, float value, float tolerance)
+bool Lv2Effect::applyPort(std::size_t tag, float value)
 {
     if (std::isnan(value))
         return false;
@@ -220,7 +206,7 @@ bool Lv2Effect::applyPort(std::size_t tag, float value, float tolerance)
     if (core::factoryParameters()[tag].scale == core::ScaleType::onOff)
         value = (value > 0.0F) == (tag != core::kBypass) ? 1.0F : 0.0F; // its port says "enabled"
     const float normal = plug->toNormalised(index, value);
-    if (std::abs(normal - agreed[tag]) <= tolerance)
+    if (std::abs(normal - agreed[tag]) <= kTextTolerance)
         return false;
     plug->setParameter(index, normal);
     agreed[tag] = normal;

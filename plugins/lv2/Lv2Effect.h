@@ -26,8 +26,8 @@ namespace sorvane::lv2 {
 /// activation applies all ports, with their designs, before it processes a sample.
 ///
 /// A state holds what the ports held beside it. After a restore a port that holds the same leaves alone what was restored,
-/// a bank that MIDI chose for one; any other is applied. In a running instance a port that the host hasn't written since
-/// is given 100 ms for it first: hosts send a preset's ports behind its state, and the old ones would be heard in between.
+/// a bank that MIDI chose for one; any other is applied. In a running instance it is applied when the host writes it: hosts
+/// send a preset's ports some blocks behind its state, and some never do.
 ///
 /// Blocks that are longer than the host announced are processed in parts: no block takes memory.
 /// Threads as LV2 has them: run on the audio thread; save, and restore on any other beside it; the rest while no run is
@@ -66,9 +66,9 @@ private:
     void mapUrids(const LV2_URID_Map& map);
     void takeFirstPorts();
     void followFreeWheeling();
-    void takePorts(std::uint32_t frames);
+    void takePorts();
     int applyPorts(bool all);
-    bool applyPort(std::size_t tag, float value, float tolerance);
+    bool applyPort(std::size_t tag, float value);
     void takeEvents();
     void process(std::uint32_t frames);
     void processPart(std::size_t first, std::size_t frames);
@@ -102,9 +102,8 @@ private:
     std::array<void*, kStereoPorts.size()> connections{};
     std::array<float, kParameterPorts> last{}; ///< of the ports, as they were read last
     platform::WaitFreeLock portsLock;          ///< held while ports are taken, and while a state is saved or restored
-    PortNormals agreed{};       ///< that go with the effect's: applied last, or held when what was restored was saved
-    bool restored = false;      ///< the agreed values are those of a restore that no run has seen
-    std::uint32_t settling = 0; ///< frames until ports count that weren't written after a restore
+    PortNormals agreed{};  ///< that go with the effect's: applied last, or held when what was restored was saved
+    bool restored = false; ///< the agreed values are those of a restore that came before the first run
 
     std::unique_ptr<core::Plug> plug; ///< last: its timer may call back
 };
