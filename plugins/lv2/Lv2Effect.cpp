@@ -60,6 +60,7 @@ Lv2Effect::Lv2Effect(std::size_t channelCount, double rateHz, const LV2_Feature*
         (void)setOptions(options);
     for (std::size_t tag = 0; tag < kParameterPorts; ++tag)
         agreed[tag] = plug->getParameter(static_cast<std::int32_t>(tag));
+    last.fill(std::numeric_limits<float>::quiet_NaN());
     plug->setSampleRate(static_cast<float>(rateHz));
 }
 
@@ -287,6 +288,8 @@ LV2_State_Status Lv2Effect::save(LV2_State_Store_Function store, LV2_State_Handl
 {
     if (urids.chunk == 0)
         return LV2_STATE_ERR_NO_FEATURE;
+    if (store == nullptr)
+        return LV2_STATE_ERR_UNKNOWN;
     std::string ports;
     std::string chunk;
     {
@@ -349,6 +352,8 @@ LV2_State_Status Lv2Effect::restore(LV2_State_Retrieve_Function retrieve, LV2_St
 {
     if (urids.chunk == 0)
         return LV2_STATE_ERR_NO_FEATURE;
+    if (retrieve == nullptr)
+        return LV2_STATE_ERR_UNKNOWN;
     for (const LV2_URID key : {urids.chunk, urids.preset, urids.factoryBank}) {
         std::size_t size = 0;
         std::uint32_t type = 0;

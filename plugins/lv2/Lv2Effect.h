@@ -100,7 +100,7 @@ private:
     bool firstRun = true;
 
     std::array<void*, kStereoPorts.size()> connections{};
-    std::array<float, kParameterPorts> last{}; ///< of the ports, as they were read last
+    std::array<float, kParameterPorts> last{}; ///< of the ports, as they were read last; NaN before
     platform::WaitFreeLock portsLock;          ///< held while ports are taken, and while a state is saved or restored
     PortNormals agreed{};  ///< that go with the effect's: applied last, or held when what was restored was saved
     bool restored = false; ///< the agreed values are those of a restore that came before the first run

@@ -1,6 +1,5 @@
 // What hosts read of the LV2 bundle, through the library that most of them read it with.
 
-#include "Effect.h"
 #include "Lv2Host.h"
 #include "TagTable.h"
 #include "TestFolder.h"
@@ -76,13 +75,7 @@ public:
             for (std::uint32_t index = 0; index < lilv_plugin_get_num_ports(plugin); ++index)
                 ports += name + ' ' + std::to_string(index) + describedPort(plugin, index) + '\n';
 
-            LilvNode* const presetClass = lilv_new_uri(world.get(), "http://lv2plug.in/ns/ext/presets#Preset");
-            LilvNodes* const nodes = lilv_plugin_get_related(plugin, presetClass);
-            LILV_FOREACH(nodes, i, nodes)
-            presets.insert(lilv_node_as_uri(lilv_nodes_get(nodes, i)));
-            lilv_nodes_free(nodes);
-            lilv_node_free(presetClass);
-
+            presets.merge(presetsOf(plugin));
             const Lv2Instance instance(library, which + 1);
             for (const auto& property : instance.save())
                 keys.insert(std::string("saved ") + Lv2Urids::uriOf(property.first));
@@ -98,6 +91,47 @@ public:
             for (const std::string& line : *lines)
                 text += line + '\n';
         return text + ports;
+    }
+    [[nodiscard]] std::set<std::string> presetsOf(const LilvPlugin* plugin) const
+    {
+        std::set<std::string> uris;
+        LilvNode* const presetClass = lilv_new_uri(world.get(), "http://lv2plug.in/ns/ext/presets#Preset");
+        LilvNodes* const nodes = lilv_plugin_get_related(plugin, presetClass);
+        LILV_FOREACH(nodes, i, nodes)
+        {
+            uris.insert(lilv_node_as_uri(lilv_nodes_get(nodes, i)));
+        }
+        lilv_nodes_free(nodes);
+        lilv_node_free(presetClass);
+        return uris;
+    }
+    /// Loads the state with that URI as hosts do: what belongs to the instance first, then the ports.
+    /// \return its label, and the number of ports
+    std::pair<std::string, int> restore(Lv2Instance& instance, const std::string& uri) const
+    {
+        LilvNode* const node = lilv_new_uri(world.get(), uri.c_str());
+        lilv_world_load_resource(world.get(), node);
+        LilvState* const state = lilv_state_new_from_world(world.get(), &Lv2Urids::map, node);
+        struct Target {
+            const Lv2Bundle& test;
+            Lv2Instance& instance;
+            int count;
+        } target{*this, instance, 0};
+        const auto setPort = [](const char* symbol, void* data, const void* value, std::uint32_t, std::uint32_t) {
+            auto& [test, to, count] = *static_cast<Target*>(data);
+            const LilvPlugin* const plugin = test.plugins[to.channels - 1];
+            std::memcpy(&to.controls.at(lilv_port_get_index(plugin, test.portOf(plugin, symbol))), value,
+                        sizeof(float));
+            ++count;
+        };
+        LilvInstance own{instance.descriptor, instance.handle, nullptr};
+        lilv_state_restore(state, &own, setPort, &target, 0, nullptr);
+        const char* const label = lilv_state_get_label(state);
+        std::pair<std::string, int> result{label != nullptr ? label : "", target.count};
+        lilv_state_free(state);
+        lilv_world_unload_resource(world.get(), node);
+        lilv_node_free(node);
+        return result;
     }
     /// Its symbol, classes, minimum, maximum, default, designation, properties, unit and group.
     [[nodiscard]] std::string describedPort(const LilvPlugin* plugin, std::uint32_t index) const
@@ -153,96 +187,54 @@ TEST_F(Lv2Bundle, NamesTheValuesOfEnumerations)
         }
 }
 
-/// Every preset that is installed is there, and by its ports and its state alike brings what the file holds.
-TEST_F(Lv2Bundle, PresetsAreTheirFiles)
+/// Every preset that is installed is there, and by its ports and its state alike brings what the file holds. What ports
+/// can't hold starts with the factory bank, wherever the bundle was put.
+TEST_F(Lv2Bundle, PresetsAndDefaultStateAreTheirFiles)
 {
     std::map<std::string, std::filesystem::path> files; // by the preset's label
     for (const auto& entry : std::filesystem::recursive_directory_iterator(SORVANE_SHARE "/Kestrune/Sorvane"))
         if (entry.is_regular_file())
             files[entry.path().stem().string()] = entry.path();
+    const auto fileOf = [&](const std::string& label) {
+        auto plug = makePlug();
+        const std::string chunk = contents(files[label].string());
+        plug->setChunk(chunk.data(), static_cast<std::int32_t>(chunk.size()), label != "Factory Bank");
+        return plug;
+    };
+    const auto expectSame = [](const Plug& got, const Plug& expected, const std::string& what) {
+        for (std::int32_t tag = 0; tag < kABBank; ++tag)
+            EXPECT_EQ(got.getParameter(tag), expected.getParameter(tag))
+                << what << ' ' << TagTable::instance().name(tag);
+        char names[2][64] = {};
+        got.getProgramName(names[0]);
+        expected.getProgramName(names[1]);
+        EXPECT_STREQ(names[0], names[1]) << what;
+    };
     const Lv2Library library;
     for (const std::size_t channels : {1U, 2U}) {
-        LilvNode* const presetClass = lilv_new_uri(world.get(), "http://lv2plug.in/ns/ext/presets#Preset");
-        LilvNodes* const presets = lilv_plugin_get_related(plugins[channels - 1], presetClass);
-        EXPECT_EQ(lilv_nodes_size(presets), files.size());
-        LILV_FOREACH(nodes, i, presets)
-        {
-            const LilvNode* const uri = lilv_nodes_get(presets, i);
-            lilv_world_load_resource(world.get(), uri);
-            LilvState* const state = lilv_state_new_from_world(world.get(), &Lv2Urids::map, uri);
-            ASSERT_NE(state, nullptr) << lilv_node_as_uri(uri);
-            const std::string label = lilv_state_get_label(state);
-            ASSERT_TRUE(files.contains(label)) << label;
-
+        const LilvPlugin* const plugin = plugins[channels - 1];
+        const auto presets = presetsOf(plugin);
+        EXPECT_EQ(presets.size(), files.size());
+        for (const std::string& uri : presets) {
             Lv2Instance instance(library, channels);
             instance.activate();
             instance.run(64); // a running one, as when a user picks a preset
-            LilvInstance own{instance.descriptor, instance.handle, nullptr};
-            struct Target {
-                Lv2Bundle* test;
-                Lv2Instance* instance;
-                int count;
-            } target{this, &instance, 0};
-            const auto setPort = [](const char* symbol, void* data, const void* value, std::uint32_t, std::uint32_t) {
-                auto& [test, to, count] = *static_cast<Target*>(data);
-                const LilvPlugin* const plugin = test->plugins[to->channels - 1];
-                const LilvPort* const port = test->portOf(plugin, symbol);
-                ASSERT_NE(port, nullptr) << symbol;
-                std::memcpy(&to->controls[lilv_port_get_index(plugin, port)], value, sizeof(float));
-                ++count;
-            };
-            lilv_state_restore(state, &own, setPort, &target, 0, nullptr);
-            EXPECT_EQ(target.count, kABBank) << label;
+            const auto [label, count] = restore(instance, uri);
+            EXPECT_EQ(count, kABBank) << uri;
+            ASSERT_TRUE(files.contains(label)) << uri;
             instance.run(64);
-
-            const auto expected = makePlug();
-            const std::string chunk = contents(files[label].string());
-            const bool isPreset = label != "Factory Bank";
-            expected->setChunk(chunk.data(), static_cast<std::int32_t>(chunk.size()), isPreset);
-            const auto got = makePlug();
-            const std::string saved = instance.save()[Lv2Urids::of(lv2::kChunkUri)];
-            got->setChunk(saved.data(), static_cast<std::int32_t>(saved.size()), false);
-            for (std::int32_t tag = 0; tag < kABBank; ++tag)
-                EXPECT_EQ(got->getParameter(tag), expected->getParameter(tag))
-                    << label << ' ' << TagTable::instance().name(tag);
-            char names[2][64] = {};
-            got->getProgramName(names[0]);
-            expected->getProgramName(names[1]);
-            EXPECT_STREQ(names[0], names[1]) << label;
-            lilv_state_free(state);
-            lilv_world_unload_resource(world.get(), uri);
+            expectSame(*loaded(instance), *fileOf(label), uri);
         }
-        lilv_nodes_free(presets);
-        lilv_node_free(presetClass);
-    }
-}
-
-/// What ports can't hold starts with the factory bank wherever the bundle was put.
-TEST_F(Lv2Bundle, DefaultStateIsTheFactoryBank)
-{
-    const Lv2Library library;
-    const auto factory = makePlug();
-    const std::string chunk = contents(SORVANE_SHARE "/Kestrune/Sorvane/Factory Bank.bnk");
-    factory->setChunk(chunk.data(), static_cast<std::int32_t>(chunk.size()), false);
-    factory->switchBank(5);
-    for (const std::size_t channels : {1U, 2U}) {
-        const LilvPlugin* const plugin = plugins[channels - 1];
-        (void)lilv_plugin_get_num_ports(plugin); // reads its files
-        LilvState* const state = lilv_state_new_from_world(world.get(), &Lv2Urids::map, lilv_plugin_get_uri(plugin));
-        ASSERT_NE(state, nullptr);
         Lv2Instance instance(library, channels);
-        LilvInstance own{instance.descriptor, instance.handle, nullptr};
-        lilv_state_restore(state, &own, nullptr, nullptr, 0, nullptr);
-        lilv_state_free(state);
+        (void)restore(instance, lilv_node_as_uri(lilv_plugin_get_uri(plugin)));
         instance.activate();
         instance.run(64);
-        const auto got = makePlug();
-        const std::string saved = instance.save()[Lv2Urids::of(lv2::kChunkUri)];
-        got->setChunk(saved.data(), static_cast<std::int32_t>(saved.size()), false);
+        const auto got = loaded(instance);
+        const auto factory = fileOf("Factory Bank");
         EXPECT_FLOAT_EQ(got->getParameterValue(kThreshold), -18.0F) << "the ports' own default";
-        got->switchBank(5);
-        for (std::int32_t tag = 0; tag < kABBank; ++tag)
-            EXPECT_EQ(got->getParameter(tag), factory->getParameter(tag)) << tag;
+        for (Plug* const plug : {got.get(), factory.get()})
+            plug->switchBank(5);
+        expectSame(*got, *factory, "default state");
     }
 }
 

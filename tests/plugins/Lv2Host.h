@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Effect.h"
 #include "Lv2Ports.h"
 #include "Parameters.h"
 #include "Signals.h"
@@ -14,11 +15,13 @@
 #include <lv2/urid/urid.h>
 
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -167,6 +170,14 @@ public:
         isActive = true;
     }
     void run(std::size_t frames) const { descriptor->run(handle, static_cast<std::uint32_t>(frames)); }
+    /// A run that comes with MIDI, and one without.
+    void runWith(MidiSequence& midi) const
+    {
+        connect(port(lv2::PortRole::midi), &midi);
+        run(64);
+        connect(port(lv2::PortRole::midi), nullptr);
+        run(64);
+    }
 
     [[nodiscard]] std::uint32_t port(lv2::PortRole role, std::int32_t number = 0) const
     {
@@ -226,5 +237,15 @@ private:
     std::int32_t announced;
     bool isActive = false;
 };
+
+/// An effect as the instance's state says.
+inline std::unique_ptr<core::Plug> loaded(const Lv2Instance& instance)
+{
+    auto plug = makePlug();
+    const std::string chunk = instance.save()[Lv2Urids::of(lv2::kChunkUri)];
+    EXPECT_FALSE(chunk.empty());
+    plug->setChunk(chunk.data(), static_cast<std::int32_t>(chunk.size()), false);
+    return plug;
+}
 
 } // namespace sorvane::test
