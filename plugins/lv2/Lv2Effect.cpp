@@ -378,6 +378,8 @@ LV2_State_Status Lv2Effect::restore(LV2_State_Retrieve_Function retrieve, LV2_St
             throw;
         }
         agree(ports);
+        if (key == urids.factoryBank) // of what the ports hold, their defaults are the default
+            last.fill(std::numeric_limits<float>::quiet_NaN());
         return LV2_STATE_SUCCESS;
     }
     return LV2_STATE_ERR_NO_PROPERTY;

@@ -26,36 +26,33 @@ class Lv2Bundle : public ::testing::Test {
 public:
     Lv2Bundle() : world(lilv_world_new(), &lilv_world_free)
     {
-        LilvNode* const folder = lilv_new_file_uri(world.get(), nullptr, SORVANE_LV2_BUNDLE "/");
-        lilv_world_load_bundle(world.get(), folder);
-        lilv_node_free(folder);
-        for (const std::size_t channels : {2U, 1U}) {
-            LilvNode* const uri = lilv_new_uri(world.get(), channels == 2 ? lv2::kStereoUri : lv2::kMonoUri);
-            plugins[channels - 1] = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(world.get()), uri);
-            lilv_node_free(uri);
-        }
+        lilv_world_load_bundle(world.get(), uri("file://" SORVANE_LV2_BUNDLE "/").get());
+        for (const std::size_t which : {0U, 1U})
+            plugins[which] = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(world.get()),
+                                                     uri(which == 1 ? lv2::kStereoUri : lv2::kMonoUri).get());
     }
 
+    using Node = std::unique_ptr<LilvNode, decltype(&lilv_node_free)>;
+    [[nodiscard]] Node uri(const std::string& text) const
+    {
+        return {lilv_new_uri(world.get(), text.c_str()), &lilv_node_free};
+    }
     [[nodiscard]] const LilvPort* portOf(const LilvPlugin* plugin, const std::string& symbol) const
     {
-        LilvNode* const node = lilv_new_string(world.get(), symbol.c_str());
-        const LilvPort* const port = lilv_plugin_get_port_by_symbol(plugin, node);
-        lilv_node_free(node);
-        return port;
+        const Node node(lilv_new_string(world.get(), symbol.c_str()), &lilv_node_free);
+        return lilv_plugin_get_port_by_symbol(plugin, node.get());
     }
     /// The values of a property of a port, in order, without what they have in common; "-" for none.
     [[nodiscard]] std::string values(const LilvPlugin* plugin, const LilvPort* port, const std::string& property) const
     {
         std::set<std::string> found;
-        LilvNode* const predicate = lilv_new_uri(world.get(), property.c_str());
-        LilvNodes* const nodes = lilv_port_get_value(plugin, port, predicate);
+        LilvNodes* const nodes = lilv_port_get_value(plugin, port, uri(property).get());
         LILV_FOREACH(nodes, i, nodes)
         {
             const std::string text = lilv_node_as_string(lilv_nodes_get(nodes, i));
             found.insert(text.substr(text.find('#') + 1));
         }
         lilv_nodes_free(nodes);
-        lilv_node_free(predicate);
         std::string line;
         for (const std::string& value : found)
             line += (line.empty() ? "" : ",") + value;
@@ -95,23 +92,21 @@ public:
     [[nodiscard]] std::set<std::string> presetsOf(const LilvPlugin* plugin) const
     {
         std::set<std::string> uris;
-        LilvNode* const presetClass = lilv_new_uri(world.get(), "http://lv2plug.in/ns/ext/presets#Preset");
-        LilvNodes* const nodes = lilv_plugin_get_related(plugin, presetClass);
+        LilvNodes* const nodes = lilv_plugin_get_related(plugin, uri("http://lv2plug.in/ns/ext/presets#Preset").get());
         LILV_FOREACH(nodes, i, nodes)
         {
             uris.insert(lilv_node_as_uri(lilv_nodes_get(nodes, i)));
         }
         lilv_nodes_free(nodes);
-        lilv_node_free(presetClass);
         return uris;
     }
     /// Loads the state with that URI as hosts do: what belongs to the instance first, then the ports.
     /// \return its label, and the number of ports
-    std::pair<std::string, int> restore(Lv2Instance& instance, const std::string& uri) const
+    std::pair<std::string, int> restore(Lv2Instance& instance, const std::string& text) const
     {
-        LilvNode* const node = lilv_new_uri(world.get(), uri.c_str());
-        lilv_world_load_resource(world.get(), node);
-        LilvState* const state = lilv_state_new_from_world(world.get(), &Lv2Urids::map, node);
+        const Node node = uri(text);
+        lilv_world_load_resource(world.get(), node.get());
+        LilvState* const state = lilv_state_new_from_world(world.get(), &Lv2Urids::map, node.get());
         struct Target {
             const Lv2Bundle& test;
             Lv2Instance& instance;
@@ -129,8 +124,7 @@ public:
         const char* const label = lilv_state_get_label(state);
         std::pair<std::string, int> result{label != nullptr ? label : "", target.count};
         lilv_state_free(state);
-        lilv_world_unload_resource(world.get(), node);
-        lilv_node_free(node);
+        lilv_world_unload_resource(world.get(), node.get());
         return result;
     }
     /// Its symbol, classes, minimum, maximum, default, designation, properties, unit and group.
@@ -215,15 +209,15 @@ TEST_F(Lv2Bundle, PresetsAndDefaultStateAreTheirFiles)
         const LilvPlugin* const plugin = plugins[channels - 1];
         const auto presets = presetsOf(plugin);
         EXPECT_EQ(presets.size(), files.size());
-        for (const std::string& uri : presets) {
+        for (const std::string& preset : presets) {
             Lv2Instance instance(library, channels);
             instance.activate();
             instance.run(64); // a running one, as when a user picks a preset
-            const auto [label, count] = restore(instance, uri);
-            EXPECT_EQ(count, kABBank) << uri;
-            ASSERT_TRUE(files.contains(label)) << uri;
+            const auto [label, count] = restore(instance, preset);
+            EXPECT_EQ(count, kABBank) << preset;
+            ASSERT_TRUE(files.contains(label)) << preset;
             instance.run(64);
-            expectSame(*loaded(instance), *fileOf(label), uri);
+            expectSame(*loaded(instance), *fileOf(label), preset);
         }
         Lv2Instance instance(library, channels);
         (void)restore(instance, lilv_node_as_uri(lilv_plugin_get_uri(plugin)));
