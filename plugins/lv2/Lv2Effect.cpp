@@ -51,7 +51,7 @@ constexpr float kTextTolerance = 1.0e-6F;
 } // namespace
 
 Lv2Effect::Lv2Effect(std::size_t channelCount, double rateHz, const LV2_Feature* const* features)
-    : channels(channelCount), plug(std::make_unique<core::Plug>(&Lv2Effect::answer))
+    : channels(channelCount), last(kUnknownPorts), plug(std::make_unique<core::Plug>(&Lv2Effect::answer))
 {
     plug->getAeffect()->user = this;
     if (const auto* const map = feature<LV2_URID_Map>(features, LV2_URID__map))
@@ -60,7 +60,6 @@ Lv2Effect::Lv2Effect(std::size_t channelCount, double rateHz, const LV2_Feature*
         (void)setOptions(options);
     for (std::size_t tag = 0; tag < kParameterPorts; ++tag)
         agreed[tag] = plug->getParameter(static_cast<std::int32_t>(tag));
-    last.fill(std::numeric_limits<float>::quiet_NaN());
     plug->setSampleRate(static_cast<float>(rateHz));
 }
 
@@ -375,11 +374,12 @@ LV2_State_Status Lv2Effect::restore(LV2_State_Retrieve_Function retrieve, LV2_St
             (void)plug->setChunk(chunk.data(), static_cast<std::int32_t>(size), key == urids.preset);
         } catch (...) { // half of it may be there: what the ports hold sets it right
             agree(kUnknownPorts);
+            last = kUnknownPorts;
             throw;
         }
         agree(ports);
-        if (key == urids.factoryBank) // of what the ports hold, their defaults are the default
-            last.fill(std::numeric_limits<float>::quiet_NaN());
+        if (key == urids.factoryBank) // the default of what ports hold is theirs
+            last = kUnknownPorts;
         return LV2_STATE_SUCCESS;
     }
     return LV2_STATE_ERR_NO_PROPERTY;

@@ -21,13 +21,13 @@ namespace sorvane::lv2 {
 
 /// One instance behind the LV2 interface: brings ports to the effect and back.
 ///
-/// A port whose value changed is a change of its parameter on the audio thread: the filter design follows within 100 ms,
-/// of several ports that changed in one run within some 10 ms, and in free-wheeling at once. The first run after
+/// A port whose value changed is a change of its parameter on the audio thread: the filter design follows within 100
+/// ms, of several ports that changed in one run within some 10 ms, and in free-wheeling at once. The first run after
 /// activation applies all ports, with their designs, before it processes a sample.
 ///
-/// A state holds what the ports held beside it. After a restore a port that holds the same leaves alone what was restored,
-/// a bank that MIDI chose for one; any other is applied. In a running instance it is applied when the host writes it: hosts
-/// send a preset's ports some blocks behind its state, and some never do.
+/// A state holds what the ports held beside it. After a restore a port that holds the same leaves alone what was
+/// restored, a bank that MIDI chose for one; any other is applied. In a running instance it is applied when the host
+/// writes it: hosts send a preset's ports some blocks behind its state, and some never do.
 ///
 /// Blocks that are longer than the host announced are processed in parts: no block takes memory.
 /// Threads as LV2 has them: run on the audio thread; save, and restore on any other beside it; the rest while no run is
@@ -38,7 +38,8 @@ public:
     /// \param rateHz        above 0, up to 1 MHz
     Lv2Effect(std::size_t channelCount, double rateHz, const LV2_Feature* const* features);
 
-    /// \param data  of the port; null leaves it unconnected, which is no fault here for any port: a parameter then keeps its value
+    /// \param data  of the port; null leaves it unconnected, which is no fault here for any port: a parameter keeps its
+    ///              value then
     void connect(std::uint32_t index, void* data) noexcept;
     void activate();
     void deactivate();
@@ -100,8 +101,8 @@ private:
     bool firstRun = true;
 
     std::array<void*, kStereoPorts.size()> connections{};
-    std::array<float, kParameterPorts> last{}; ///< of the ports, as they were read last; NaN before
-    platform::WaitFreeLock portsLock;          ///< held while ports are taken, and while a state is saved or restored
+    std::array<float, kParameterPorts> last; ///< of the ports, as they were read last; NaN where that doesn't count
+    platform::WaitFreeLock portsLock;        ///< held while ports are taken, and while a state is saved or restored
     PortNormals agreed{};  ///< that go with the effect's: applied last, or held when what was restored was saved
     bool restored = false; ///< the agreed values are those of a restore that came before the first run
 

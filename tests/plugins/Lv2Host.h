@@ -92,7 +92,7 @@ private:
     std::map<std::string, LV2_URID> numbers;
 };
 
-/// A text, which is passed over, and a control change of the main volume (7), which a user's map may lead to a parameter.
+/// A text, which is passed over, and a control change of the main volume (7), which a user's map may lead somewhere.
 struct MidiSequence {
     LV2_Atom_Sequence head{
         {sizeof(LV2_Atom_Sequence_Body) + 2 * (sizeof(LV2_Atom_Event) + 8), Lv2Urids::of(LV2_ATOM__Sequence)}, {0, 0}};
