@@ -328,10 +328,11 @@ void Lv2Bundle::addPreset(const std::string& path, const std::string& folder, co
         throw std::runtime_error(path + ": isn't a preset or bank; save it anew");
     const std::string stem = (folder.empty() ? "" : slug(folder) + "-") + slug(name);
     const std::string uri = "urn:kestrune:sorvane:preset:" + stem;
-    for (const Preset& other : presets)
-        if (other.uri == uri)
-            throw std::runtime_error(path + ": makes the URI of " + other.folder + '/' + other.name + ", " + uri +
-                                     "; rename one of them");
+    const auto other =
+        std::find_if(presets.begin(), presets.end(), [&](const Preset& made) { return made.uri == uri; });
+    if (other != presets.end())
+        throw std::runtime_error(path + ": makes the URI of " + other->folder + '/' + other->name + ", " + uri +
+                                 "; rename one of them");
     presets.push_back({uri, name, folder, "presets/" + stem + ".ttl", std::move(*chunk)});
 }
 
