@@ -116,4 +116,32 @@ FixedText parameterText(std::int32_t index, double value, const ParamRecord& par
     }
 }
 
+std::span<const std::string_view> valueNames(std::int32_t index)
+{
+    static constexpr std::string_view splitTypes[] = {"Coincident BPF", "Butterworth BPF", "EE BPF",
+                                                      "Coincident LPF", "Butterworth LPF", "Coincident HPF",
+                                                      "Butterworth HPF"};
+    static constexpr std::string_view signals[] = {"S/C EQ", "Split-band", "Output", "Pass-band", "Difference"};
+    static constexpr std::string_view sources[] = {"Input", "Split"};
+    static constexpr std::string_view lowEdges[] = {"HPF", "Shelf"};
+    static constexpr std::string_view highEdges[] = {"LPF", "Shelf"};
+    switch (index) {
+    case kSplitType:
+    case kSplitTypeB:
+        return splitTypes;
+    case kListen:
+        return signals;
+    case kSCSource:
+        return sources;
+    case kSCHPFType:
+    case kSCHPFTypeB:
+        return lowEdges;
+    case kSCLPFType:
+    case kSCLPFTypeB:
+        return highEdges;
+    default:
+        return {};
+    }
+}
+
 } // namespace sorvane::core

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 namespace sorvane::core {
@@ -35,5 +36,8 @@ private:
 /// \param value   in the parameter's range
 /// \param upward  kExcite of the parameter's channel, which changes what a ratio reads
 [[nodiscard]] FixedText parameterText(std::int32_t index, double value, const ParamRecord& parameter, bool upward);
+
+/// What the editor calls the values of a parameter that chooses among named things, from 0 upward; empty for any other.
+[[nodiscard]] std::span<const std::string_view> valueNames(std::int32_t index);
 
 } // namespace sorvane::core

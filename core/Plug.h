@@ -67,6 +67,9 @@ public:
     void armAutoListen(std::int32_t mode) override;
     void applyGlobalPrefs() override;
     void applyUiPrefs() override;
+    /// Designs the filters for what was set so far without regard to the limit of one design in 100 ms. Any thread; on the
+    /// audio thread it is left to the timer, unless it renders offline.
+    void designNow() { updateParameters(true); }
     /// Latency in samples that the next block will have, which the host may not have been told yet. Any thread.
     [[nodiscard]] std::int32_t getLatency() const noexcept { return engine.getLatency(); }
     /// Tells the host when the latency has changed. Never on the audio thread.

@@ -82,6 +82,11 @@ std::string deflateChunk(std::string text, std::int32_t level)
     return chunk;
 }
 
+bool isChunk(std::string_view chunk)
+{
+    return chunk.size() <= kMostChunkBytes && cJSON_IsObject(parseJSON(inflateChunk(chunk)).get());
+}
+
 PlugBaseJSON::PlugBaseJSON(HostCallback callback) : PlugBase(callback)
 {
     setFlag(effectProgramChunks, true);

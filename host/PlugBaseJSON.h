@@ -28,6 +28,9 @@ inline constexpr std::size_t kMostChunkBytes = std::size_t{64} << 20U;
 /// \param level  of deflate, 0 to 9
 [[nodiscard]] std::string deflateChunk(std::string text, std::int32_t level);
 
+/// Whether a chunk holds what setChunk takes, whatever of it the effect knows.
+[[nodiscard]] bool isChunk(std::string_view chunk);
+
 /// The effect's state as one chunk of JSON, deflated or plain, for hosts' sessions, preset and bank files and undo.
 ///
 /// A chunk is either that of a bank (program, A/B banks, the editor's own state) or that of a preset (program and editor).

@@ -222,47 +222,51 @@ Description describeAudio(std::size_t channels, const Port& port)
     return made;
 }
 
-/// \param plug  at its factory values
-std::string scalePoints(const core::Plug& plug, std::int32_t tag)
+/// What hosts show in place of the numbers of a parameter that has steps or named values.
+std::string scalePoints(std::int32_t tag)
 {
     const core::ParamRecord& parameter = record(tag);
-    const float step = stepOf(parameter);
-    const auto steps = static_cast<int>((parameter.max - parameter.min) / step);
-    std::string made = "lv2:portProperty lv2:integer , lv2:enumeration ; lv2:scalePoint";
-    for (int i = 0; i <= steps; ++i) {
+    const auto names = core::valueNames(tag);
+    const float step = std::max(stepOf(parameter), 1.0F);
+    const auto steps = static_cast<std::size_t>((parameter.max - parameter.min) / step);
+    std::string made = "lv2:scalePoint";
+    for (std::size_t i = 0; i <= steps; ++i) {
         const float value = parameter.min + static_cast<float>(i) * step;
-        char text[core::kParameterTextBytes] = {};
-        plug.formatParameter(tag, plug.toNormalised(tag, value), text, 0);
+        const core::FixedText text = core::parameterText(tag, value, parameter, false);
         made += i == 0 ? "\n            " : " ,\n            ";
-        made += "[ rdfs:label " + quoted(text) + " ; rdf:value " + number(value) + " ]";
+        made += "[ rdfs:label " + quoted(i < names.size() ? names[i] : text.view()) + " ; rdf:value " + number(value) +
+                " ]";
     }
     return made + " ; ";
 }
 
-Description describeParameter(const core::Plug& plug, std::int32_t tag)
+Description describeParameter(std::int32_t tag)
 {
     const core::ParamRecord& parameter = record(tag);
     Description made{kControlInput, std::string(core::TagTable::instance().name(tag)), parameter.name.data(),
                      Range{parameter.value, parameter.min, parameter.max}, ""};
+    const bool isStepped = stepOf(parameter) > 0.0F;
     if (parameter.scale == ScaleType::onOff)
         made.properties = "lv2:portProperty lv2:toggled ; ";
     else if (parameter.scale == ScaleType::exponential)
         made.properties = "lv2:portProperty pprops:logarithmic ; ";
-    else if (stepOf(parameter) > 0.0F)
-        made.properties = scalePoints(plug, tag);
+    else if (isStepped)
+        made.properties = "lv2:portProperty lv2:integer , lv2:enumeration ; ";
+    if (isStepped || !core::valueNames(tag).empty())
+        made.properties += scalePoints(tag);
     if (const std::string_view unit = unitOf(parameter); !unit.empty())
         made.properties.append("units:unit ").append(unit).append(" ; ");
     made.properties.append("pg:group ").append(parameterGroup(tag));
     return made;
 }
 
-Description describe(const core::Plug& plug, std::size_t channels, const Port& port)
+Description describe(std::size_t channels, const Port& port)
 {
     constexpr Range kOff{0.0F, 0.0F, 1.0F};
     constexpr Range kOn{1.0F, 0.0F, 1.0F};
     switch (port.role) {
     case PortRole::parameter:
-        return describeParameter(plug, port.number);
+        return describeParameter(port.number);
     case PortRole::enabled:
         return {kControlInput, "enabled", "Enabled", kOn,
                 "lv2:portProperty lv2:toggled ; lv2:designation lv2:enabled ; pg:group sorvane:global"};
@@ -288,6 +292,18 @@ Description describe(const core::Plug& plug, std::size_t channels, const Port& p
     }
 }
 
+void writePort(std::ostream& out, std::size_t channels, std::size_t index, const Port& port)
+{
+    const Description description = describe(channels, port);
+    out << "    lv2:port [\n        a " << description.types << " ;\n        lv2:index " << index
+        << " ;\n        lv2:symbol " << quoted(description.symbol) << " ;\n        lv2:name "
+        << quoted(description.name) << " ;\n";
+    if (const auto& range = description.range)
+        out << "        lv2:default " << number(range->rest) << " ;\n        lv2:minimum " << number(range->low)
+            << " ;\n        lv2:maximum " << number(range->high) << " ;\n";
+    out << "        " << description.properties << "\n    ] ;\n";
+}
+
 } // namespace
 
 Lv2Bundle::Lv2Bundle(const std::string& share, std::string versionText)
@@ -308,9 +324,16 @@ void Lv2Bundle::addPreset(const std::string& path, const std::string& folder, co
     auto chunk = platform::readFile(path, host::kMostChunkBytes);
     if (!chunk)
         throw std::runtime_error(path + ": can't be read");
+    if (!host::isChunk(*chunk))
+        throw std::runtime_error(path + ": isn't a preset or bank; save it anew");
     const std::string stem = (folder.empty() ? "" : slug(folder) + "-") + slug(name);
-    presets.push_back(
-        {"urn:kestrune:sorvane:preset:" + stem, name, folder, "presets/" + stem + ".ttl", std::move(*chunk)});
+    const std::string uri = "urn:kestrune:sorvane:preset:" + stem;
+    const auto other =
+        std::find_if(presets.begin(), presets.end(), [&](const Preset& made) { return made.uri == uri; });
+    if (other != presets.end())
+        throw std::runtime_error(path + ": makes the URI of " + other->folder + '/' + other->name + ", " + uri +
+                                 "; rename one of them");
+    presets.push_back({uri, name, folder, "presets/" + stem + ".ttl", std::move(*chunk)});
 }
 
 void Lv2Bundle::writeManifest(std::ostream& out, std::string_view binary) const
@@ -327,10 +350,11 @@ void Lv2Bundle::writeManifest(std::ostream& out, std::string_view binary) const
 void Lv2Bundle::writePlugins(std::ostream& out) const
 {
     out << kPrefixes;
-    for (const std::string_view uri : {kChunkUri, kPresetUri, kFactoryBankUri})
+    for (const std::string_view uri : {kChunkUri, kPortsUri, kPresetUri, kFactoryBankUri})
         out << '<' << uri
             << ">\n    a rdf:Property , owl:DatatypeProperty ;\n    rdfs:label \"state\" ;\n    rdfs:comment \"State "
-               "of the effect.\" ;\n    rdfs:range xsd:base64Binary .\n\n";
+               "of the effect.\" ;\n    rdfs:range "
+            << (uri == kPortsUri ? "xsd:string" : "xsd:base64Binary") << " .\n\n";
     out << "sorvane:decibelsPerOctave\n    a units:Unit ;\n    rdfs:label \"decibels per octave\" ;\n"
            "    units:symbol \"dB/oct\" ;\n"
            "    units:render \"%.0f dB/oct\" .\n\n";
@@ -375,18 +399,6 @@ void Lv2Bundle::writePlugin(std::ostream& out, std::size_t channels) const
         writePort(out, channels, index, ports[index]);
     out << "    state:state [\n        <" << kFactoryBankUri << "> \"" << base64(presets.front().chunk)
         << "\"^^xsd:base64Binary\n    ] .\n\n";
-}
-
-void Lv2Bundle::writePort(std::ostream& out, std::size_t channels, std::size_t index, const Port& port) const
-{
-    const Description description = describe(*plug, channels, port);
-    out << "    lv2:port [\n        a " << description.types << " ;\n        lv2:index " << index
-        << " ;\n        lv2:symbol " << quoted(description.symbol) << " ;\n        lv2:name "
-        << quoted(description.name) << " ;\n";
-    if (const auto& range = description.range)
-        out << "        lv2:default " << number(range->rest) << " ;\n        lv2:minimum " << number(range->low)
-            << " ;\n        lv2:maximum " << number(range->high) << " ;\n";
-    out << "        " << description.properties << "\n    ] ;\n";
 }
 
 /// Port values for every host, and what they can't hold as state: the name, and the banks of the factory bank.

@@ -26,6 +26,7 @@ public:
     };
 
     /// \param share  the folder with "Factory Bank.bnk" and "Presets"
+    /// \throw std::runtime_error  for a file that can't be read or holds no state, and for two that make one URI
     Lv2Bundle(const std::string& share, std::string version);
 
     [[nodiscard]] const std::vector<Preset>& getPresets() const { return presets; }
@@ -39,11 +40,10 @@ public:
 private:
     void addPreset(const std::string& path, const std::string& folder, const std::string& name);
     void writePlugin(std::ostream& out, std::size_t channels) const;
-    void writePort(std::ostream& out, std::size_t channels, std::size_t index, const Port& port) const;
 
     std::string version;
     std::vector<Preset> presets;
-    std::unique_ptr<core::Plug> plug; ///< at its factory values; writePreset loads each preset into it
+    std::unique_ptr<core::Plug> plug; ///< writePreset loads each preset into it
 };
 
 } // namespace sorvane::lv2

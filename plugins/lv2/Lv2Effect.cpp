@@ -7,9 +7,13 @@
 #include <lv2/midi/midi.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
+#include <limits>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,21 +39,27 @@ float decibels(float gain, float low, float high)
     return db > low ? std::min(db, high) : low;
 }
 
+constexpr auto kUnknownPorts = [] {
+    std::array<float, kParameterPorts> ports{};
+    ports.fill(std::numeric_limits<float>::quiet_NaN());
+    return ports;
+}();
+
+/// Of a normalised value: hosts keep ports as texts of so many digits. It is far below what can be heard.
+constexpr float kTextTolerance = 1.0e-6F;
+
 } // namespace
 
 Lv2Effect::Lv2Effect(std::size_t channelCount, double rateHz, const LV2_Feature* const* features)
-    : channels(channelCount), plug(std::make_unique<core::Plug>(&Lv2Effect::answer))
+    : channels(channelCount), last(kUnknownPorts), plug(std::make_unique<core::Plug>(&Lv2Effect::answer))
 {
     plug->getAeffect()->user = this;
     if (const auto* const map = feature<LV2_URID_Map>(features, LV2_URID__map))
         mapUrids(*map);
     if (const auto* const options = feature<LV2_Options_Option>(features, LV2_OPTIONS__options))
         (void)setOptions(options);
-    for (std::size_t tag = 0; tag < kParameterPorts; ++tag) {
-        const float factory = core::factoryParameters()[tag].value;
-        unconnected[tag] = tag == core::kBypass ? 1.0F - factory : factory;
-        controls[tag] = &unconnected[tag];
-    }
+    for (std::size_t tag = 0; tag < kParameterPorts; ++tag)
+        agreed[tag] = plug->getParameter(static_cast<std::int32_t>(tag));
     plug->setSampleRate(static_cast<float>(rateHz));
 }
 
@@ -68,7 +78,9 @@ void Lv2Effect::mapUrids(const LV2_URID_Map& map)
     urids = {.chunk = urid(kChunkUri),
              .preset = urid(kPresetUri),
              .factoryBank = urid(kFactoryBankUri),
+             .ports = urid(kPortsUri),
              .atomChunk = urid(LV2_ATOM__Chunk),
+             .atomString = urid(LV2_ATOM__String),
              .atomInt = urid(LV2_ATOM__Int),
              .atomSequence = urid(LV2_ATOM__Sequence),
              .midiEvent = urid(LV2_MIDI__MidiEvent),
@@ -77,53 +89,19 @@ void Lv2Effect::mapUrids(const LV2_URID_Map& map)
 
 void Lv2Effect::connect(std::uint32_t index, void* data) noexcept
 {
-    const auto ports = portsOf(channels);
-    if (index >= ports.size())
-        return;
-    const Port port = ports[index];
-    const auto number = static_cast<std::size_t>(port.number);
-    auto* const values = static_cast<float*>(data);
-    switch (port.role) {
-    case PortRole::parameter:
-    case PortRole::enabled:
-        controls[number] = values != nullptr ? values : &unconnected[number];
-        break;
-    case PortRole::freeWheeling:
-        freeWheelingPort = values;
-        break;
-    case PortRole::latency:
-        latency = values;
-        break;
-    case PortRole::midi:
-        midi = static_cast<const LV2_Atom_Sequence*>(data);
-        break;
-    case PortRole::level:
-        meters[0][number] = values;
-        break;
-    case PortRole::reduction:
-        meters[1][number] = values;
-        break;
-    case PortRole::input:
-        inputs[0][number] = values;
-        break;
-    case PortRole::sideChain:
-        inputs[1][number] = values;
-        break;
-    case PortRole::output:
-        outputs[number] = values;
-        break;
-    }
+    if (index < portsOf(channels).size())
+        connections[index] = data;
 }
 
 void Lv2Effect::activate()
 {
     capacity = 0; // in case that there is no memory
-    storage.assign((2 * channels + 1) * static_cast<std::size_t>(announcedFrames), 0.0F);
-    capacity = announcedFrames;
-    freeWheeling = false; // until a run says so
-    plug->setBlockSize(capacity);
-    plug->resume();
     firstRun = true;
+    storage.assign((2 * channels + 1) * static_cast<std::size_t>(announcedFrames), 0.0F);
+    freeWheeling = false; // until a run says so
+    plug->setBlockSize(announcedFrames);
+    plug->resume();
+    capacity = announcedFrames;
 }
 
 void Lv2Effect::deactivate()
@@ -131,7 +109,17 @@ void Lv2Effect::deactivate()
     plug->suspend();
 }
 
+/// Where memory fails, the block is silent.
 void Lv2Effect::run(std::uint32_t frames) noexcept
+{
+    try {
+        process(frames);
+    } catch (...) {
+        silence(frames);
+    }
+}
+
+void Lv2Effect::process(std::uint32_t frames)
 {
     if (firstRun)
         takeFirstPorts();
@@ -149,50 +137,68 @@ void Lv2Effect::run(std::uint32_t frames) noexcept
 /// All ports, with their designs there and then; silent so far, the effect is free to start anew.
 void Lv2Effect::takeFirstPorts()
 {
-    firstRun = false;
-    bool changed = restored.testAndClear();
+    bool changed = false;
     {
+        const std::lock_guard lock(portsLock);
+        changed = restored;
+        restored = false;
         const platform::AudioThreadScope audioThread; // one design is enough
-        changed |= applyPorts(true);
+        changed |= applyPorts(true) > 0;
     }
-    if (changed)
-        plug->resume();
+    if (changed) {
+        try {
+            plug->resume();
+        } catch (...) {
+            const std::lock_guard lock(portsLock);
+            restored = true; // the next run tries again
+            throw;
+        }
+    }
+    firstRun = false;
 }
 
 void Lv2Effect::followFreeWheeling()
 {
-    const bool now = freeWheelingPort != nullptr && *freeWheelingPort > 0.0F;
+    const auto* const port = connected<const float>(PortRole::freeWheeling);
+    const bool now = port != nullptr && *port > 0.0F;
     if (now == freeWheeling)
         return;
     freeWheeling = now;
     plug->processReplacing(nullptr, nullptr, 0); // asks for the process level, which the ports' changes go by
     if (now) // a design that was put off is made: from here on nothing gives it the time
-        plug->setParameter(core::kBypass, plug->getParameter(core::kBypass));
+        plug->designNow();
 }
 
+/// While a state is saved or restored no port is taken: whatever changes meanwhile is applied behind it.
 void Lv2Effect::takePorts()
 {
-    const bool wasRestored = restored.isSet() && restored.testAndClear();
+    if (freeWheeling)
+        portsLock.lock();
+    else if (!portsLock.tryLock())
+        return;
+    const std::lock_guard lock(portsLock, std::adopt_lock);
     std::optional<platform::AudioThreadScope> audioThread;
     if (!freeWheeling)
         audioThread.emplace();
-    (void)applyPorts(wasRestored);
+    if (applyPorts(false) > 1 && !freeWheeling)
+        plug->designNow(); // the timer may have designed with some of them
 }
 
-/// Applies the ports that changed, or all that differ from the effect's parameters.
-/// \return whether there were any
-bool Lv2Effect::applyPorts(bool differing)
+/// Applies the ports that changed, or all.
+/// \return how many differed from what was agreed
+int Lv2Effect::applyPorts(bool all)
 {
-    bool applied = false;
-    for (std::size_t tag = 0; tag < kParameterPorts; ++tag)
-        if (*controls[tag] != last[tag] || differing)
-            applied |= applyPort(tag, differing);
-    return applied;
+    int count = 0;
+    for (std::size_t tag = 0; tag < kParameterPorts; ++tag) {
+        const auto* const control = static_cast<const float*>(connections[tag]);
+        if (control != nullptr && (all || *control != last[tag]))
+            count += applyPort(tag, *control) ? 1 : 0;
+    }
+    return count;
 }
 
-bool Lv2Effect::applyPort(std::size_t tag, bool ifDiffering)
+bool Lv2Effect::applyPort(std::size_t tag, float value)
 {
-    float value = *controls[tag];
     if (std::isnan(value))
         return false;
     last[tag] = value;
@@ -200,15 +206,17 @@ bool Lv2Effect::applyPort(std::size_t tag, bool ifDiffering)
     if (core::factoryParameters()[tag].scale == core::ScaleType::onOff)
         value = (value > 0.0F) == (tag != core::kBypass) ? 1.0F : 0.0F; // its port says "enabled"
     const float normal = plug->toNormalised(index, value);
-    if (ifDiffering && normal == plug->getParameter(index))
+    if (std::abs(normal - agreed[tag]) <= kTextTolerance)
         return false;
     plug->setParameter(index, normal);
+    agreed[tag] = normal;
     return true;
 }
 
 /// MIDI messages of up to three bytes, all before the block that they belong to.
 void Lv2Effect::takeEvents()
 {
+    const auto* const midi = connected<const LV2_Atom_Sequence>(PortRole::midi);
     if (midi == nullptr || urids.midiEvent == 0 || midi->atom.type != urids.atomSequence ||
         midi->atom.size < sizeof(LV2_Atom_Sequence_Body))
         return;
@@ -240,34 +248,37 @@ void Lv2Effect::processPart(std::size_t first, std::size_t frames)
 {
     std::array<float*, 4> ins{};
     for (std::size_t i = 0; i < 2 * channels; ++i) {
-        const float* const source = inputs[i / channels][i % channels];
+        const auto* const source =
+            connected<const float>(i < channels ? PortRole::input : PortRole::sideChain, i % channels);
         if (source == nullptr)
             continue;
         ins[i] = buffer(i);
         std::copy_n(source + first, frames, ins[i]);
     }
     std::array<float*, 2> outs{};
-    for (std::size_t i = 0; i < channels; ++i)
-        outs[i] = outputs[i] != nullptr ? outputs[i] + first : buffer(2 * channels);
+    for (std::size_t i = 0; i < channels; ++i) {
+        auto* const output = connected<float>(PortRole::output, i);
+        outs[i] = output != nullptr ? output + first : buffer(2 * channels);
+    }
     plug->processReplacing(ins.data(), outs.data(), static_cast<std::int32_t>(frames));
 }
 
 void Lv2Effect::silence(std::size_t frames) noexcept
 {
-    for (float* const output : outputs)
-        if (output != nullptr)
+    for (std::size_t i = 0; i < channels; ++i)
+        if (auto* const output = connected<float>(PortRole::output, i))
             std::fill_n(output, frames, 0.0F);
 }
 
 void Lv2Effect::report()
 {
-    if (latency != nullptr)
+    if (auto* const latency = connected<float>(PortRole::latency))
         *latency = static_cast<float>(plug->getLatency());
     for (std::size_t i = 0; i < channels; ++i) {
         const auto channel = static_cast<std::int32_t>(i);
-        if (float* const level = meters[0][i]; level != nullptr)
+        if (auto* const level = connected<float>(PortRole::level, i))
             *level = decibels(plug->getLevelMeter(channel), kLowestLevelDb, kHighestLevelDb);
-        if (float* const reduction = meters[1][i]; reduction != nullptr)
+        if (auto* const reduction = connected<float>(PortRole::reduction, i))
             *reduction = 0.0F - decibels(plug->getReductionMeter(channel), -kMostReductionDb, kMostReductionDb);
     }
 }
@@ -276,11 +287,62 @@ LV2_State_Status Lv2Effect::save(LV2_State_Store_Function store, LV2_State_Handl
 {
     if (urids.chunk == 0)
         return LV2_STATE_ERR_NO_FEATURE;
-    const std::string chunk = plug->copyChunk(false);
+    if (store == nullptr)
+        return LV2_STATE_ERR_UNKNOWN;
+    std::string ports;
+    std::string chunk;
+    {
+        const std::lock_guard lock(portsLock); // the two belong together
+        ports = portsText();
+        chunk = plug->copyChunk(false);
+    }
     if (chunk.empty())
         return LV2_STATE_ERR_UNKNOWN;
-    return store(handle, urids.chunk, chunk.data(), chunk.size(), urids.atomChunk,
-                 LV2_STATE_IS_POD | LV2_STATE_IS_PORTABLE);
+    constexpr std::uint32_t kFlags = LV2_STATE_IS_POD | LV2_STATE_IS_PORTABLE;
+    const LV2_State_Status status = store(handle, urids.chunk, chunk.data(), chunk.size(), urids.atomChunk, kFlags);
+    return status != LV2_STATE_SUCCESS
+               ? status
+               : store(handle, urids.ports, ports.c_str(), ports.size() + 1, urids.atomString, kFlags);
+}
+
+/// The agreed values in the order of the ports, each with as many digits as bring it back.
+std::string Lv2Effect::portsText() const
+{
+    std::string text;
+    for (const float normal : agreed) {
+        char digits[32];
+        const auto end = std::to_chars(digits, std::end(digits), normal);
+        text.append(digits, end.ptr) += ' ';
+    }
+    text.pop_back();
+    return text;
+}
+
+Lv2Effect::PortNormals Lv2Effect::retrievePorts(LV2_State_Retrieve_Function retrieve, LV2_State_Handle handle) const
+{
+    PortNormals ports = kUnknownPorts;
+    std::size_t size = 0;
+    std::uint32_t type = 0;
+    std::uint32_t flags = 0;
+    const auto* at = static_cast<const char*>(retrieve(handle, urids.ports, &size, &type, &flags));
+    if (at == nullptr || type != urids.atomString)
+        return ports;
+    const char* const end = at + size;
+    for (float& port : ports) {
+        const auto read = std::from_chars(at, end, port);
+        if (read.ec != std::errc())
+            break;
+        at = read.ptr + (read.ptr != end ? 1 : 0);
+    }
+    return ports;
+}
+
+/// The effect stands as it should while the ports hold these values, or, where none is known, its own.
+void Lv2Effect::agree(const PortNormals& ports) noexcept
+{
+    for (std::size_t tag = 0; tag < kParameterPorts; ++tag)
+        agreed[tag] = std::isnan(ports[tag]) ? plug->getParameter(static_cast<std::int32_t>(tag)) : ports[tag];
+    restored = true;
 }
 
 /// An instance's own state, else that of a preset, else the default: the factory bank, which a user's own default bank
@@ -289,6 +351,8 @@ LV2_State_Status Lv2Effect::restore(LV2_State_Retrieve_Function retrieve, LV2_St
 {
     if (urids.chunk == 0)
         return LV2_STATE_ERR_NO_FEATURE;
+    if (retrieve == nullptr)
+        return LV2_STATE_ERR_UNKNOWN;
     for (const LV2_URID key : {urids.chunk, urids.preset, urids.factoryBank}) {
         std::size_t size = 0;
         std::uint32_t type = 0;
@@ -298,11 +362,24 @@ LV2_State_Status Lv2Effect::restore(LV2_State_Retrieve_Function retrieve, LV2_St
             continue;
         if (type != urids.atomChunk || size > host::kMostChunkBytes)
             return LV2_STATE_ERR_BAD_TYPE;
+        const std::string chunk(static_cast<const char*>(data), size); // the next question may end what the host lent
+        if (!host::isChunk(chunk))
+            return LV2_STATE_ERR_UNKNOWN;
         std::error_code unreadable;
         if (key == urids.factoryBank && std::filesystem::exists(plug->getDefaultBankPath(), unreadable))
             return LV2_STATE_SUCCESS;
-        (void)plug->setChunk(data, static_cast<std::int32_t>(size), key == urids.preset);
-        restored.set();
+        const PortNormals ports = key == urids.chunk ? retrievePorts(retrieve, handle) : kUnknownPorts;
+        const std::lock_guard lock(portsLock);
+        try {
+            (void)plug->setChunk(chunk.data(), static_cast<std::int32_t>(size), key == urids.preset);
+        } catch (...) { // half of it may be there: what the ports hold sets it right
+            agree(kUnknownPorts);
+            last = kUnknownPorts;
+            throw;
+        }
+        agree(ports);
+        if (key == urids.factoryBank) // the default of what ports hold is theirs
+            last = kUnknownPorts;
         return LV2_STATE_SUCCESS;
     }
     return LV2_STATE_ERR_NO_PROPERTY;

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "AtomicFlag.h"
 #include "Lv2Ports.h"
 #include "Plug.h"
+#include "WaitFreeLock.h"
 
 #include <lv2/atom/atom.h>
 #include <lv2/core/lv2.h>
@@ -14,16 +14,22 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace sorvane::lv2 {
 
 /// One instance behind the LV2 interface: brings ports to the effect and back.
 ///
-/// A port whose value changed is a change of its parameter on the audio thread: the filter design follows within 10 ms,
-/// in free-wheeling at once. The first run after activation applies all ports with their designs before it processes a
-/// sample. After a restore the ports count again, so that what a host shows is what is heard. Blocks that are longer than
-/// the host announced are processed in parts: no block takes memory.
+/// A port whose value changed is a change of its parameter on the audio thread: the filter design follows within 100
+/// ms, of several ports that changed in one run within some 10 ms, and in free-wheeling at once. The first run after
+/// activation applies all ports, with their designs, before it processes a sample.
+///
+/// A state holds what the ports held beside it. After a restore a port that holds the same leaves alone what was
+/// restored, a bank that MIDI chose for one; any other is applied. In a running instance it is applied when the host
+/// writes it: hosts send a preset's ports some blocks behind its state, and some never do.
+///
+/// Blocks that are longer than the host announced are processed in parts: no block takes memory.
 /// Threads as LV2 has them: run on the audio thread; save, and restore on any other beside it; the rest while no run is
 /// in progress. Extensions that the host doesn't bring are done without.
 class Lv2Effect {
@@ -32,7 +38,8 @@ public:
     /// \param rateHz        above 0, up to 1 MHz
     Lv2Effect(std::size_t channelCount, double rateHz, const LV2_Feature* const* features);
 
-    /// \param data  of the port; null leaves it unconnected, which is no fault here for any port
+    /// \param data  of the port; null leaves it unconnected, which is no fault here for any port: a parameter keeps its
+    ///              value then
     void connect(std::uint32_t index, void* data) noexcept;
     void activate();
     void deactivate();
@@ -50,8 +57,8 @@ private:
     static constexpr std::int32_t kMostFrames = 65536;
 
     struct Urids {
-        LV2_URID chunk = 0, preset = 0, factoryBank = 0;
-        LV2_URID atomChunk = 0, atomInt = 0, atomSequence = 0, midiEvent = 0, maxBlockLength = 0;
+        LV2_URID chunk = 0, preset = 0, factoryBank = 0, ports = 0;
+        LV2_URID atomChunk = 0, atomString = 0, atomInt = 0, atomSequence = 0, midiEvent = 0, maxBlockLength = 0;
     };
 
     static host::Pointer answer(host::AEffect* record, std::int32_t opcode, std::int32_t index, host::Pointer value,
@@ -61,12 +68,25 @@ private:
     void takeFirstPorts();
     void followFreeWheeling();
     void takePorts();
-    bool applyPorts(bool differing);
-    bool applyPort(std::size_t tag, bool ifDiffering);
+    int applyPorts(bool all);
+    bool applyPort(std::size_t tag, float value);
     void takeEvents();
+    void process(std::uint32_t frames);
     void processPart(std::size_t first, std::size_t frames);
     void silence(std::size_t frames) noexcept;
     void report();
+
+    /// Normalised values of the ports of parameters; NaN for what isn't known.
+    using PortNormals = std::array<float, kParameterPorts>;
+    [[nodiscard]] std::string portsText() const;
+    [[nodiscard]] PortNormals retrievePorts(LV2_State_Retrieve_Function retrieve, LV2_State_Handle handle) const;
+    void agree(const PortNormals& ports) noexcept;
+
+    template <typename T>
+    [[nodiscard]] T* connected(PortRole role, std::size_t channel = 0) const noexcept
+    {
+        return static_cast<T*>(connections[portIndex(channels, role, channel)]);
+    }
     [[nodiscard]] float* buffer(std::size_t index) noexcept
     {
         return storage.data() + index * static_cast<std::size_t>(capacity);
@@ -79,17 +99,12 @@ private:
     std::vector<float> storage; ///< inputs, side-chains and, for outputs that aren't connected, one buffer more
     bool freeWheeling = false;
     bool firstRun = true;
-    host::AtomicFlag restored; ///< the ports are to be compared with what a restore brought
 
-    std::array<float, kParameterPorts> unconnected{}; ///< defaults, where unconnected ports point to
-    std::array<const float*, kParameterPorts> controls{};
-    std::array<float, kParameterPorts> last{}; ///< values of the ports that were applied last
-    const float* freeWheelingPort = nullptr;
-    const LV2_Atom_Sequence* midi = nullptr;
-    float* latency = nullptr;
-    std::array<std::array<float*, 2>, 2> meters{};       ///< levels, reductions
-    std::array<std::array<const float*, 2>, 2> inputs{}; ///< main, side-chain
-    std::array<float*, 2> outputs{};
+    std::array<void*, kStereoPorts.size()> connections{};
+    std::array<float, kParameterPorts> last; ///< of the ports, as they were read last; NaN where that doesn't count
+    platform::WaitFreeLock portsLock;        ///< held while ports are taken, and while a state is saved or restored
+    PortNormals agreed{};  ///< that go with the effect's: applied last, or held when what was restored was saved
+    bool restored = false; ///< the agreed values are those of a restore that came before the first run
 
     std::unique_ptr<core::Plug> plug; ///< last: its timer may call back
 };

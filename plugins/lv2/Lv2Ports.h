@@ -12,8 +12,9 @@ namespace sorvane::lv2 {
 inline constexpr const char* kStereoUri = "urn:kestrune:sorvane:stereo";
 inline constexpr const char* kMonoUri = "urn:kestrune:sorvane:mono";
 
-/// Properties of the state: chunks, as the effect writes them.
+/// Properties of the state: chunks, as the effect writes them, and a text.
 inline constexpr const char* kChunkUri = "urn:kestrune:sorvane#chunk";   ///< of a bank: an instance's own state
+inline constexpr const char* kPortsUri = "urn:kestrune:sorvane#ports";   ///< no chunk: what the ports held beside it
 inline constexpr const char* kPresetUri = "urn:kestrune:sorvane#preset"; ///< of a preset
 inline constexpr const char* kFactoryBankUri = "urn:kestrune:sorvane#factoryBank"; ///< of a bank: the default state
 
@@ -46,21 +47,30 @@ struct Port {
 inline constexpr std::size_t kParameterPorts = core::kABBank;
 static_assert(kParameterPorts + 1 == core::kNumParams);
 
+/// Index of a port behind those of the parameters, which stand in the order of their roles.
+/// \param channel  0 for a role that has one port
+[[nodiscard]] constexpr std::size_t portIndex(std::size_t channels, PortRole role, std::size_t channel = 0)
+{
+    const auto behind = [role](PortRole first) {
+        return static_cast<std::size_t>(role) - static_cast<std::size_t>(first);
+    };
+    return role < PortRole::level ? kParameterPorts + behind(PortRole::freeWheeling)
+                                  : kParameterPorts + 3 + behind(PortRole::level) * channels + channel;
+}
+
 /// The ports of the plug-in with that many channels, in the order of their indices.
 template <std::size_t channels>
 [[nodiscard]] constexpr auto makePorts()
 {
-    std::array<Port, kParameterPorts + 3 + 5 * channels> ports{};
-    std::size_t index = 0;
-    for (; index < kParameterPorts; ++index)
-        ports[index] = {index == core::kBypass ? PortRole::enabled : PortRole::parameter,
-                        static_cast<std::int32_t>(index)};
+    std::array<Port, portIndex(channels, PortRole::output, channels)> ports{};
+    for (std::size_t tag = 0; tag < kParameterPorts; ++tag)
+        ports[tag] = {tag == core::kBypass ? PortRole::enabled : PortRole::parameter, static_cast<std::int32_t>(tag)};
     for (const PortRole role : {PortRole::freeWheeling, PortRole::latency, PortRole::midi})
-        ports[index++] = {role, 0};
+        ports[portIndex(channels, role)] = {role, 0};
     for (const PortRole role :
          {PortRole::level, PortRole::reduction, PortRole::input, PortRole::sideChain, PortRole::output})
         for (std::size_t channel = 0; channel < channels; ++channel)
-            ports[index++] = {role, static_cast<std::int32_t>(channel)};
+            ports[portIndex(channels, role, channel)] = {role, static_cast<std::int32_t>(channel)};
     return ports;
 }
 

@@ -3,7 +3,6 @@
 #include "Lv2Effect.h"
 
 #include <cmath>
-#include <exception>
 #include <string_view>
 
 namespace sorvane::lv2 {
@@ -24,7 +23,7 @@ LV2_Handle instantiate(const LV2_Descriptor* descriptor, double rateHz, const ch
         return nullptr;
     try {
         return new Lv2Effect(std::string_view(descriptor->URI) == kMonoUri ? 1 : 2, rateHz, features);
-    } catch (const std::exception&) {
+    } catch (...) {
         return nullptr;
     }
 }
@@ -39,7 +38,7 @@ void activate(LV2_Handle handle) noexcept
 {
     try {
         effect(handle).activate();
-    } catch (const std::exception&) {
+    } catch (...) {
     }
 }
 
@@ -50,7 +49,10 @@ void run(LV2_Handle handle, std::uint32_t frames) noexcept
 
 void deactivate(LV2_Handle handle) noexcept
 {
-    effect(handle).deactivate();
+    try {
+        effect(handle).deactivate();
+    } catch (...) { // the next activation starts anew whatever was left
+    }
 }
 
 void cleanup(LV2_Handle handle) noexcept
@@ -63,7 +65,7 @@ LV2_State_Status save(LV2_Handle handle, LV2_State_Store_Function store, LV2_Sta
 {
     try {
         return effect(handle).save(store, state);
-    } catch (const std::exception&) {
+    } catch (...) {
         return LV2_STATE_ERR_UNKNOWN;
     }
 }
@@ -73,7 +75,7 @@ LV2_State_Status restore(LV2_Handle handle, LV2_State_Retrieve_Function retrieve
 {
     try {
         return effect(handle).restore(retrieve, state);
-    } catch (const std::exception&) {
+    } catch (...) {
         return LV2_STATE_ERR_UNKNOWN;
     }
 }

@@ -1,5 +1,6 @@
 // The whole route with split, side-chain EQ and oversampling, as a host hears it.
 
+#include "AudioThreadScope.h"
 #include "CpuDispatch.h"
 #include "Effect.h"
 #include "TagTable.h"
@@ -324,6 +325,14 @@ void checkPacing()
     EXPECT_NEAR(corner(), 3000, 0.1);
     plug->endEdit(kSplitBPFFreq);
     EXPECT_NEAR(corner(), 4000, 0.1) << "the end of an edit forces it";
+    std::thread([&] {
+        const platform::AudioThreadScope audioThread;
+        setCorner(4500);
+        plug->designNow();
+    }).join();
+    EXPECT_NEAR(corner(), 4000, 0.1) << "the audio thread leaves it to the timer";
+    plug->onTimer();
+    EXPECT_NEAR(corner(), 4500, 0.1) << "which doesn't put it off in the same tick";
     host.processLevel = host::processLevelOffline;
     plug->resume();
     setCorner(5000);

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Effect.h"
 #include "Lv2Ports.h"
 #include "Parameters.h"
 #include "Signals.h"
+#include "Store.h"
 
 #include <lv2/atom/atom.h>
 #include <lv2/buf-size/buf-size.h>
@@ -13,11 +15,13 @@
 #include <lv2/urid/urid.h>
 
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -64,15 +68,56 @@ class Lv2Urids {
 public:
     static LV2_URID of(const char* uri)
     {
-        static Lv2Urids urids;
-        const std::lock_guard lock(urids.mutex);
-        return urids.numbers.try_emplace(uri, static_cast<LV2_URID>(urids.numbers.size()) + 1).first->second;
+        const std::lock_guard lock(all().mutex);
+        return all().numbers.try_emplace(uri, static_cast<LV2_URID>(all().numbers.size()) + 1).first->second;
+    }
+    static std::string uriOf(LV2_URID number)
+    {
+        const std::lock_guard lock(all().mutex);
+        for (const auto& [uri, found] : all().numbers)
+            if (found == number)
+                return uri;
+        return {};
     }
     static inline LV2_URID_Map map{nullptr, [](LV2_URID_Map_Handle, const char* uri) { return of(uri); }};
 
 private:
+    static Lv2Urids& all()
+    {
+        static Lv2Urids urids;
+        return urids;
+    }
+
     std::mutex mutex;
     std::map<std::string, LV2_URID> numbers;
+};
+
+/// A text, which is passed over, and a control change of the main volume (7), which a user's map may lead somewhere.
+struct MidiSequence {
+    LV2_Atom_Sequence head{
+        {sizeof(LV2_Atom_Sequence_Body) + 2 * (sizeof(LV2_Atom_Event) + 8), Lv2Urids::of(LV2_ATOM__Sequence)}, {0, 0}};
+    LV2_Atom_Event text{{0}, {5, Lv2Urids::of(LV2_ATOM__String)}};
+    std::array<std::uint8_t, 8> words{'n', 'o', 'n', 'e', 0};
+    LV2_Atom_Event event{{3}, {3, Lv2Urids::of(LV2_MIDI__MidiEvent)}};
+    std::array<std::uint8_t, 8> bytes{0xB0, 7, 127};
+};
+
+/// The user's map while it lives: controller 7 leads to \p tag.
+class MainVolumeMoves {
+public:
+    explicit MainVolumeMoves(std::int32_t tag) { write(tag); }
+    ~MainVolumeMoves() { write(-1); }
+    MainVolumeMoves(const MainVolumeMoves&) = delete;
+    MainVolumeMoves& operator=(const MainVolumeMoves&) = delete;
+
+private:
+    static void write(std::int32_t tag)
+    {
+        std::string map = "[-1";
+        for (int controller = 1; controller < 128; ++controller)
+            map.append(",").append(std::to_string(controller == 7 ? tag : -1));
+        (void)platform::Store::user().write("MIDIMap", map.append("]"));
+    }
 };
 
 /// A state as a host keeps it: properties with their bytes.
@@ -125,6 +170,14 @@ public:
         isActive = true;
     }
     void run(std::size_t frames) const { descriptor->run(handle, static_cast<std::uint32_t>(frames)); }
+    /// A run that comes with MIDI, and one without.
+    void runWith(MidiSequence& midi) const
+    {
+        connect(port(lv2::PortRole::midi), &midi);
+        run(64);
+        connect(port(lv2::PortRole::midi), nullptr);
+        run(64);
+    }
 
     [[nodiscard]] std::uint32_t port(lv2::PortRole role, std::int32_t number = 0) const
     {
@@ -166,7 +219,7 @@ public:
             if (found == properties.end())
                 return nullptr;
             *size = found->second.size();
-            *type = Lv2Urids::of(LV2_ATOM__Chunk);
+            *type = Lv2Urids::of(key == Lv2Urids::of(lv2::kPortsUri) ? LV2_ATOM__String : LV2_ATOM__Chunk);
             *flags = LV2_STATE_IS_POD;
             return found->second.data();
         };
@@ -184,5 +237,15 @@ private:
     std::int32_t announced;
     bool isActive = false;
 };
+
+/// An effect as the instance's state says.
+inline std::unique_ptr<core::Plug> loaded(const Lv2Instance& instance)
+{
+    auto plug = makePlug();
+    const std::string chunk = instance.save()[Lv2Urids::of(lv2::kChunkUri)];
+    EXPECT_FALSE(chunk.empty());
+    plug->setChunk(chunk.data(), static_cast<std::int32_t>(chunk.size()), false);
+    return plug;
+}
 
 } // namespace sorvane::test

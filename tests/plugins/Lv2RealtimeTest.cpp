@@ -2,7 +2,6 @@
 
 #include "Lv2Host.h"
 #include "RealtimeGuard.h"
-#include "Store.h"
 #include "StormSeconds.h"
 
 #include <gtest/gtest.h>
@@ -18,21 +17,9 @@ namespace {
 using lv2::PortRole;
 using Clock = std::chrono::steady_clock;
 
-/// One control change, which the user's map leads to a parameter.
-struct MidiSequence {
-    LV2_Atom_Sequence head{
-        {sizeof(LV2_Atom_Sequence_Body) + sizeof(LV2_Atom_Event) + 8, Lv2Urids::of(LV2_ATOM__Sequence)}, {0, 0}};
-    LV2_Atom_Event event{{0}, {3, Lv2Urids::of(LV2_MIDI__MidiEvent)}};
-    std::array<std::uint8_t, 8> bytes{0xB0, 7, 0};
-};
-
 TEST(Lv2Realtime, StormOfPortsLeavesTheAudioThreadAlone)
 {
-    std::string map = std::to_string(core::kSplitBPFFreqB).insert(0, 1, '[');
-    for (int controller = 1; controller < 128; ++controller)
-        map.append(",").append(std::to_string(controller == 7 ? core::kABBank : -1));
-    ASSERT_TRUE(platform::Store::user().write("MIDIMap", map.append("]")));
-
+    const MainVolumeMoves map(core::kABBank);
     const Lv2Library library;
     for (const std::size_t channels : {1U, 2U}) {
         Lv2Instance instance(library, channels, 48000.0, 1024); // blocks are larger, too
@@ -85,7 +72,6 @@ TEST(Lv2Realtime, StormOfPortsLeavesTheAudioThreadAlone)
         EXPECT_EQ(counts.locks, 0U) << channels;
         EXPECT_EQ(counts.systemCalls, 0U) << channels;
     }
-    (void)platform::Store::user().write("MIDIMap", "[]");
 }
 
 } // namespace
