@@ -1,5 +1,7 @@
 #include "DF1Cascade.h"
 
+#include "Vector.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -16,45 +18,88 @@ BiquadSection slideStep(const BiquadSection& from, const BiquadSection& to) noex
             (to.a2 - from.a2) * 0.001};
 }
 
-BiquadSection beforeTarget(const BiquadSection& target, const BiquadSection& step, double samples) noexcept
+/// Below the normal numbers, whose arithmetic is slow on some CPUs.
+Pair clearDenormals(const Pair& x) noexcept
 {
-    return {target.b0 - samples * step.b0, target.b1 - samples * step.b1, target.b2 - samples * step.b2,
-            target.a1 - samples * step.a1, target.a2 - samples * step.a2};
+    const Pair magnitude = x < 0.0 ? -x : x;
+    return magnitude < 0x1p-1021 ? Pair{} : x;
 }
 
 } // namespace
 
-void DF1Cascade::SectionState::clearDenormals() noexcept
-{
-    for (double* value : {&x1, &x2, &y1, &y2}) {
-        if (std::abs(*value) < 0x1p-1021)
-            *value = 0.0;
-    }
-}
-
-/// A section with its coefficients and state in locals for the length of a loop. Sections that run in one loop overlap:
-/// a section waits only for its own last output.
-class DF1Cascade::RunningSection {
-public:
-    RunningSection(const BiquadSection& section, const SectionState& past) noexcept : coefficients(section), state(past)
+/// The coefficients of one section of both lanes.
+struct DF1Cascade::PairSection {
+    PairSection(const BiquadSection& l, const BiquadSection& r) noexcept
+        : b0{l.b0, r.b0}, b1{l.b1, r.b1}, b2{l.b2, r.b2}, a1{l.a1, r.a1}, a2{l.a2, r.a2}
     {}
 
-    void setCoefficients(const BiquadSection& section) noexcept { coefficients = section; }
+    [[nodiscard]] BiquadSection lane(std::size_t i) const noexcept { return {b0[i], b1[i], b2[i], a1[i], a2[i]}; }
 
-    double operator()(double x) noexcept
+    Pair b0, b1, b2, a1, a2;
+};
+
+/// A section of both lanes with coefficients and past in locals for the length of a loop.
+///
+/// y = b0 x + b1 x1 + b2 x2 - a2 y2 - a1 y1. Fast because the newest output comes last, so that a section waits only for
+/// that product of the sample before, and sections that run in one loop overlap.
+struct DF1Cascade::RunningSection {
+    RunningSection(const DF1Cascade& l, const DF1Cascade& r, std::size_t stage) noexcept
+        : now(l.current[stage], r.current[stage])
     {
-        const double forward = coefficients.b0 * x + coefficients.b1 * state.x1 + coefficients.b2 * state.x2;
-        // The newest output comes last: only it waits for the sample before.
-        const double y = forward - coefficients.a2 * state.y2 - coefficients.a1 * state.y1;
-        state = {x, state.x1, y, state.y1};
+        const SectionState& left = l.state[stage];
+        const SectionState& right = r.state[stage];
+        x1 = clearDenormals(Pair{left.x1, right.x1});
+        x2 = clearDenormals(Pair{left.x2, right.x2});
+        y1 = clearDenormals(Pair{left.y1, right.y1});
+        y2 = clearDenormals(Pair{left.y2, right.y2});
+    }
+
+    Pair operator()(const Pair& x) noexcept
+    {
+        const Pair forward = now.b0 * x + now.b1 * x1 + now.b2 * x2;
+        const Pair y = forward - now.a2 * y2 - now.a1 * y1;
+        x2 = x1;
+        x1 = x;
+        y2 = y1;
+        y1 = y;
         return y;
     }
 
-    [[nodiscard]] const SectionState& past() const noexcept { return state; }
+    void save(DF1Cascade& filter, std::size_t lane, std::size_t stage) const noexcept
+    {
+        filter.state[stage] = {x1[lane], x2[lane], y1[lane], y2[lane]};
+    }
 
-private:
-    BiquadSection coefficients;
-    SectionState state;
+    PairSection now;
+    Pair x1, x2, y1, y2;
+};
+
+/// The same while the coefficients move: ahead of each sample they are set to target - counter increment.
+struct DF1Cascade::SlidingSection : RunningSection {
+    SlidingSection(const DF1Cascade& l, const DF1Cascade& r, std::size_t stage) noexcept
+        : RunningSection(l, r, stage), end(l.target[stage], r.target[stage]),
+          step(l.increment[stage], r.increment[stage]), counter(static_cast<double>(l.rampCounter))
+    {}
+
+    Pair operator()(const Pair& x) noexcept
+    {
+        now.b0 = end.b0 - counter * step.b0;
+        now.b1 = end.b1 - counter * step.b1;
+        now.b2 = end.b2 - counter * step.b2;
+        now.a1 = end.a1 - counter * step.a1;
+        now.a2 = end.a2 - counter * step.a2;
+        counter -= 1.0;
+        return RunningSection::operator()(x);
+    }
+
+    void save(DF1Cascade& filter, std::size_t lane, std::size_t stage) const noexcept
+    {
+        RunningSection::save(filter, lane, stage);
+        filter.current[stage] = now.lane(lane);
+    }
+
+    PairSection end, step;
+    double counter;
 };
 
 bool DF1Cascade::setSampleRate(float hertz) noexcept
@@ -119,78 +164,112 @@ void DF1Cascade::beginBlock() noexcept
 
 void DF1Cascade::processDouble(std::span<double> buffer) noexcept
 {
-    if (identity && rampCounter <= 0) {
-        if (subtractsInput)
-            std::fill(buffer.begin(), buffer.end(), 0.0);
+    const Lane alone{*this, buffer};
+    process({&alone, 1});
+}
+
+void DF1Cascade::processPair(DF1Cascade& first, std::span<double> firstBuffer, DF1Cascade& second,
+                             std::span<double> secondBuffer) noexcept
+{
+    const std::array lanes{Lane{first, firstBuffer}, Lane{second, secondBuffer}};
+    if (first.runsLike(second)) {
+        process(lanes);
+    } else {
+        process(Lanes(lanes).first(1));
+        process(Lanes(lanes).last(1));
+    }
+}
+
+bool DF1Cascade::runsLike(const DF1Cascade& other) const noexcept
+{
+    return stageCount == other.stageCount && rampCounter == other.rampCounter && identity == other.identity &&
+           subtractsInput == other.subtractsInput;
+}
+
+void DF1Cascade::process(Lanes lanes) noexcept
+{
+    const DF1Cascade& filter = lanes[0].filter;
+    if (filter.identity && filter.rampCounter <= 0) {
+        if (filter.subtractsInput)
+            for (const Lane& lane : lanes)
+                std::fill(lane.buffer.begin(), lane.buffer.end(), 0.0);
         return;
     }
-    if (subtractsInput)
-        runDifference(buffer);
+    if (filter.subtractsInput)
+        runDifference(lanes);
     else
-        runSections(buffer);
+        runSections(lanes);
 }
 
-void DF1Cascade::runDifference(std::span<double> buffer) noexcept
+void DF1Cascade::runDifference(Lanes lanes) noexcept
 {
-    std::array<double, 64> input;
-    while (!buffer.empty()) {
-        const auto piece = buffer.first(std::min(buffer.size(), input.size()));
-        std::copy(piece.begin(), piece.end(), input.begin());
-        runSections(piece);
-        for (std::size_t i = 0; i < piece.size(); ++i)
-            piece[i] -= input[i];
-        buffer = buffer.subspan(piece.size());
+    constexpr std::size_t kPiece = 64;
+    std::array<std::array<double, kPiece>, 2> inputs;
+    for (std::size_t done = 0; done < lanes[0].buffer.size(); done += kPiece) {
+        std::array pieces{lanes[0], lanes.back()};
+        for (std::size_t i = 0; i < lanes.size(); ++i) {
+            const auto rest = lanes[i].buffer.subspan(done);
+            pieces[i].buffer = rest.first(std::min(rest.size(), kPiece));
+            std::copy(pieces[i].buffer.begin(), pieces[i].buffer.end(), inputs[i].begin());
+        }
+        runSections(Lanes(pieces).first(lanes.size()));
+        for (std::size_t i = 0; i < lanes.size(); ++i)
+            for (std::size_t j = 0; j < pieces[i].buffer.size(); ++j)
+                pieces[i].buffer[j] -= inputs[i][j];
     }
 }
 
-void DF1Cascade::runSections(std::span<double> buffer) noexcept
+void DF1Cascade::runSections(Lanes lanes) noexcept
 {
-    for (SectionState& past : std::span(state).first(stageCount))
-        past.clearDenormals();
-
-    auto steady = buffer;
-    if (rampCounter >= 0) {
-        const auto slideLength = std::min(buffer.size(), static_cast<std::size_t>(rampCounter + 1));
-        for (std::size_t stage = 0; stage < stageCount; ++stage)
-            slideSection(stage, buffer.first(slideLength));
-        steady = buffer.subspan(slideLength);
-        rampCounter -= static_cast<std::int64_t>(buffer.size());
+    const std::size_t frames = lanes[0].buffer.size();
+    const std::int64_t counter = lanes[0].filter.rampCounter;
+    std::size_t slideEnd = 0;
+    if (counter >= 0) {
+        slideEnd = std::min(frames, static_cast<std::size_t>(counter + 1));
+        runAll<SlidingSection>(lanes, 0, slideEnd);
     }
+    if (slideEnd < frames)
+        runAll<RunningSection>(lanes, slideEnd, frames);
+    for (const Lane& lane : lanes) {
+        if (counter >= 0)
+            lane.filter.rampCounter -= static_cast<std::int64_t>(frames);
+        if (lane.filter.identity && lane.filter.rampCounter <= 0)
+            lane.filter.comeToRest();
+    }
+}
 
+template <typename Section>
+void DF1Cascade::runAll(Lanes lanes, std::size_t from, std::size_t to) noexcept
+{
+    const std::size_t stages = lanes[0].filter.stageCount;
     std::size_t stage = 0;
-    for (; stage + 1 < stageCount; stage += 2) {
-        RunningSection first(current[stage], state[stage]);
-        RunningSection second(current[stage + 1], state[stage + 1]);
-        for (double& x : steady)
-            x = second(first(x));
-        state[stage] = first.past();
-        state[stage + 1] = second.past();
-    }
-    if (stage < stageCount) {
-        RunningSection last(current[stage], state[stage]);
-        for (double& x : steady)
-            x = last(x);
-        state[stage] = last.past();
-    }
-    if (identity && rampCounter <= 0)
-        comeToRest();
+    for (; stage + 1 < stages; stage += 2)
+        run<Section, 2>(lanes, stage, from, to);
+    if (stage < stages)
+        run<Section, 1>(lanes, stage, from, to);
 }
 
-void DF1Cascade::slideSection(std::size_t stage, std::span<double> buffer) noexcept
+template <typename Section, std::size_t count>
+void DF1Cascade::run(Lanes lanes, std::size_t stage, std::size_t from, std::size_t to) noexcept
 {
-    RunningSection section(current[stage], state[stage]);
-    const BiquadSection end = target[stage];
-    const BiquadSection step = increment[stage];
-    BiquadSection now = current[stage];
-    auto counter = static_cast<double>(rampCounter);
-    for (double& x : buffer) {
-        now = beforeTarget(end, step, counter);
-        counter -= 1.0;
-        section.setCoefficients(now);
-        x = section(x);
+    DF1Cascade& l = lanes[0].filter;
+    DF1Cascade& r = lanes.back().filter; // alone, a filter fills both lanes
+    double* const left = lanes[0].buffer.data();
+    double* const right = lanes.back().buffer.data();
+    Section first(l, r, stage);
+    Section second(l, r, stage + count - 1);
+    for (std::size_t i = from; i < to; ++i) {
+        Pair y = first(Pair{left[i], right[i]});
+        if constexpr (count == 2)
+            y = second(y);
+        left[i] = y[0];
+        right[i] = y[1];
     }
-    current[stage] = now;
-    state[stage] = section.past();
+    for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
+        first.save(lanes[lane].filter, lane, stage);
+        if constexpr (count == 2)
+            second.save(lanes[lane].filter, lane, stage + 1);
+    }
 }
 
 /// An identity runs no further than the block in which its slide ends. Its coefficients, which may lack the last step,

@@ -18,7 +18,7 @@ namespace sorvane::dsp {
 /// straight line over 1000 samples from where it stands to its new value. Frozen at any moment the sections are stable,
 /// but a steep filter that slides far and fast can overshoot much: sixteen sections from 8 kHz to 1 kHz by some 60 dB.
 ///
-/// Audio thread: beginBlock, isIdentity, processDouble.
+/// Audio thread: beginBlock, isIdentity, processDouble, processPair.
 /// While no block runs: setSampleRate, clearState.
 /// Everything else: the thread that updates the parameters or draws the response, one call at a time, which the caller
 /// sees to; beside a running block it is safe. Nothing allocates.
@@ -43,6 +43,12 @@ public:
 
     /// Filters in place. An identity costs nothing once its slide is over.
     void processDouble(std::span<double> buffer) noexcept;
+
+    /// Filters two channels, each with its own filter, as processDouble would one after the other. Two filters with as many
+    /// sections, in the same state of a slide, run side by side in the time of one.
+    /// \param firstBuffer   as long as \p secondBuffer, in place
+    static void processPair(DF1Cascade& first, std::span<double> firstBuffer, DF1Cascade& second,
+                            std::span<double> secondBuffer) noexcept;
 
     /// The coefficients that were handed over last, of the active sections.
     [[nodiscard]] std::span<const BiquadSection> getCoefficients() const noexcept
@@ -82,15 +88,26 @@ private:
         double x2 = 0.0;
         double y1 = 0.0;
         double y2 = 0.0;
-
-        void clearDenormals() noexcept;
     };
-    class RunningSection;
+    struct Lane {
+        DF1Cascade& filter;
+        std::span<double> buffer;
+    };
+    /// One filter, or two that are alike in all that the course of a block depends on.
+    using Lanes = std::span<const Lane>;
+    struct PairSection;
+    struct RunningSection;
+    struct SlidingSection;
 
     void publish() noexcept;
-    void runSections(std::span<double> buffer) noexcept;
-    void runDifference(std::span<double> buffer) noexcept;
-    void slideSection(std::size_t stage, std::span<double> buffer) noexcept;
+    [[nodiscard]] bool runsLike(const DF1Cascade& other) const noexcept;
+    static void process(Lanes lanes) noexcept;
+    static void runDifference(Lanes lanes) noexcept;
+    static void runSections(Lanes lanes) noexcept;
+    template <typename Section>
+    static void runAll(Lanes lanes, std::size_t from, std::size_t to) noexcept;
+    template <typename Section, std::size_t count>
+    static void run(Lanes lanes, std::size_t stage, std::size_t from, std::size_t to) noexcept;
     void comeToRest() noexcept;
 
     float sampleRate = 44100.0F;
