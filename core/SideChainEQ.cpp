@@ -59,4 +59,11 @@ void SideChainEQ::process(std::span<double> samples) noexcept
     scPeak.processDouble(samples);
 }
 
+void SideChainEQ::processPair(SideChainEQ& first, std::span<double> firstSamples, SideChainEQ& second,
+                              std::span<double> secondSamples) noexcept
+{
+    for (dsp::TrimoraEQ SideChainEQ::*const filter : {&SideChainEQ::scLPF, &SideChainEQ::scHPF, &SideChainEQ::scPeak})
+        dsp::DF1Cascade::processPair(first.*filter, firstSamples, second.*filter, secondSamples);
+}
+
 } // namespace sorvane::core
