@@ -244,8 +244,10 @@ void BandSplit::process(std::span<const Signals> signals) noexcept
         std::copy(signal.band.begin(), signal.band.end(), signal.rest.begin());
     if (linearPhase)
         return splitLinearPhase(signals);
-    filter(&Channel::splitLPF, 0, signals, &Signals::band);
-    filter(&Channel::splitHPF, 0, signals, &Signals::band);
+    const Lanes lowPass = lanesOf(&Channel::splitLPF, 0, signals, &Signals::band);
+    const Lanes highPass = lanesOf(&Channel::splitHPF, 0, signals, &Signals::band);
+    dsp::DF1Cascade::processInSeries(std::span(lowPass).first(signals.size()),
+                                     std::span(highPass).first(signals.size()));
     filter(&Channel::splitBPF, 0, signals, &Signals::band);
     if (dryMode != DryMode::remainder)
         return;
@@ -267,15 +269,21 @@ void BandSplit::splitLinearPhase(std::span<const Signals> signals) noexcept
     }
 }
 
-/// Runs the same filter of one channel, or of both.
-void BandSplit::filter(dsp::BLTEQ Channel::*which, std::size_t first, std::span<const Signals> signals,
-                       Place place) noexcept
+/// \param first    channel of the first signal
+/// \param signals  of one channel or of both; there are as many lanes, from the first on
+BandSplit::Lanes BandSplit::lanesOf(Filter filter, std::size_t first, std::span<const Signals> signals,
+                                    Place place) noexcept
 {
-    if (signals.size() == 2)
-        dsp::DF1Cascade::processPair(channelFilters[0].*which, signals[0].*place, channelFilters[1].*which,
-                                     signals[1].*place);
-    else
-        (channelFilters[first].*which).processDouble(signals[0].*place);
+    Lanes lanes;
+    for (std::size_t i = 0; i < signals.size(); ++i)
+        lanes[i] = {&(channelFilters[first + i].*filter), signals[i].*place};
+    return lanes;
+}
+
+void BandSplit::filter(Filter filter, std::size_t first, std::span<const Signals> signals, Place place) noexcept
+{
+    const Lanes lanes = lanesOf(filter, first, signals, place);
+    dsp::DF1Cascade::processTogether(std::span(lanes).first(signals.size()));
 }
 
 BandSplit::Complement BandSplit::complementOf(std::size_t channel) const noexcept
@@ -308,8 +316,7 @@ void BandSplit::complement(std::size_t first, std::span<const Signals> signals) 
     case Complement::both:
         for (const Signals& signal : signals)
             std::copy(signal.rest.begin(), signal.rest.end(), signal.scratch.begin());
-        filter(&Channel::restHPF, first, signals, &Signals::scratch);
-        filter(&Channel::restLPF, first, signals, &Signals::rest);
+        filterSides(first, signals);
         for (const Signals& signal : signals)
             for (std::size_t i = 0; i < signal.rest.size(); ++i)
                 signal.rest[i] += signal.scratch[i];
@@ -318,6 +325,17 @@ void BandSplit::complement(std::size_t first, std::span<const Signals> signals) 
         filter(&Channel::restNotch, first, signals, &Signals::rest);
         break;
     }
+}
+
+/// Both complements of a band-pass, the one above in the scratch buffers.
+void BandSplit::filterSides(std::size_t first, std::span<const Signals> signals) noexcept
+{
+    const Lanes above = lanesOf(&Channel::restHPF, first, signals, &Signals::scratch);
+    const Lanes below = lanesOf(&Channel::restLPF, first, signals, &Signals::rest);
+    std::array<dsp::DF1Cascade::Lane, 4> lanes;
+    std::copy_n(above.begin(), signals.size(), lanes.begin());
+    std::copy_n(below.begin(), signals.size(), lanes.begin() + static_cast<std::ptrdiff_t>(signals.size()));
+    dsp::DF1Cascade::processTogether(std::span(lanes).first(2 * signals.size()));
 }
 
 void BandSplit::delaySideChain(std::size_t channel, std::span<double> side) noexcept

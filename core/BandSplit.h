@@ -86,7 +86,12 @@ private:
     void splitLinearPhase(std::span<const Signals> signals) noexcept;
     [[nodiscard]] Complement complementOf(std::size_t channel) const noexcept;
     void complement(std::size_t first, std::span<const Signals> signals) noexcept;
-    void filter(dsp::BLTEQ Channel::*which, std::size_t first, std::span<const Signals> signals, Place place) noexcept;
+    using Filter = dsp::BLTEQ Channel::*;
+    using Lanes = std::array<dsp::DF1Cascade::Lane, 2>;
+    [[nodiscard]] Lanes lanesOf(Filter filter, std::size_t first, std::span<const Signals> signals,
+                                Place place) noexcept;
+    void filterSides(std::size_t first, std::span<const Signals> signals) noexcept;
+    void filter(Filter filter, std::size_t first, std::span<const Signals> signals, Place place) noexcept;
 
     std::array<Channel, 2> channelFilters;
     dsp::LinearPhaseFIR fir;

@@ -1,5 +1,7 @@
 #include "SideChainEQ.h"
 
+#include <array>
+
 namespace sorvane::core {
 
 using dsp::FilterType;
@@ -63,7 +65,8 @@ void SideChainEQ::processPair(SideChainEQ& first, std::span<double> firstSamples
                               std::span<double> secondSamples) noexcept
 {
     for (dsp::TrimoraEQ SideChainEQ::*const filter : {&SideChainEQ::scLPF, &SideChainEQ::scHPF, &SideChainEQ::scPeak})
-        dsp::DF1Cascade::processPair(first.*filter, firstSamples, second.*filter, secondSamples);
+        dsp::DF1Cascade::processTogether(std::array{dsp::DF1Cascade::Lane{&(first.*filter), firstSamples},
+                                                    dsp::DF1Cascade::Lane{&(second.*filter), secondSamples}});
 }
 
 } // namespace sorvane::core

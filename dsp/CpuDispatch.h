@@ -25,6 +25,12 @@ extern std::atomic<VectorUnit> vectorUnit;
 /// the product leaves the choice that is made at load. Any thread.
 void useVectorUnit(VectorUnit unit) noexcept;
 
+/// The unit that all inner loops use. Any thread.
+[[nodiscard]] inline VectorUnit vectorUnitInUse() noexcept
+{
+    return detail::vectorUnit.load(std::memory_order_relaxed);
+}
+
 /// An inner loop compiled once for each VectorUnit: CpuDispatch<body>::run(...) calls the version in use.
 ///
 /// \p body is a noexcept function that is forced inline, and calls only such, so that it takes on each version's
@@ -36,10 +42,7 @@ class CpuDispatch;
 template <typename... Args, void (*body)(Args...) noexcept>
 class CpuDispatch<body> {
 public:
-    static void run(Args... args) noexcept
-    {
-        kVersions[static_cast<std::size_t>(detail::vectorUnit.load(std::memory_order_relaxed))](args...);
-    }
+    static void run(Args... args) noexcept { kVersions[static_cast<std::size_t>(vectorUnitInUse())](args...); }
 
 private:
     static void onSse2(Args... args) noexcept { body(args...); }
@@ -58,7 +61,7 @@ public:
     template <typename... Args>
     static void run(Args... args) noexcept
     {
-        switch (detail::vectorUnit.load(std::memory_order_relaxed)) {
+        switch (vectorUnitInUse()) {
         case VectorUnit::sse2:
             return onSse2(args...);
         case VectorUnit::avx2:

@@ -1,10 +1,13 @@
 #include "DF1Cascade.h"
 
+#include "CpuDispatch.h"
 #include "Vector.h"
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <numbers>
+#include <utility>
 
 namespace sorvane::dsp {
 
@@ -19,86 +22,129 @@ BiquadSection slideStep(const BiquadSection& from, const BiquadSection& to) noex
 }
 
 /// Below the normal numbers, whose arithmetic is slow on some CPUs.
-Pair clearDenormals(const Pair& x) noexcept
+template <std::size_t width>
+[[gnu::always_inline]] inline Vector<width> clearDenormals(const Vector<width>& x) noexcept
 {
-    const Pair magnitude = x < 0.0 ? -x : x;
-    return magnitude < 0x1p-1021 ? Pair{} : x;
+    const Vector<width> magnitude = x < 0.0 ? -x : x;
+    return magnitude < 0x1p-1021 ? Vector<width>{} : x;
 }
 
 } // namespace
 
-/// The coefficients of one section of both lanes.
-struct DF1Cascade::PairSection {
-    PairSection(const BiquadSection& l, const BiquadSection& r) noexcept
-        : b0{l.b0, r.b0}, b1{l.b1, r.b1}, b2{l.b2, r.b2}, a1{l.a1, r.a1}, a2{l.a2, r.a2}
-    {}
+/// Lanes that there are for vectors of a width.
+template <std::size_t width>
+[[gnu::always_inline]] inline std::size_t DF1Cascade::lanesIn(Lanes lanes) noexcept
+{
+    return width == 2 ? lanes.size() : width;
+}
 
-    [[nodiscard]] BiquadSection lane(std::size_t i) const noexcept { return {b0[i], b1[i], b2[i], a1[i], a2[i]}; }
+/// What stands in one place of the vectors: a filter alone fills both of two.
+template <std::size_t width>
+[[gnu::always_inline]] inline const DF1Cascade::Lane& DF1Cascade::laneAt(Lanes lanes, std::size_t place) noexcept
+{
+    return lanes[std::min(place, lanesIn<width>(lanes) - 1)];
+}
 
-    Pair b0, b1, b2, a1, a2;
+/// The coefficients of one section in every lane.
+template <std::size_t width>
+struct DF1Cascade::Coefficients {
+    [[gnu::always_inline]] Coefficients(Lanes lanes, Sections sections, std::size_t stage) noexcept
+    {
+        const auto gather = [&](double BiquadSection::*coefficient) __attribute__((always_inline))
+        {
+            Vector<width> gathered{};
+            for (std::size_t lane = 0; lane < width; ++lane)
+                gathered[lane] = (laneAt<width>(lanes, lane).filter->*sections)[stage].*coefficient;
+            return gathered;
+        };
+        b0 = gather(&BiquadSection::b0);
+        b1 = gather(&BiquadSection::b1);
+        b2 = gather(&BiquadSection::b2);
+        a1 = gather(&BiquadSection::a1);
+        a2 = gather(&BiquadSection::a2);
+    }
+
+    [[nodiscard]] BiquadSection of(std::size_t lane) const noexcept
+    {
+        return {b0[lane], b1[lane], b2[lane], a1[lane], a2[lane]};
+    }
+
+    Vector<width> b0{}, b1{}, b2{}, a1{}, a2{};
 };
 
-/// A section of both lanes with coefficients and past in locals for the length of a loop.
+/// A section of every lane with coefficients and past in locals for the length of a loop.
 ///
 /// y = b0 x + b1 x1 + b2 x2 - a2 y2 - a1 y1. Fast because the newest output comes last, so that a section waits only for
 /// that product of the sample before, and sections that run in one loop overlap.
+template <std::size_t width>
 struct DF1Cascade::RunningSection {
-    RunningSection(const DF1Cascade& l, const DF1Cascade& r, std::size_t stage) noexcept
-        : now(l.current[stage], r.current[stage])
+    static constexpr std::size_t kWidth = width;
+
+    [[gnu::always_inline]] RunningSection(Lanes lanes, std::size_t stage) noexcept
+        : now(lanes, &DF1Cascade::current, stage)
     {
-        const SectionState& left = l.state[stage];
-        const SectionState& right = r.state[stage];
-        x1 = clearDenormals(Pair{left.x1, right.x1});
-        x2 = clearDenormals(Pair{left.x2, right.x2});
-        y1 = clearDenormals(Pair{left.y1, right.y1});
-        y2 = clearDenormals(Pair{left.y2, right.y2});
+        const auto gather = [&](double SectionState::*value) __attribute__((always_inline))
+        {
+            Vector<width> gathered{};
+            for (std::size_t lane = 0; lane < width; ++lane)
+                gathered[lane] = laneAt<width>(lanes, lane).filter->state[stage].*value;
+            return clearDenormals<width>(gathered);
+        };
+        x1 = gather(&SectionState::x1);
+        x2 = gather(&SectionState::x2);
+        y1 = gather(&SectionState::y1);
+        y2 = gather(&SectionState::y2);
     }
 
-    Pair operator()(const Pair& x) noexcept
+    [[gnu::always_inline]] void step(Vector<width>& signal) noexcept
     {
-        const Pair forward = now.b0 * x + now.b1 * x1 + now.b2 * x2;
-        const Pair y = forward - now.a2 * y2 - now.a1 * y1;
+        const Vector<width> x = signal;
+        const Vector<width> forward = now.b0 * x + now.b1 * x1 + now.b2 * x2;
+        const Vector<width> y = forward - now.a2 * y2 - now.a1 * y1;
         x2 = x1;
         x1 = x;
         y2 = y1;
         y1 = y;
-        return y;
+        signal = y;
     }
 
-    void save(DF1Cascade& filter, std::size_t lane, std::size_t stage) const noexcept
+    [[gnu::always_inline]] void save(Lanes lanes, std::size_t stage) const noexcept
     {
-        filter.state[stage] = {x1[lane], x2[lane], y1[lane], y2[lane]};
+        for (std::size_t lane = 0; lane < lanesIn<width>(lanes); ++lane)
+            lanes[lane].filter->state[stage] = {x1[lane], x2[lane], y1[lane], y2[lane]};
     }
 
-    PairSection now;
-    Pair x1, x2, y1, y2;
+    Coefficients<width> now;
+    Vector<width> x1{}, x2{}, y1{}, y2{};
 };
 
 /// The same while the coefficients move: ahead of each sample they are set to target - counter increment.
-struct DF1Cascade::SlidingSection : RunningSection {
-    SlidingSection(const DF1Cascade& l, const DF1Cascade& r, std::size_t stage) noexcept
-        : RunningSection(l, r, stage), end(l.target[stage], r.target[stage]),
-          step(l.increment[stage], r.increment[stage]), counter(static_cast<double>(l.rampCounter))
+template <std::size_t width>
+struct DF1Cascade::SlidingSection : RunningSection<width> {
+    [[gnu::always_inline]] SlidingSection(Lanes lanes, std::size_t stage) noexcept
+        : RunningSection<width>(lanes, stage), end(lanes, &DF1Cascade::target, stage),
+          increment(lanes, &DF1Cascade::increment, stage), counter(static_cast<double>(lanes[0].filter->rampCounter))
     {}
 
-    Pair operator()(const Pair& x) noexcept
+    [[gnu::always_inline]] void step(Vector<width>& signal) noexcept
     {
-        now.b0 = end.b0 - counter * step.b0;
-        now.b1 = end.b1 - counter * step.b1;
-        now.b2 = end.b2 - counter * step.b2;
-        now.a1 = end.a1 - counter * step.a1;
-        now.a2 = end.a2 - counter * step.a2;
+        this->now.b0 = end.b0 - counter * increment.b0;
+        this->now.b1 = end.b1 - counter * increment.b1;
+        this->now.b2 = end.b2 - counter * increment.b2;
+        this->now.a1 = end.a1 - counter * increment.a1;
+        this->now.a2 = end.a2 - counter * increment.a2;
         counter -= 1.0;
-        return RunningSection::operator()(x);
+        RunningSection<width>::step(signal);
     }
 
-    void save(DF1Cascade& filter, std::size_t lane, std::size_t stage) const noexcept
+    [[gnu::always_inline]] void save(Lanes lanes, std::size_t stage) const noexcept
     {
-        RunningSection::save(filter, lane, stage);
-        filter.current[stage] = now.lane(lane);
+        RunningSection<width>::save(lanes, stage);
+        for (std::size_t lane = 0; lane < lanesIn<width>(lanes); ++lane)
+            lanes[lane].filter->current[stage] = this->now.of(lane);
     }
 
-    PairSection end, step;
+    Coefficients<width> end, increment;
     double counter;
 };
 
@@ -164,31 +210,67 @@ void DF1Cascade::beginBlock() noexcept
 
 void DF1Cascade::processDouble(std::span<double> buffer) noexcept
 {
-    const Lane alone{*this, buffer};
+    const Lane alone{this, buffer};
     process({&alone, 1});
 }
 
-void DF1Cascade::processPair(DF1Cascade& first, std::span<double> firstBuffer, DF1Cascade& second,
-                             std::span<double> secondBuffer) noexcept
+/// Four lanes gain nothing on registers for two.
+std::size_t DF1Cascade::mostTogether() noexcept
 {
-    const std::array lanes{Lane{first, firstBuffer}, Lane{second, secondBuffer}};
-    if (first.runsLike(second)) {
-        process(lanes);
-    } else {
-        process(Lanes(lanes).first(1));
-        process(Lanes(lanes).last(1));
+    return vectorUnitInUse() == VectorUnit::sse2 ? 2 : kMostLanes;
+}
+
+void DF1Cascade::processTogether(std::span<const Lane> lanes) noexcept
+{
+    if (lanes.size() != 3 && lanes.size() <= mostTogether() && areAlike(lanes))
+        return process(lanes);
+    const std::size_t half = (lanes.size() + 1) / 2;
+    processTogether(lanes.first(half));
+    processTogether(lanes.subspan(half));
+}
+
+void DF1Cascade::processInSeries(std::span<const Lane> first, std::span<const Lane> second) noexcept
+{
+    constexpr std::size_t kLag = 64; // between the two, which must have a piece each to work on
+    const std::size_t frames = first[0].buffer.size();
+    const DF1Cascade& filter = *first[0].filter;
+    if (filter.rampCounter >= 0 || filter.identity || frames < 2 * kLag || 2 * first.size() > mostTogether() ||
+        !areAlike(first) || !areAlike(second) || !filter.runsLike(*second[0].filter)) {
+        processTogether(first);
+        processTogether(second);
+        return;
     }
+    std::array<Lane, kMostLanes> lanes;
+    const auto run = [&lanes](std::initializer_list<std::pair<Lanes, std::size_t>> parts, std::size_t length) {
+        std::size_t count = 0;
+        for (const auto& [filters, from] : parts)
+            for (const Lane& lane : filters)
+                lanes[count++] = {lane.filter, lane.buffer.subspan(from, length)};
+        process(std::span(lanes).first(count));
+    };
+    const std::size_t head = kLag + frames % kLag;
+    run({{first, 0}}, head);
+    for (std::size_t at = head; at < frames; at += kLag)
+        run({{first, at}, {second, at - head}}, kLag);
+    run({{second, frames - head}}, head);
 }
 
 bool DF1Cascade::runsLike(const DF1Cascade& other) const noexcept
 {
-    return stageCount == other.stageCount && rampCounter == other.rampCounter && identity == other.identity &&
+    const bool atOneStep = rampCounter == other.rampCounter || std::max(rampCounter, other.rampCounter) < 0;
+    return stageCount == other.stageCount && atOneStep && identity == other.identity &&
            subtractsInput == other.subtractsInput;
+}
+
+bool DF1Cascade::areAlike(Lanes lanes) noexcept
+{
+    return std::all_of(lanes.begin(), lanes.end(),
+                       [&](const Lane& lane) { return lane.filter->runsLike(*lanes[0].filter); });
 }
 
 void DF1Cascade::process(Lanes lanes) noexcept
 {
-    const DF1Cascade& filter = lanes[0].filter;
+    const DF1Cascade& filter = *lanes[0].filter;
     if (filter.identity && filter.rampCounter <= 0) {
         if (filter.subtractsInput)
             for (const Lane& lane : lanes)
@@ -204,15 +286,15 @@ void DF1Cascade::process(Lanes lanes) noexcept
 void DF1Cascade::runDifference(Lanes lanes) noexcept
 {
     constexpr std::size_t kPiece = 64;
-    std::array<std::array<double, kPiece>, 2> inputs;
-    for (std::size_t done = 0; done < lanes[0].buffer.size(); done += kPiece) {
-        std::array pieces{lanes[0], lanes.back()};
+    std::array<std::array<double, kPiece>, kMostLanes> inputs;
+    std::array<Lane, kMostLanes> pieces;
+    const std::size_t frames = lanes[0].buffer.size();
+    for (std::size_t done = 0; done < frames; done += kPiece) {
         for (std::size_t i = 0; i < lanes.size(); ++i) {
-            const auto rest = lanes[i].buffer.subspan(done);
-            pieces[i].buffer = rest.first(std::min(rest.size(), kPiece));
+            pieces[i] = {lanes[i].filter, lanes[i].buffer.subspan(done, std::min(kPiece, frames - done))};
             std::copy(pieces[i].buffer.begin(), pieces[i].buffer.end(), inputs[i].begin());
         }
-        runSections(Lanes(pieces).first(lanes.size()));
+        runSections(std::span(pieces).first(lanes.size()));
         for (std::size_t i = 0; i < lanes.size(); ++i)
             for (std::size_t j = 0; j < pieces[i].buffer.size(); ++j)
                 pieces[i].buffer[j] -= inputs[i][j];
@@ -222,7 +304,7 @@ void DF1Cascade::runDifference(Lanes lanes) noexcept
 void DF1Cascade::runSections(Lanes lanes) noexcept
 {
     const std::size_t frames = lanes[0].buffer.size();
-    const std::int64_t counter = lanes[0].filter.rampCounter;
+    const std::int64_t counter = lanes[0].filter->rampCounter;
     std::size_t slideEnd = 0;
     if (counter >= 0) {
         slideEnd = std::min(frames, static_cast<std::size_t>(counter + 1));
@@ -232,44 +314,52 @@ void DF1Cascade::runSections(Lanes lanes) noexcept
         runAll<RunningSection>(lanes, slideEnd, frames);
     for (const Lane& lane : lanes) {
         if (counter >= 0)
-            lane.filter.rampCounter -= static_cast<std::int64_t>(frames);
-        if (lane.filter.identity && lane.filter.rampCounter <= 0)
-            lane.filter.comeToRest();
+            lane.filter->rampCounter -= static_cast<std::int64_t>(frames);
+        if (lane.filter->identity && lane.filter->rampCounter <= 0)
+            lane.filter->comeToRest();
     }
 }
 
-template <typename Section>
+template <template <std::size_t> class Section>
 void DF1Cascade::runAll(Lanes lanes, std::size_t from, std::size_t to) noexcept
 {
-    const std::size_t stages = lanes[0].filter.stageCount;
-    std::size_t stage = 0;
-    for (; stage + 1 < stages; stage += 2)
-        run<Section, 2>(lanes, stage, from, to);
-    if (stage < stages)
-        run<Section, 1>(lanes, stage, from, to);
+    const std::size_t stages = lanes[0].filter->stageCount;
+    for (std::size_t stage = 0; stage < stages; stage += 2) {
+        const bool two = stage + 1 < stages;
+        if (lanes.size() == 4 && two)
+            CpuDispatch<run<Section<4>, 2>>::run(lanes, stage, from, to);
+        else if (lanes.size() == 4)
+            CpuDispatch<run<Section<4>, 1>>::run(lanes, stage, from, to);
+        else if (two)
+            run<Section<2>, 2>(lanes, stage, from, to);
+        else
+            run<Section<2>, 1>(lanes, stage, from, to);
+    }
 }
 
 template <typename Section, std::size_t count>
-void DF1Cascade::run(Lanes lanes, std::size_t stage, std::size_t from, std::size_t to) noexcept
+[[gnu::always_inline]] inline void DF1Cascade::run(Lanes lanes, std::size_t stage, std::size_t from,
+                                                   std::size_t to) noexcept
 {
-    DF1Cascade& l = lanes[0].filter;
-    DF1Cascade& r = lanes.back().filter; // alone, a filter fills both lanes
-    double* const left = lanes[0].buffer.data();
-    double* const right = lanes.back().buffer.data();
-    Section first(l, r, stage);
-    Section second(l, r, stage + count - 1);
+    constexpr std::size_t width = Section::kWidth;
+    std::array<double*, width> signals;
+    for (std::size_t lane = 0; lane < width; ++lane)
+        signals[lane] = laneAt<width>(lanes, lane).buffer.data();
+    Section first(lanes, stage);
+    Section second(lanes, stage + count - 1);
     for (std::size_t i = from; i < to; ++i) {
-        Pair y = first(Pair{left[i], right[i]});
+        Vector<width> samples{};
+        for (std::size_t lane = 0; lane < width; ++lane)
+            samples[lane] = signals[lane][i];
+        first.step(samples);
         if constexpr (count == 2)
-            y = second(y);
-        left[i] = y[0];
-        right[i] = y[1];
+            second.step(samples);
+        for (std::size_t lane = 0; lane < width; ++lane)
+            signals[lane][i] = samples[lane];
     }
-    for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
-        first.save(lanes[lane].filter, lane, stage);
-        if constexpr (count == 2)
-            second.save(lanes[lane].filter, lane, stage + 1);
-    }
+    first.save(lanes, stage);
+    if constexpr (count == 2)
+        second.save(lanes, stage + 1);
 }
 
 /// An identity runs no further than the block in which its slide ends. Its coefficients, which may lack the last step,
