@@ -81,6 +81,30 @@ struct LinearGain {
     }
 };
 
+/// Whether no level changes any gain: all lie below the knee, or nothing has an effect.
+bool areAtRest(std::span<const double> levels, const DetectorSettings& settings)
+{
+    return GainCurve{settings}.of<2>(dsp::broadcast<2>(dsp::highest(levels)))[0] == 0.0;
+}
+
+/// Levels to gain changes in dB.
+void computeChanges(std::span<double> levels, const DetectorSettings& settings)
+{
+    if (areAtRest(levels, settings))
+        std::fill(levels.begin(), levels.end(), 0.0);
+    else
+        dsp::applyInPlace(levels, GainCurve{settings});
+}
+
+/// Levels to linear gains.
+void computeGains(std::span<double> levels, const DetectorSettings& settings)
+{
+    if (areAtRest(levels, settings))
+        return std::fill(levels.begin(), levels.end(), 1.0);
+    dsp::applyInPlace(levels, GainCurve{settings});
+    dsp::applyInPlace(levels, LinearGain{});
+}
+
 } // namespace
 
 void DetectorChannel::reset() noexcept
@@ -149,12 +173,16 @@ void DetectorChannel::processPiece(Lanes lanes) noexcept
         smooth(&DetectorChannel::preSmoother, lanes);
     if (path.useDualRelease)
         dualRelease(lanes);
-    for (const Block& block : lanes)
-        dsp::applyInPlace(block.samples, GainCurve{block.detector.settings});
-    if (path.usePostSmoother)
+    if (path.usePostSmoother) {
+        for (const Block& block : lanes)
+            computeChanges(block.samples, block.detector.settings);
         smooth(&DetectorChannel::postSmoother, lanes);
-    for (const Block& block : lanes)
-        dsp::applyInPlace(block.samples, LinearGain{});
+        for (const Block& block : lanes)
+            dsp::applyInPlace(block.samples, LinearGain{});
+    } else {
+        for (const Block& block : lanes)
+            computeGains(block.samples, block.detector.settings);
+    }
     if (path.useSmoothing) {
         averageGains(lanes);
         followGains(lanes);
@@ -243,10 +271,18 @@ void DetectorChannel::widenWindow(std::int32_t stage, std::span<const double> le
 /// Fast because both channels share a vector, and every outcome is computed and one chosen, with no branch to guess.
 void DetectorChannel::dualRelease(Lanes lanes) noexcept
 {
-    if (staysAboveFlush(lanes))
-        runDualRelease<false>(lanes);
+    const bool silent = std::all_of(lanes.begin(), lanes.end(), [](const Block& block) {
+        return block.detector.envelope == 0.0 && block.detector.meanSquare == 0.0 && dsp::highest(block.samples) == 0.0;
+    });
+    if (silent) { // a level on the envelope is an attack
+        for (const Block& block : lanes) {
+            std::fill(block.codes.begin(), block.codes.end(), stateAttack);
+            block.detector.holdCounter = block.detector.settings.holdSamples;
+        }
+    } else if (staysAboveFlush(lanes))
+        dsp::CpuDispatch<runDualRelease<false>>::run(lanes);
     else
-        runDualRelease<true>(lanes);
+        dsp::CpuDispatch<runDualRelease<true>>::run(lanes);
 }
 
 /// Whether all states stay where flushing changes nothing, far above 1e-14. The envelope never falls below both where it
@@ -267,9 +303,12 @@ bool DetectorChannel::staysAboveFlush(Lanes lanes) noexcept
 }
 
 template <bool flushes>
-void DetectorChannel::runDualRelease(Lanes lanes) noexcept
+[[gnu::always_inline]] inline void DetectorChannel::runDualRelease(Lanes lanes) noexcept
 {
-    const auto flushed = [](const Pair& x) { return flushes ? dsp::flush(x) : x; };
+    const auto flushed = [](const Pair& x) __attribute__((always_inline))
+    {
+        return flushes ? dsp::flush(x) : x;
+    };
     DetectorChannel& l = lanes[0].detector;
     DetectorChannel& r = lanes.back().detector; // alone, a channel fills both lanes
     const Pair rms{l.settings.rmsCoefficient, r.settings.rmsCoefficient};
