@@ -1,5 +1,7 @@
 #include "Compressor.h"
 
+#include "CpuDispatch.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -36,22 +38,40 @@ void zero(std::span<double> samples)
 constexpr double kMostSample = 1e100;
 
 template <typename Sample>
+[[gnu::always_inline]] inline void readSamples(const Sample* __restrict source, double* __restrict destination,
+                                               std::size_t count) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto sample = static_cast<double>(source[i]);
+        const double bounded = sample < kMostSample ? sample : kMostSample;
+        destination[i] = bounded > -kMostSample ? bounded : -kMostSample;
+    }
+}
+
+template <typename Sample>
+[[gnu::always_inline]] inline void writeSamples(const double* __restrict source, Sample* __restrict destination,
+                                                std::size_t count) noexcept
+{
+    constexpr double kMost = std::numeric_limits<Sample>::max();
+    for (std::size_t i = 0; i < count; ++i) {
+        const double bounded = source[i] < kMost ? source[i] : kMost;
+        destination[i] = static_cast<Sample>(bounded > -kMost ? bounded : -kMost);
+    }
+}
+
+template <typename Sample>
 void read(const Sample* source, std::span<double> destination)
 {
     if (source == nullptr)
         return zero(destination);
-    for (std::size_t i = 0; i < destination.size(); ++i)
-        destination[i] = std::clamp(static_cast<double>(source[i]), -kMostSample, kMostSample);
+    dsp::CpuDispatch<readSamples<Sample>>::run(source, destination.data(), destination.size());
 }
 
 template <typename Sample>
 void write(std::span<const double> source, Sample* destination)
 {
-    if (destination == nullptr)
-        return;
-    constexpr double kMost = std::numeric_limits<Sample>::max();
-    for (std::size_t i = 0; i < source.size(); ++i)
-        destination[i] = static_cast<Sample>(std::clamp(source[i], -kMost, kMost));
+    if (destination != nullptr)
+        dsp::CpuDispatch<writeSamples<Sample>>::run(source.data(), destination, source.size());
 }
 
 /// Mixes the channels' side-chains, in place if asked. Without a second channel that is silence: the link only scales.
@@ -177,7 +197,7 @@ bool Compressor::processCore(const Sample* const* inputs, Sample* const* outputs
                       .singlePrecision = sizeof(Sample) == sizeof(float)};
 
     for (std::size_t c = 0; c < block.channels; ++c) {
-        read(inputs[c], buffers.channel(WorkBuffers::input, c, block.frames));
+        read(inputs[c], buffers.channel(WorkBuffers::wet, c, block.frames));
         if (block.externalSC)
             read(c < sideInputs.size() ? sideInputs[c] : nullptr, buffers.channel(WorkBuffers::side, c, block.frames));
     }
@@ -203,7 +223,7 @@ void Compressor::processBlock(const Block& block) noexcept
 
     delayBypass(block);
     if (block.encoded) {
-        encodeMidSide(WorkBuffers::input, block);
+        encodeMidSide(WorkBuffers::wet, block);
         if (block.externalSC)
             encodeMidSide(WorkBuffers::side, block);
     }
@@ -224,10 +244,14 @@ void Compressor::processBlock(const Block& block) noexcept
     oversampleDelayPosition =
         (oversampleDelayPosition + static_cast<std::uint32_t>(block.frames)) & OversampleDelay::kMask;
     bandSplit.advance(block.frames);
+    if (active.bypassed) {
+        for (std::size_t c = 0; c < block.channels; ++c)
+            for (GainRamp* const ramp : {&channelStates[c].dryRamp, &channelStates[c].outputRamp})
+                ramp->advance(block.frames);
+        return;
+    }
     mixDry(block);
     trimOutput(block);
-    if (active.bypassed)
-        return;
     listen(block);
     both(WorkBuffers::wet, &DisplayFeeds::feedOutput);
     if (block.encoded)
@@ -238,7 +262,7 @@ void Compressor::processBlock(const Block& block) noexcept
 void Compressor::delayBypass(const Block& block) noexcept
 {
     for (std::size_t c = 0; c < block.channels; ++c) {
-        const auto input = buffers.channel(WorkBuffers::input, c, block.frames);
+        const auto input = buffers.channel(WorkBuffers::wet, c, block.frames);
         if (!active.bypassed) {
             channelStates[c].bypassDelay.record(input, delayPosition); // nobody hears it
             continue;
@@ -263,11 +287,8 @@ void Compressor::encodeMidSide(WorkBuffers::Role role, const Block& block) noexc
 
 void Compressor::trimInput(const Block& block) noexcept
 {
-    for (std::size_t c = 0; c < block.channels; ++c) {
-        const auto input = buffers.channel(WorkBuffers::input, c, block.frames);
-        channelStates[c].inputRamp.apply(input);
-        copy(input, buffers.channel(WorkBuffers::wet, c, block.frames));
-    }
+    for (std::size_t c = 0; c < block.channels; ++c)
+        channelStates[c].inputRamp.apply(buffers.channel(WorkBuffers::wet, c, block.frames));
 }
 
 void Compressor::splitBand(const Block& block) noexcept
@@ -386,6 +407,8 @@ void Compressor::compress(std::size_t index, const Block& block) noexcept
 {
     const auto gain = buffers.channel(WorkBuffers::side, index, block.frames);
     feeds.feedGain(index, gain, buffers.states(index, block.frames), block.step);
+    if (active.bypassed) // nobody hears the rest
+        return channelStates[index].makeupRamp.advance(block.frames);
     if (active.coreListen == CoreListen::difference)
         complementGains(gain);
     channelStates[index].makeupRamp.apply(gain);

@@ -1,11 +1,25 @@
 #include "CrossingCounter.h"
 
+#include "CpuDispatch.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <numeric>
 
 namespace sorvane::core {
+
+namespace {
+
+/// \param crossings  gets 1 for each sample but the first that lies across zero from the one before, else 0
+[[gnu::always_inline]] inline void markCrossings(const double* samples, std::size_t count,
+                                                 std::uint8_t* __restrict crossings) noexcept
+{
+    for (std::size_t i = 1; i < count; ++i)
+        crossings[i] = samples[i] * samples[i - 1] < 0.0 ? 1 : 0;
+}
+
+} // namespace
 
 void CrossingCounter::setRate(double rateHz) noexcept
 {
@@ -28,8 +42,7 @@ void CrossingCounter::process(std::span<double> samples, double threshold) noexc
     while (!samples.empty()) {
         const auto run = samples.first(std::min<std::size_t>({samples.size(), fresh.size(), length - position}));
         fresh[0] = run[0] * previous < 0.0 ? 1 : 0;
-        for (std::size_t i = 1; i < run.size(); ++i)
-            fresh[i] = run[i] * run[i - 1] < 0.0 ? 1 : 0;
+        dsp::CpuDispatch<markCrossings>::run(run.data(), run.size(), fresh.data());
         previous = run.back();
         const auto old = std::span(crossings).subspan(position, run.size());
         if (threshold > 0.0)

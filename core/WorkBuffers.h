@@ -18,8 +18,7 @@ public:
     void clear() noexcept;
 
     enum Role : std::size_t {
-        input,   ///< after encoding and input trim
-        wet,     ///< the band to compress, then the sum of all
+        wet,     ///< the input, then the band to compress, then the sum of all
         side,    ///< side-chain, then gain
         pass,    ///< the remainder or the dry signal
         bypass,  ///< the input, delayed as the processing is
