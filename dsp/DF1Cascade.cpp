@@ -231,7 +231,7 @@ void DF1Cascade::processTogether(std::span<const Lane> lanes) noexcept
 
 void DF1Cascade::processInSeries(std::span<const Lane> first, std::span<const Lane> second) noexcept
 {
-    constexpr std::size_t kLag = 64; // between the two, which must have a piece each to work on
+    constexpr std::size_t kLag = 32; // between the two, which must have a piece each to work on
     const std::size_t frames = first[0].buffer.size();
     const DF1Cascade& filter = *first[0].filter;
     if (filter.rampCounter >= 0 || filter.identity || frames < 2 * kLag || 2 * first.size() > mostTogether() ||
@@ -331,9 +331,9 @@ void DF1Cascade::runAll(Lanes lanes, std::size_t from, std::size_t to) noexcept
         else if (lanes.size() == 4)
             CpuDispatch<run<Section<4>, 1>>::run(lanes, stage, from, to);
         else if (two)
-            run<Section<2>, 2>(lanes, stage, from, to);
+            CpuDispatch<run<Section<2>, 2>>::run(lanes, stage, from, to);
         else
-            run<Section<2>, 1>(lanes, stage, from, to);
+            CpuDispatch<run<Section<2>, 1>>::run(lanes, stage, from, to);
     }
 }
 
