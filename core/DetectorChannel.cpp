@@ -24,6 +24,9 @@ constexpr double kLeastRelativeLevel = 1e-10;
 /// Averages shorter than this look-ahead are left out: the second one would have no length.
 constexpr std::int32_t kLeastAveraged = 4;
 
+/// Samples that go through all steps together.
+constexpr std::size_t kPiece = 256;
+
 double inverse(std::uint32_t length)
 {
     return length > 0 ? 1.0 / length : 0.0;
@@ -35,12 +38,58 @@ Words<2> codePair(StateCode code)
     return Words<2>{bits, bits};
 }
 
-/// larger[i] = max(a[i], b[i])
-[[gnu::always_inline]] inline void larger(std::size_t count, const double* __restrict a, const double* __restrict b,
-                                          double* __restrict maxima) noexcept
+[[gnu::always_inline]] inline void takeLarger(const double* __restrict a, const double* __restrict b,
+                                              double* __restrict maxima, std::uint32_t count) noexcept
 {
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::uint32_t i = 0; i < count; ++i)
         maxima[i] = std::max(a[i], b[i]);
+}
+
+/// A stage of the sliding maximum: the larger of each level and the one \p delay samples before.
+/// \param cells   ring of the last levels, as long as a power of two
+/// \param index   place in the ring of the first level, modulo its size
+/// \param delay   1 to \p size
+/// \param maxima  another place than \p levels
+[[gnu::always_inline]] inline void widenWindow(double* __restrict cells, std::uint32_t size, std::uint32_t index,
+                                               std::uint32_t delay, const double* __restrict levels,
+                                               double* __restrict maxima, std::uint32_t count) noexcept
+{
+    const std::uint32_t mask = size - 1;
+    // What is older than the piece stands in the ring, in runs that end where it wraps.
+    const std::uint32_t fromRing = std::min(delay, count);
+    for (std::uint32_t i = 0; i < fromRing;) {
+        const std::uint32_t at = (index - delay + i) & mask;
+        const std::uint32_t run = std::min(fromRing - i, size - at);
+        takeLarger(levels + i, cells + at, maxima + i, run);
+        i += run;
+    }
+    takeLarger(levels + fromRing, levels, maxima + fromRing, count - fromRing);
+    for (std::uint32_t i = count - std::min(size, count); i < count;) {
+        const std::uint32_t at = (index + i) & mask;
+        const std::uint32_t run = std::min(count - i, size - at);
+        std::copy_n(levels + i, run, cells + at);
+        i += run;
+    }
+}
+
+/// All stages of the sliding maximum over a piece, in place.
+/// \param tree     cells of the stages behind one another: 1, 2, 4 ...
+/// \param stages   1 and above
+/// \param shorter  by how much the last stage's delay is shorter than its cells
+[[gnu::always_inline]] inline void widenStepwise(double* tree, std::uint32_t index, std::uint32_t stages,
+                                                 std::uint32_t shorter, double* levels, std::uint32_t count) noexcept
+{
+    std::array<double, kPiece> other;
+    double* from = levels;
+    double* to = other.data();
+    for (std::uint32_t stage = 0; stage < stages; ++stage) {
+        const std::uint32_t size = 1U << stage;
+        const std::uint32_t delay = stage + 1 == stages ? size - shorter : size;
+        widenWindow(tree + (size - 1), size, index, delay, from, to, count);
+        std::swap(from, to);
+    }
+    if (from != levels)
+        std::copy_n(from, count, levels);
 }
 
 /// Level to gain change in dB over the curve with knee and ceiling; positive reduces, negative raises. Fast because every
@@ -84,7 +133,9 @@ struct LinearGain {
 /// Whether no level changes any gain: all lie below the knee, or nothing has an effect.
 bool areAtRest(std::span<const double> levels, const DetectorSettings& settings)
 {
-    return GainCurve{settings}.of<2>(dsp::broadcast<2>(dsp::highest(levels)))[0] == 0.0;
+    const double highest = dsp::highest(levels);
+    // Above the threshold there hardly ever is rest, and no need to look closer.
+    return highest * settings.thresholdInverse < 1.0 && GainCurve{settings}.of<2>(dsp::broadcast<2>(highest))[0] == 0.0;
 }
 
 /// Levels to gain changes in dB.
@@ -225,44 +276,12 @@ void DetectorChannel::rebuildAverages() noexcept
 /// neighbouring samples share a vector.
 void DetectorChannel::slidingMaximum(std::span<double> levels) noexcept
 {
-    std::array<double, kPiece> other;
-    double* from = levels.data();
-    double* to = other.data();
-    for (std::int32_t stage = 0; stage < settings.treeLevels; ++stage) {
-        widenWindow(stage, {from, levels.size()}, to);
-        std::swap(from, to);
-    }
-    if (from != levels.data())
-        std::copy_n(from, levels.size(), levels.data());
+    if (settings.treeLevels > 0)
+        dsp::CpuDispatch<widenStepwise>::run(maxTree.data(), treeIndex, static_cast<std::uint32_t>(settings.treeLevels),
+                                             static_cast<std::uint32_t>(settings.treeShort), levels.data(),
+                                             static_cast<std::uint32_t>(levels.size()));
     treeIndex =
         (treeIndex + static_cast<std::uint32_t>(levels.size())) & static_cast<std::uint32_t>(settings.treeSize - 1);
-}
-
-/// \param maxima  as long as \p levels, another place
-void DetectorChannel::widenWindow(std::int32_t stage, std::span<const double> levels, double* maxima) noexcept
-{
-    const std::size_t size = std::size_t{1} << stage;
-    const std::size_t mask = size - 1;
-    const std::size_t shorter = stage == settings.treeLevels - 1 ? static_cast<std::size_t>(settings.treeShort) : 0;
-    const std::size_t delay = size - shorter;
-    double* const cells = maxTree.data() + mask; // the stages before this one hold 2^stage - 1 cells
-
-    // What is older than the piece stands in the ring, in runs that end where it wraps.
-    const std::size_t fromRing = std::min(delay, levels.size());
-    for (std::size_t i = 0; i < fromRing;) {
-        const std::size_t at = (treeIndex + shorter + i) & mask;
-        const std::size_t run = std::min(fromRing - i, size - at);
-        dsp::CpuDispatch<larger>::run(run, levels.data() + i, cells + at, maxima + i);
-        i += run;
-    }
-    dsp::CpuDispatch<larger>::run(levels.size() - fromRing, levels.data() + fromRing, levels.data(), maxima + fromRing);
-
-    for (std::size_t i = levels.size() - std::min(size, levels.size()); i < levels.size();) {
-        const std::size_t at = (treeIndex + i) & mask;
-        const std::size_t run = std::min(levels.size() - i, size - at);
-        std::copy_n(levels.data() + i, run, cells + at);
-        i += run;
-    }
 }
 
 /// Peak follower with a hold and two releases: the fast one as long as the envelope stands more than 6 dB above the

@@ -51,7 +51,6 @@ public:
 private:
     static constexpr std::uint32_t kRing = kMostLookahead;
     static constexpr std::uint32_t kMask = kRing - 1;
-    static constexpr std::size_t kPiece = 256; ///< samples that go through all steps together
 
     struct AverageRun;
     struct Smoother {
@@ -67,7 +66,6 @@ private:
     void rebuildAverages() noexcept;
     static void processPiece(Lanes lanes) noexcept;
     void slidingMaximum(std::span<double> levels) noexcept;
-    void widenWindow(std::int32_t stage, std::span<const double> levels, double* maxima) noexcept;
     static void dualRelease(Lanes lanes) noexcept;
     [[nodiscard]] static bool staysAboveFlush(Lanes lanes) noexcept;
     template <bool flushes>

@@ -456,17 +456,18 @@ void Plug::followMeters(std::span<Sample* const> outputs, std::int32_t frames) n
     const bool midSide = engine.settings().midSide;
     const double attack = meterAttack;
     const double release = meterRelease;
-    std::array<double, kPiece> first{};
-    std::array<double, kPiece> second{};
+    std::array<double, kPiece> firstRoom;
+    std::array<double, kPiece> secondRoom;
     dsp::Pair envelope{meterLevel[0], meterLevel[1]};
     for (std::int32_t done = 0; done < frames; done += kPiece) {
-        const std::int32_t count = std::min(kPiece, frames - done);
-        copySamples(outputs[0], done, std::span(first).first(static_cast<std::size_t>(count)));
-        copySamples(outputs.size() == 2 ? outputs[1] : nullptr, done,
-                    std::span(second).first(static_cast<std::size_t>(count)));
+        const auto count = static_cast<std::size_t>(std::min(kPiece, frames - done));
+        const auto first = std::span(firstRoom).first(count);
+        const auto second = std::span(secondRoom).first(count);
+        copySamples(outputs[0], done, first);
+        copySamples(outputs.size() == 2 ? outputs[1] : nullptr, done, second);
         if (midSide)
             encodeMidSide(first, second);
-        for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+        for (std::size_t i = 0; i < count; ++i) {
             const dsp::Pair level{std::abs(first[i]), std::abs(second[i])};
             // envelope + c (level - envelope), laid out so that the envelope is waited for as little as can be
             const dsp::Pair risen = attack * level + (1.0 - attack) * envelope;
