@@ -238,46 +238,104 @@ void BandSplit::beginBlock() noexcept
             filter->beginBlock();
 }
 
-void BandSplit::process(std::size_t channel, std::span<double> band, std::span<double> rest,
-                        std::span<double> scratch) noexcept
+void BandSplit::process(std::span<const Signals> signals) noexcept
 {
-    Channel& filters = channelFilters[channel];
-    std::copy(band.begin(), band.end(), rest.begin());
-    if (linearPhase) {
-        filters.restDelay.process(rest, fir.delaySamples(), delayPosition);
-        fir.process(static_cast<int>(channel), band);
+    for (const Signals& signal : signals)
+        std::copy(signal.band.begin(), signal.band.end(), signal.rest.begin());
+    if (linearPhase)
+        return splitLinearPhase(signals);
+    const Lanes lowPass = lanesOf(&Channel::splitLPF, 0, signals, &Signals::band);
+    const Lanes highPass = lanesOf(&Channel::splitHPF, 0, signals, &Signals::band);
+    dsp::DF1Cascade::processInSeries(std::span(lowPass).first(signals.size()),
+                                     std::span(highPass).first(signals.size()));
+    filter(&Channel::splitBPF, 0, signals, &Signals::band);
+    if (dryMode != DryMode::remainder)
+        return;
+    if (signals.size() == 2 && complementOf(0) == complementOf(1))
+        return complement(0, signals);
+    for (std::size_t c = 0; c < signals.size(); ++c)
+        complement(c, signals.subspan(c, 1));
+}
+
+void BandSplit::splitLinearPhase(std::span<const Signals> signals) noexcept
+{
+    for (std::size_t c = 0; c < signals.size(); ++c) {
+        const auto [band, rest, scratch] = signals[c];
+        channelFilters[c].restDelay.process(rest, fir.delaySamples(), delayPosition);
+        fir.process(static_cast<int>(c), band);
         if (dryMode == DryMode::remainder)
             for (std::size_t i = 0; i < rest.size(); ++i)
                 rest[i] -= band[i];
-        return;
     }
-    filters.splitLPF.processDouble(band);
-    filters.splitHPF.processDouble(band);
-    filters.splitBPF.processDouble(band);
-    if (dryMode == DryMode::remainder)
-        complement(filters, rest, scratch);
 }
 
-void BandSplit::complement(Channel& channel, std::span<double> rest, std::span<double> scratch) noexcept
+/// \param first    channel of the first signal
+/// \param signals  of one channel or of both; there are as many lanes, from the first on
+BandSplit::Lanes BandSplit::lanesOf(Filter filter, std::size_t first, std::span<const Signals> signals,
+                                    Place place) noexcept
 {
-    const bool lowPasses = !channel.restLPF.isIdentity();
-    const bool highPasses = !channel.restHPF.isIdentity();
-    if (!channel.restNotch.isIdentity()) {
-        channel.restNotch.processDouble(rest);
-    } else if (lowPasses && highPasses) {
-        const auto above = scratch.first(rest.size());
-        std::copy(rest.begin(), rest.end(), above.begin());
-        channel.restHPF.processDouble(above);
-        channel.restLPF.processDouble(rest);
-        for (std::size_t i = 0; i < rest.size(); ++i)
-            rest[i] += above[i];
-    } else if (highPasses) {
-        channel.restHPF.processDouble(rest);
-    } else if (lowPasses) {
-        channel.restLPF.processDouble(rest);
-    } else {
-        std::fill(rest.begin(), rest.end(), 0.0);
+    Lanes lanes;
+    for (std::size_t i = 0; i < signals.size(); ++i)
+        lanes[i] = {&(channelFilters[first + i].*filter), signals[i].*place};
+    return lanes;
+}
+
+void BandSplit::filter(Filter filter, std::size_t first, std::span<const Signals> signals, Place place) noexcept
+{
+    const Lanes lanes = lanesOf(filter, first, signals, place);
+    dsp::DF1Cascade::processTogether(std::span(lanes).first(signals.size()));
+}
+
+BandSplit::Complement BandSplit::complementOf(std::size_t channel) const noexcept
+{
+    const Channel& filters = channelFilters[channel];
+    if (!filters.restNotch.isIdentity())
+        return Complement::notch;
+    const bool below = !filters.restLPF.isIdentity();
+    const bool above = !filters.restHPF.isIdentity();
+    if (below && above)
+        return Complement::both;
+    return below ? Complement::below : above ? Complement::above : Complement::nothing;
+}
+
+/// \param first    channel of the first signal
+/// \param signals  of one channel, or of two that are complemented alike
+void BandSplit::complement(std::size_t first, std::span<const Signals> signals) noexcept
+{
+    switch (complementOf(first)) {
+    case Complement::nothing:
+        for (const Signals& signal : signals)
+            std::fill(signal.rest.begin(), signal.rest.end(), 0.0);
+        break;
+    case Complement::below:
+        filter(&Channel::restLPF, first, signals, &Signals::rest);
+        break;
+    case Complement::above:
+        filter(&Channel::restHPF, first, signals, &Signals::rest);
+        break;
+    case Complement::both:
+        for (const Signals& signal : signals)
+            std::copy(signal.rest.begin(), signal.rest.end(), signal.scratch.begin());
+        filterSides(first, signals);
+        for (const Signals& signal : signals)
+            for (std::size_t i = 0; i < signal.rest.size(); ++i)
+                signal.rest[i] += signal.scratch[i];
+        break;
+    case Complement::notch:
+        filter(&Channel::restNotch, first, signals, &Signals::rest);
+        break;
     }
+}
+
+/// Both complements of a band-pass, the one above in the scratch buffers.
+void BandSplit::filterSides(std::size_t first, std::span<const Signals> signals) noexcept
+{
+    const Lanes above = lanesOf(&Channel::restHPF, first, signals, &Signals::scratch);
+    const Lanes below = lanesOf(&Channel::restLPF, first, signals, &Signals::rest);
+    std::array<dsp::DF1Cascade::Lane, 4> lanes;
+    std::copy_n(above.begin(), signals.size(), lanes.begin());
+    std::copy_n(below.begin(), signals.size(), lanes.begin() + static_cast<std::ptrdiff_t>(signals.size()));
+    dsp::DF1Cascade::processTogether(std::span(lanes).first(2 * signals.size()));
 }
 
 void BandSplit::delaySideChain(std::size_t channel, std::span<double> side) noexcept

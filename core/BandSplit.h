@@ -47,11 +47,14 @@ public:
     /// Delay in samples of the design in force: half the kernel's length, or 0.
     [[nodiscard]] std::int32_t delaySamples() const noexcept { return linearPhase ? fir.delaySamples() : 0; }
 
-    /// \param band     the signal to split; becomes the band, in place
-    /// \param rest     becomes the rest, or the whole signal in parallel mode, delayed as the band is
-    /// \param scratch  as long as the block
-    void process(std::size_t channel, std::span<double> band, std::span<double> rest,
-                 std::span<double> scratch) noexcept;
+    /// A channel's block, all of one length.
+    struct Signals {
+        std::span<double> band;    ///< the signal to split; becomes the band
+        std::span<double> rest;    ///< becomes the rest, or the whole signal in parallel mode, delayed as the band is
+        std::span<double> scratch; ///< room of its own
+    };
+    /// \param signals  of the first channel, or of both
+    void process(std::span<const Signals> signals) noexcept;
     /// Delays a side-chain that was not split, as the band is.
     void delaySideChain(std::size_t channel, std::span<double> side) noexcept;
     /// Once a block, after the last channel.
@@ -77,7 +80,18 @@ private:
     void updateFilters() noexcept;
     static void rebuildComplements(Channel& channel) noexcept;
     bool rebuildKernels(const SplitMode& mode) noexcept;
-    static void complement(Channel& channel, std::span<double> rest, std::span<double> scratch) noexcept;
+    enum class Complement { nothing, below, above, both, notch };
+    using Place = std::span<double> Signals::*;
+
+    void splitLinearPhase(std::span<const Signals> signals) noexcept;
+    [[nodiscard]] Complement complementOf(std::size_t channel) const noexcept;
+    void complement(std::size_t first, std::span<const Signals> signals) noexcept;
+    using Filter = dsp::BLTEQ Channel::*;
+    using Lanes = std::array<dsp::DF1Cascade::Lane, 2>;
+    [[nodiscard]] Lanes lanesOf(Filter filter, std::size_t first, std::span<const Signals> signals,
+                                Place place) noexcept;
+    void filterSides(std::size_t first, std::span<const Signals> signals) noexcept;
+    void filter(Filter filter, std::size_t first, std::span<const Signals> signals, Place place) noexcept;
 
     std::array<Channel, 2> channelFilters;
     dsp::LinearPhaseFIR fir;

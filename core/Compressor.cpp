@@ -1,5 +1,7 @@
 #include "Compressor.h"
 
+#include "CpuDispatch.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -36,22 +38,40 @@ void zero(std::span<double> samples)
 constexpr double kMostSample = 1e100;
 
 template <typename Sample>
+[[gnu::always_inline]] inline void readSamples(const Sample* __restrict source, double* __restrict destination,
+                                               std::size_t count) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto sample = static_cast<double>(source[i]);
+        const double bounded = sample < kMostSample ? sample : kMostSample;
+        destination[i] = bounded > -kMostSample ? bounded : -kMostSample;
+    }
+}
+
+template <typename Sample>
+[[gnu::always_inline]] inline void writeSamples(const double* __restrict source, Sample* __restrict destination,
+                                                std::size_t count) noexcept
+{
+    constexpr double kMost = std::numeric_limits<Sample>::max();
+    for (std::size_t i = 0; i < count; ++i) {
+        const double bounded = source[i] < kMost ? source[i] : kMost;
+        destination[i] = static_cast<Sample>(bounded > -kMost ? bounded : -kMost);
+    }
+}
+
+template <typename Sample>
 void read(const Sample* source, std::span<double> destination)
 {
     if (source == nullptr)
         return zero(destination);
-    for (std::size_t i = 0; i < destination.size(); ++i)
-        destination[i] = std::clamp(static_cast<double>(source[i]), -kMostSample, kMostSample);
+    dsp::CpuDispatch<readSamples<Sample>>::run(source, destination.data(), destination.size());
 }
 
 template <typename Sample>
 void write(std::span<const double> source, Sample* destination)
 {
-    if (destination == nullptr)
-        return;
-    constexpr double kMost = std::numeric_limits<Sample>::max();
-    for (std::size_t i = 0; i < source.size(); ++i)
-        destination[i] = static_cast<Sample>(std::clamp(source[i], -kMost, kMost));
+    if (destination != nullptr)
+        dsp::CpuDispatch<writeSamples<Sample>>::run(source.data(), destination, source.size());
 }
 
 /// Mixes the channels' side-chains, in place if asked. Without a second channel that is silence: the link only scales.
@@ -177,7 +197,7 @@ bool Compressor::processCore(const Sample* const* inputs, Sample* const* outputs
                       .singlePrecision = sizeof(Sample) == sizeof(float)};
 
     for (std::size_t c = 0; c < block.channels; ++c) {
-        read(inputs[c], buffers.channel(WorkBuffers::input, c, block.frames));
+        read(inputs[c], buffers.channel(WorkBuffers::wet, c, block.frames));
         if (block.externalSC)
             read(c < sideInputs.size() ? sideInputs[c] : nullptr, buffers.channel(WorkBuffers::side, c, block.frames));
     }
@@ -203,7 +223,7 @@ void Compressor::processBlock(const Block& block) noexcept
 
     delayBypass(block);
     if (block.encoded) {
-        encodeMidSide(WorkBuffers::input, block);
+        encodeMidSide(WorkBuffers::wet, block);
         if (block.externalSC)
             encodeMidSide(WorkBuffers::side, block);
     }
@@ -212,8 +232,8 @@ void Compressor::processBlock(const Block& block) noexcept
     both(WorkBuffers::side, &DisplayFeeds::feedSideChain);
     linkDetectorInputs(block);
     delayAudio(block);
+    detectGains(block);
     for (std::size_t c = 0; c < block.channels; ++c) {
-        channelStates[c].makeupRamp.expand(buffers.gains(block.frames));
         if (active.channels[c].splitListen)
             passBand(c, block);
         else if (active.oversampled)
@@ -224,10 +244,14 @@ void Compressor::processBlock(const Block& block) noexcept
     oversampleDelayPosition =
         (oversampleDelayPosition + static_cast<std::uint32_t>(block.frames)) & OversampleDelay::kMask;
     bandSplit.advance(block.frames);
+    if (active.bypassed) {
+        for (std::size_t c = 0; c < block.channels; ++c)
+            for (GainRamp* const ramp : {&channelStates[c].dryRamp, &channelStates[c].outputRamp})
+                ramp->advance(block.frames);
+        return;
+    }
     mixDry(block);
     trimOutput(block);
-    if (active.bypassed)
-        return;
     listen(block);
     both(WorkBuffers::wet, &DisplayFeeds::feedOutput);
     if (block.encoded)
@@ -238,8 +262,13 @@ void Compressor::processBlock(const Block& block) noexcept
 void Compressor::delayBypass(const Block& block) noexcept
 {
     for (std::size_t c = 0; c < block.channels; ++c) {
+        const auto input = buffers.channel(WorkBuffers::wet, c, block.frames);
+        if (!active.bypassed) {
+            channelStates[c].bypassDelay.record(input, delayPosition); // nobody hears it
+            continue;
+        }
         const auto delayed = buffers.channel(WorkBuffers::bypass, c, block.frames);
-        copy(buffers.channel(WorkBuffers::input, c, block.frames), delayed);
+        copy(input, delayed);
         channelStates[c].bypassDelay.process(delayed, latencyInForce(), delayPosition);
     }
 }
@@ -258,20 +287,19 @@ void Compressor::encodeMidSide(WorkBuffers::Role role, const Block& block) noexc
 
 void Compressor::trimInput(const Block& block) noexcept
 {
-    const auto gains = buffers.gains(block.frames);
-    for (std::size_t c = 0; c < block.channels; ++c) {
-        const auto input = buffers.channel(WorkBuffers::input, c, block.frames);
-        channelStates[c].inputRamp.expand(gains);
-        multiply(input, gains);
-        copy(input, buffers.channel(WorkBuffers::wet, c, block.frames));
-    }
+    for (std::size_t c = 0; c < block.channels; ++c)
+        channelStates[c].inputRamp.apply(buffers.channel(WorkBuffers::wet, c, block.frames));
 }
 
 void Compressor::splitBand(const Block& block) noexcept
 {
-    for (std::size_t c = 0; c < block.channels; ++c)
-        bandSplit.process(c, buffers.channel(WorkBuffers::wet, c, block.frames),
-                          buffers.channel(WorkBuffers::pass, c, block.frames), buffers.gains(block.frames));
+    const auto signalsOf = [&](std::size_t c) {
+        return BandSplit::Signals{buffers.channel(WorkBuffers::wet, c, block.frames),
+                                  buffers.channel(WorkBuffers::pass, c, block.frames),
+                                  buffers.channel(WorkBuffers::scratch, c, block.frames)};
+    };
+    const std::array signals{signalsOf(0), signalsOf(1)};
+    bandSplit.process(std::span(signals).first(block.channels));
 }
 
 /// Splits the band off and makes ready what the detector hears: the band itself, the whole input or the external
@@ -296,10 +324,12 @@ void Compressor::prepareSideChain(const Block& block) noexcept
 void Compressor::filterSideChain(const Block& block) noexcept
 {
     const auto side = [&](std::size_t c) { return buffers.channel(WorkBuffers::side, c, block.frames); };
-    for (std::size_t c = 0; c < block.channels; ++c) {
-        channelStates[c].eq.process(side(c));
+    if (block.channels == 2)
+        SideChainEQ::processPair(channelStates[0].eq, side(0), channelStates[1].eq, side(1));
+    else
+        channelStates[0].eq.process(side(0));
+    for (std::size_t c = 0; c < block.channels; ++c)
         channelStates[c].crossings.process(side(c), active.channels[c].crossingThreshold);
-    }
     if (listensToSideChain())
         linkChannels(active.link, side(0), block.channels == 2 ? side(1) : std::span<double>(),
                      buffers.channel(WorkBuffers::listen, 0, block.frames),
@@ -339,9 +369,28 @@ void Compressor::delayAudio(const Block& block) noexcept
     delayPosition = (delayPosition + static_cast<std::uint32_t>(block.frames)) & Delay::kMask;
 }
 
+/// The linked side-chain becomes each channel's gain, for channels whose detector doesn't rest.
+void Compressor::detectGains(const Block& block) noexcept
+{
+    const auto blockOf = [&](std::size_t c) {
+        const std::size_t count = active.oversampled ? 2 * block.frames : block.frames;
+        return DetectorChannel::Block{channelStates[c].detector,
+                                      active.oversampled ? buffers.doubleRate(WorkBuffers::sideUp, c, count)
+                                                         : buffers.channel(WorkBuffers::side, c, count),
+                                      buffers.states(c, count)};
+    };
+    const auto rests = [&](std::size_t c) { return c >= block.channels || active.channels[c].splitListen; };
+    if (!rests(0) && !rests(1))
+        return DetectorChannel::processPair(blockOf(0), blockOf(1));
+    for (std::size_t c = 0; c < block.channels; ++c)
+        if (!rests(c))
+            channelStates[c].detector.process(blockOf(c).samples, blockOf(c).codes);
+}
+
 /// Only the band is heard: the detector rests, and the signal takes as long as it would with it.
 void Compressor::passBand(std::size_t index, const Block& block) noexcept
 {
+    channelStates[index].makeupRamp.advance(block.frames);
     if (active.oversampled) {
         const std::int32_t delay = 2 * halfBandDelay();
         Channel& channel = channelStates[index];
@@ -353,20 +402,17 @@ void Compressor::passBand(std::size_t index, const Block& block) noexcept
     feeds.feedUnity(index, block.frames, block.step);
 }
 
-/// Gain of one channel; the gain buffer holds its makeup.
+/// Applies the gain to one channel.
 void Compressor::compress(std::size_t index, const Block& block) noexcept
 {
     const auto gain = buffers.channel(WorkBuffers::side, index, block.frames);
-    const auto states = buffers.states(index, block.frames);
-    channelStates[index].detector.process(gain, states);
-    feeds.feedGain(index, gain, states, block.step);
+    feeds.feedGain(index, gain, buffers.states(index, block.frames), block.step);
+    if (active.bypassed) // nobody hears the rest
+        return channelStates[index].makeupRamp.advance(block.frames);
     if (active.coreListen == CoreListen::difference)
         complementGains(gain);
-
-    const auto wet = buffers.channel(WorkBuffers::wet, index, block.frames);
-    const auto makeup = buffers.gains(block.frames);
-    for (std::size_t i = 0; i < block.frames; ++i)
-        wet[i] *= gain[i] * makeup[i];
+    channelStates[index].makeupRamp.apply(gain);
+    multiply(buffers.channel(WorkBuffers::wet, index, block.frames), gain);
 }
 
 /// The same at twice the rate. The gain goes down to the host rate, where the display takes it, and up again, which
@@ -379,11 +425,9 @@ void Compressor::compressOversampled(std::size_t index, const Block& block) noex
     const auto wetUp = buffers.doubleRate(WorkBuffers::wetUp, index, 2 * block.frames);
     const auto gain = buffers.channel(WorkBuffers::side, index, block.frames);
     const auto wet = buffers.channel(WorkBuffers::wet, index, block.frames);
-    const auto states = buffers.states(index, 2 * block.frames);
 
-    channel.detector.process(gainUp, states);
     channel.gainDown.process(0.5, gainUp, gain);
-    feeds.feedGain(index, gain, states, block.step);
+    feeds.feedGain(index, gain, buffers.states(index, 2 * block.frames), block.step);
     channel.wetOversampleDelay.process(wet, detour, oversampleDelayPosition);
     channel.gainUp.process(2.0, gain, gainUp);
     channel.signalUp.process(2.0, wet, wetUp);
@@ -391,32 +435,22 @@ void Compressor::compressOversampled(std::size_t index, const Block& block) noex
         complementGains(gainUp);
     multiply(wetUp, gainUp);
     channel.signalDown.process(0.5, wetUp, wet);
-    multiply(wet, buffers.gains(block.frames));
+    channel.makeupRamp.apply(wet);
     channel.passOversampleDelay.process(buffers.channel(WorkBuffers::pass, index, block.frames), 2 * detour,
                                         oversampleDelayPosition);
 }
 
 void Compressor::mixDry(const Block& block) noexcept
 {
-    const auto gains = buffers.gains(block.frames);
-    for (std::size_t c = 0; c < block.channels; ++c) {
-        channelStates[c].dryRamp.expand(gains);
-        const auto wet = buffers.channel(WorkBuffers::wet, c, block.frames);
-        const auto pass = buffers.channel(WorkBuffers::pass, c, block.frames);
-        for (std::size_t i = 0; i < block.frames; ++i)
-            wet[i] += gains[i] * pass[i];
-    }
+    for (std::size_t c = 0; c < block.channels; ++c)
+        channelStates[c].dryRamp.mix(buffers.channel(WorkBuffers::pass, c, block.frames),
+                                     buffers.channel(WorkBuffers::wet, c, block.frames));
 }
 
 void Compressor::trimOutput(const Block& block) noexcept
 {
-    const auto gains = buffers.gains(block.frames);
-    for (std::size_t c = 0; c < block.channels; ++c) {
-        if (channelStates[c].outputRamp.isUnity())
-            continue;
-        channelStates[c].outputRamp.expand(gains);
-        multiply(buffers.channel(WorkBuffers::wet, c, block.frames), gains);
-    }
+    for (std::size_t c = 0; c < block.channels; ++c)
+        channelStates[c].outputRamp.apply(buffers.channel(WorkBuffers::wet, c, block.frames));
 }
 
 /// Puts the signal that the user listens to in the output's place. Listening to one channel of two silences the other

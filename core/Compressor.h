@@ -110,6 +110,7 @@ private:
     void filterSideChain(const Block& block) noexcept;
     void linkDetectorInputs(const Block& block) noexcept;
     void delayAudio(const Block& block) noexcept;
+    void detectGains(const Block& block) noexcept;
     void compress(std::size_t index, const Block& block) noexcept;
     void compressOversampled(std::size_t index, const Block& block) noexcept;
     void passBand(std::size_t index, const Block& block) noexcept;

@@ -1,14 +1,20 @@
 #include "DetectorChannel.h"
 
-#include "Flush.h"
+#include "BlockMath.h"
+#include "CpuDispatch.h"
+#include "ExpLog.h"
+#include "Vector.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 namespace sorvane::core {
 
-using dsp::flush;
+using dsp::Pair;
+using dsp::Vector;
+using dsp::Words;
 
 namespace {
 
@@ -18,9 +24,136 @@ constexpr double kLeastRelativeLevel = 1e-10;
 /// Averages shorter than this look-ahead are left out: the second one would have no length.
 constexpr std::int32_t kLeastAveraged = 4;
 
+/// Samples that go through all steps together.
+constexpr std::size_t kPiece = 256;
+
 double inverse(std::uint32_t length)
 {
     return length > 0 ? 1.0 / length : 0.0;
+}
+
+Words<2> codePair(StateCode code)
+{
+    const auto bits = static_cast<std::uint64_t>(code);
+    return Words<2>{bits, bits};
+}
+
+[[gnu::always_inline]] inline void takeLarger(const double* __restrict a, const double* __restrict b,
+                                              double* __restrict maxima, std::uint32_t count) noexcept
+{
+    for (std::uint32_t i = 0; i < count; ++i)
+        maxima[i] = std::max(a[i], b[i]);
+}
+
+/// A stage of the sliding maximum: the larger of each level and the one \p delay samples before.
+/// \param cells   ring of the last levels, as long as a power of two
+/// \param index   place in the ring of the first level, modulo its size
+/// \param delay   1 to \p size
+/// \param maxima  another place than \p levels
+[[gnu::always_inline]] inline void widenWindow(double* __restrict cells, std::uint32_t size, std::uint32_t index,
+                                               std::uint32_t delay, const double* __restrict levels,
+                                               double* __restrict maxima, std::uint32_t count) noexcept
+{
+    const std::uint32_t mask = size - 1;
+    // What is older than the piece stands in the ring, in runs that end where it wraps.
+    const std::uint32_t fromRing = std::min(delay, count);
+    for (std::uint32_t i = 0; i < fromRing;) {
+        const std::uint32_t at = (index - delay + i) & mask;
+        const std::uint32_t run = std::min(fromRing - i, size - at);
+        takeLarger(levels + i, cells + at, maxima + i, run);
+        i += run;
+    }
+    takeLarger(levels + fromRing, levels, maxima + fromRing, count - fromRing);
+    for (std::uint32_t i = count - std::min(size, count); i < count;) {
+        const std::uint32_t at = (index + i) & mask;
+        const std::uint32_t run = std::min(count - i, size - at);
+        std::copy_n(levels + i, run, cells + at);
+        i += run;
+    }
+}
+
+/// All stages of the sliding maximum over a piece, in place.
+/// \param tree     cells of the stages behind one another: 1, 2, 4 ...
+/// \param stages   1 and above
+/// \param shorter  by how much the last stage's delay is shorter than its cells
+[[gnu::always_inline]] inline void widenStepwise(double* tree, std::uint32_t index, std::uint32_t stages,
+                                                 std::uint32_t shorter, double* levels, std::uint32_t count) noexcept
+{
+    std::array<double, kPiece> other;
+    double* from = levels;
+    double* to = other.data();
+    for (std::uint32_t stage = 0; stage < stages; ++stage) {
+        const std::uint32_t size = 1U << stage;
+        const std::uint32_t delay = stage + 1 == stages ? size - shorter : size;
+        widenWindow(tree + (size - 1), size, index, delay, from, to, count);
+        std::swap(from, to);
+    }
+    if (from != levels)
+        std::copy_n(from, count, levels);
+}
+
+/// Level to gain change in dB over the curve with knee and ceiling; positive reduces, negative raises. Fast because every
+/// part of the curve is computed and one chosen, without a branch, and the logarithm is arithmetic too.
+struct GainCurve {
+    const DetectorSettings& settings;
+
+    template <std::size_t width>
+    [[gnu::always_inline]] Vector<width> of(const Vector<width>& level) const noexcept
+    {
+        constexpr double kDbPerOctave = 20.0 * (std::numbers::ln2 / std::numbers::ln10);
+        constexpr std::uint64_t kSign = 0x8000000000000000;
+        const DetectorSettings& s = settings;
+        const Vector<width> relative = level * s.thresholdInverse;
+        const auto least = dsp::broadcast<width>(kLeastRelativeLevel);
+        const Vector<width> d = kDbPerOctave * dsp::log2<width>(relative > least ? relative : least);
+        const Vector<width> knee = (s.kneeA * d + s.kneeB) * d + s.kneeC;
+        const Vector<width> bent = d >= -s.kneeHalfWidth ? knee : Vector<width>{};
+        const Vector<width> change = d >= s.kneeHalfWidth ? s.slope * d : bent;
+
+        // A parabola that leaves 0 with slope 1 and reaches the ceiling flat, at twice the ceiling.
+        const Words<width> sign = dsp::wordsOf<width>(change) & kSign;
+        const auto magnitude = dsp::doublesOf<width>(dsp::wordsOf<width>(change) ^ sign);
+        const Vector<width> t = magnitude * s.ceilingScale;
+        const Vector<width> limited =
+            magnitude >= s.ceilingLimit ? dsp::broadcast<width>(s.ceiling) : s.ceiling * ((2.0 - t) * t);
+        return dsp::doublesOf<width>(dsp::wordsOf<width>(limited) | sign);
+    }
+};
+
+/// Gain change in dB to linear gain.
+struct LinearGain {
+    template <std::size_t width>
+    [[gnu::always_inline]] Vector<width> of(const Vector<width>& change) const noexcept
+    {
+        constexpr double kOctavesPerDb = std::numbers::ln10 / std::numbers::ln2 / -20.0;
+        return dsp::exp2<width>(change * kOctavesPerDb);
+    }
+};
+
+/// Whether no level changes any gain: all lie below the knee, or nothing has an effect.
+bool areAtRest(std::span<const double> levels, const DetectorSettings& settings)
+{
+    const double highest = dsp::highest(levels);
+    // Above the threshold there hardly ever is rest, and no need to look closer.
+    return highest * settings.thresholdInverse < 1.0 && GainCurve{settings}.of<2>(dsp::broadcast<2>(highest))[0] == 0.0;
+}
+
+/// Levels to gain changes in dB.
+void computeChanges(std::span<double> levels, const DetectorSettings& settings)
+{
+    if (areAtRest(levels, settings))
+        std::fill(levels.begin(), levels.end(), 0.0);
+    else
+        dsp::applyInPlace(levels, GainCurve{settings});
+}
+
+/// Levels to linear gains.
+void computeGains(std::span<double> levels, const DetectorSettings& settings)
+{
+    if (areAtRest(levels, settings))
+        return std::fill(levels.begin(), levels.end(), 1.0);
+    dsp::applyInPlace(levels, GainCurve{settings});
+    dsp::applyInPlace(levels, LinearGain{});
 }
 
 } // namespace
@@ -46,22 +179,64 @@ void DetectorChannel::reset() noexcept
 void DetectorChannel::process(std::span<double> samples, std::span<std::int32_t> codes) noexcept
 {
     beginBlock();
-    for (double& sample : samples)
-        sample = std::abs(sample);
-    slidingMaximum(samples);
-    if (settings.usePreSmoother)
-        smooth(preSmoother, samples, codes);
-    if (settings.useDualRelease)
-        dualRelease(samples, codes);
-    for (double& sample : samples)
-        sample = gainChangeDb(sample);
-    if (settings.usePostSmoother)
-        smooth(postSmoother, samples, codes);
-    for (double& sample : samples)
-        sample = std::exp(sample * (std::numbers::ln10 / -20.0));
-    if (settings.useSmoothing) {
-        averageGains(samples);
-        followGains(samples);
+    for (std::size_t done = 0; done < samples.size(); done += kPiece) {
+        const std::size_t frames = std::min(kPiece, samples.size() - done);
+        const Block piece{*this, samples.subspan(done, frames), codes.subspan(done, frames)};
+        processPiece({&piece, 1});
+    }
+}
+
+void DetectorChannel::processPair(const Block& first, const Block& second) noexcept
+{
+    first.detector.beginBlock();
+    second.detector.beginBlock();
+    if (!first.detector.takesPathOf(second.detector)) {
+        first.detector.process(first.samples, first.codes);
+        second.detector.process(second.samples, second.codes);
+        return;
+    }
+    for (std::size_t done = 0; done < first.samples.size(); done += kPiece) {
+        const std::size_t frames = std::min(kPiece, first.samples.size() - done);
+        const std::array pieces{
+            Block{first.detector, first.samples.subspan(done, frames), first.codes.subspan(done, frames)},
+            Block{second.detector, second.samples.subspan(done, frames), second.codes.subspan(done, frames)}};
+        processPiece(pieces);
+    }
+}
+
+bool DetectorChannel::takesPathOf(const DetectorChannel& other) const noexcept
+{
+    return settings.usePreSmoother == other.settings.usePreSmoother &&
+           settings.usePostSmoother == other.settings.usePostSmoother &&
+           settings.useDualRelease == other.settings.useDualRelease &&
+           settings.useSmoothing == other.settings.useSmoothing && activeLength == other.activeLength;
+}
+
+void DetectorChannel::processPiece(Lanes lanes) noexcept
+{
+    const DetectorSettings& path = lanes[0].detector.settings;
+    for (const Block& block : lanes) {
+        for (double& sample : block.samples)
+            sample = std::abs(sample);
+        block.detector.slidingMaximum(block.samples);
+    }
+    if (path.usePreSmoother)
+        smooth(&DetectorChannel::preSmoother, lanes);
+    if (path.useDualRelease)
+        dualRelease(lanes);
+    if (path.usePostSmoother) {
+        for (const Block& block : lanes)
+            computeChanges(block.samples, block.detector.settings);
+        smooth(&DetectorChannel::postSmoother, lanes);
+        for (const Block& block : lanes)
+            dsp::applyInPlace(block.samples, LinearGain{});
+    } else {
+        for (const Block& block : lanes)
+            computeGains(block.samples, block.detector.settings);
+    }
+    if (path.useSmoothing) {
+        averageGains(lanes);
+        followGains(lanes);
     }
 }
 
@@ -95,138 +270,224 @@ void DetectorChannel::rebuildAverages() noexcept
 }
 
 /// A cascade of delays of 1, 2, 4 ... samples, each stage passing on the larger of its input and its delayed input,
-/// widens the window from 1 to P; the last stage's delay is shortened so that the whole is exactly n. Costs log2(n)
-/// comparisons a sample for any n.
+/// widens the window from 1 to P; the last stage's delay is shortened so that the whole is exactly n.
+///
+/// log2(n) comparisons a sample for any n. Fast because a stage runs over the whole piece before the next one does, so that
+/// neighbouring samples share a vector.
 void DetectorChannel::slidingMaximum(std::span<double> levels) noexcept
 {
-    for (std::int32_t stage = 0; stage < settings.treeLevels; ++stage) {
-        const std::uint32_t size = 1U << stage;
-        const std::uint32_t mask = size - 1;
-        const std::uint32_t ahead =
-            stage == settings.treeLevels - 1 ? static_cast<std::uint32_t>(settings.treeShort) : 0U;
-        double* const cells = maxTree.data() + mask; // the stages before this one hold 2^stage - 1 cells
-        std::uint32_t index = treeIndex;
-        for (double& level : levels) {
-            const double delayed = cells[(ahead + index) & mask];
-            cells[index & mask] = level;
-            level = std::max(level, delayed);
-            ++index;
-        }
-    }
+    if (settings.treeLevels > 0)
+        dsp::CpuDispatch<widenStepwise>::run(maxTree.data(), treeIndex, static_cast<std::uint32_t>(settings.treeLevels),
+                                             static_cast<std::uint32_t>(settings.treeShort), levels.data(),
+                                             static_cast<std::uint32_t>(levels.size()));
     treeIndex =
         (treeIndex + static_cast<std::uint32_t>(levels.size())) & static_cast<std::uint32_t>(settings.treeSize - 1);
 }
 
 /// Peak follower with a hold and two releases: the fast one as long as the envelope stands more than 6 dB above the
 /// running RMS, the slow one below that. Both decay towards zero.
-void DetectorChannel::dualRelease(std::span<double> levels, std::span<std::int32_t> codes) noexcept
+///
+/// Fast because both channels share a vector, and every outcome is computed and one chosen, with no branch to guess.
+void DetectorChannel::dualRelease(Lanes lanes) noexcept
 {
-    double e = envelope;
-    double mean = meanSquare;
-    std::int32_t hold = holdCounter;
-    for (std::size_t i = 0; i < levels.size(); ++i) {
-        const double x = levels[i];
-        mean = flush(mean + (x * x - mean) * settings.rmsCoefficient);
-        if (x >= e) {
-            hold = settings.holdSamples;
-            e += (x - e) * settings.attackCoefficient;
-            codes[i] = stateAttack;
-        } else if (hold > 0) {
-            --hold;
-            codes[i] = stateHold;
-        } else if (e * e > 4.0 * mean) {
-            e -= e * settings.fastReleaseCoefficient;
-            codes[i] = stateFastRelease;
-        } else {
-            e -= e * settings.releaseCoefficient;
-            codes[i] = stateSlowRelease;
+    const bool silent = std::all_of(lanes.begin(), lanes.end(), [](const Block& block) {
+        return block.detector.envelope == 0.0 && block.detector.meanSquare == 0.0 && dsp::highest(block.samples) == 0.0;
+    });
+    if (silent) { // a level on the envelope is an attack
+        for (const Block& block : lanes) {
+            std::fill(block.codes.begin(), block.codes.end(), stateAttack);
+            block.detector.holdCounter = block.detector.settings.holdSamples;
         }
-        e = flush(e);
-        levels[i] = e;
-    }
-    envelope = e;
-    meanSquare = mean;
-    holdCounter = hold;
+    } else if (staysAboveFlush(lanes))
+        dsp::CpuDispatch<runDualRelease<false>>::run(lanes);
+    else
+        dsp::CpuDispatch<runDualRelease<true>>::run(lanes);
 }
 
-/// Attack stage, which follows in both directions, and a peak follower on it, which releases towards zero.
-void DetectorChannel::smooth(Smoother& smoother, std::span<double> levels, std::span<std::int32_t> codes) const noexcept
+/// Whether all states stay where flushing changes nothing, far above 1e-14. The envelope never falls below both where it
+/// began and what a release leaves of the lowest level; the mean lies between its begin and the squares.
+bool DetectorChannel::staysAboveFlush(Lanes lanes) noexcept
 {
-    double a = smoother.attackState;
-    double b = smoother.peakState;
-    for (std::size_t i = 0; i < levels.size(); ++i) {
-        a = flush(a + (levels[i] - a) * settings.attackCoefficient);
-        if (a >= b) {
-            b = a;
-            codes[i] = stateAttack;
-        } else {
-            b -= b * settings.releaseCoefficient;
-            codes[i] = stateSlowRelease;
-        }
-        b = flush(b);
-        levels[i] = b;
+    constexpr double kSafe = 1e-12;
+    bool safe = true;
+    for (const Block& block : lanes) {
+        const DetectorChannel& detector = block.detector;
+        const DetectorSettings& set = detector.settings;
+        const double lowest = dsp::lowest(block.samples);
+        const double released = lowest * (1.0 - std::max(set.releaseCoefficient, set.fastReleaseCoefficient));
+        safe = safe && detector.envelope > kSafe && released > kSafe && detector.meanSquare > kSafe &&
+               lowest * lowest > kSafe;
     }
-    smoother.attackState = a;
-    smoother.peakState = b;
+    return safe;
 }
 
-/// \return gain change in dB for a level; positive reduces, negative raises
-double DetectorChannel::gainChangeDb(double level) const noexcept
+template <bool flushes>
+[[gnu::always_inline]] inline void DetectorChannel::runDualRelease(Lanes lanes) noexcept
 {
-    const double d = 20.0 * std::log10(std::max(level * settings.thresholdInverse, kLeastRelativeLevel));
-    double change = 0.0;
-    if (d >= settings.kneeHalfWidth)
-        change = settings.slope * d;
-    else if (d >= -settings.kneeHalfWidth)
-        change = (settings.kneeA * d + settings.kneeB) * d + settings.kneeC;
-
-    // A parabola that leaves 0 with slope 1 and reaches the ceiling flat, at twice the ceiling.
-    double magnitude = std::abs(change);
-    if (magnitude >= settings.ceilingLimit) {
-        magnitude = settings.ceiling;
-    } else if (magnitude > 0.0) {
-        const double t = magnitude * settings.ceilingScale;
-        magnitude = settings.ceiling * ((2.0 - t) * t);
+    const auto flushed = [](const Pair& x) __attribute__((always_inline))
+    {
+        return flushes ? dsp::flush(x) : x;
+    };
+    DetectorChannel& l = lanes[0].detector;
+    DetectorChannel& r = lanes.back().detector; // alone, a channel fills both lanes
+    const Pair rms{l.settings.rmsCoefficient, r.settings.rmsCoefficient};
+    const Pair attack{l.settings.attackCoefficient, r.settings.attackCoefficient};
+    const Pair release{l.settings.releaseCoefficient, r.settings.releaseCoefficient};
+    const Pair fastRelease{l.settings.fastReleaseCoefficient, r.settings.fastReleaseCoefficient};
+    const Pair reload{static_cast<double>(l.settings.holdSamples), static_cast<double>(r.settings.holdSamples)};
+    Pair mean{l.meanSquare, r.meanSquare};
+    Pair e{l.envelope, r.envelope};
+    Pair hold{static_cast<double>(l.holdCounter), static_cast<double>(r.holdCounter)};
+    double* const left = lanes[0].samples.data();
+    double* const right = lanes.back().samples.data();
+    std::int32_t* const leftCodes = lanes[0].codes.data();
+    std::int32_t* const rightCodes = lanes.back().codes.data();
+    for (std::size_t i = 0; i < lanes[0].samples.size(); ++i) {
+        const Pair x{left[i], right[i]};
+        mean = flushed(mean + (x * x - mean) * rms);
+        const auto rises = x >= e;
+        const auto holds = hold > 0.0;
+        const auto isFast = e * e > 4.0 * mean;
+        const Pair risen = e + (x - e) * attack;
+        const Pair released = isFast ? e - e * fastRelease : e - e * release;
+        const Words<2> releaseCode = isFast ? codePair(stateFastRelease) : codePair(stateSlowRelease);
+        const Words<2> code = rises ? codePair(stateAttack) : (holds ? codePair(stateHold) : releaseCode);
+        e = flushed(rises ? risen : (holds ? e : released));
+        hold = rises ? reload : (holds ? hold - 1.0 : hold);
+        left[i] = e[0];
+        right[i] = e[1];
+        leftCodes[i] = static_cast<std::int32_t>(code[0]);
+        rightCodes[i] = static_cast<std::int32_t>(code[1]);
     }
-    return std::copysign(magnitude, change);
+    for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
+        DetectorChannel& detector = lanes[lane].detector;
+        detector.meanSquare = mean[lane];
+        detector.envelope = e[lane];
+        detector.holdCounter = static_cast<std::int32_t>(hold[lane]);
+    }
+}
+
+/// Attack stage, which follows in both directions, and a peak follower on it, which releases towards zero. Fast as
+/// dualRelease is.
+void DetectorChannel::smooth(Smoother DetectorChannel::*which, Lanes lanes) noexcept
+{
+    DetectorChannel& l = lanes[0].detector;
+    DetectorChannel& r = lanes.back().detector;
+    const Pair attack{l.settings.attackCoefficient, r.settings.attackCoefficient};
+    const Pair release{l.settings.releaseCoefficient, r.settings.releaseCoefficient};
+    Pair a{(l.*which).attackState, (r.*which).attackState};
+    Pair b{(l.*which).peakState, (r.*which).peakState};
+    double* const left = lanes[0].samples.data();
+    double* const right = lanes.back().samples.data();
+    std::int32_t* const leftCodes = lanes[0].codes.data();
+    std::int32_t* const rightCodes = lanes.back().codes.data();
+    for (std::size_t i = 0; i < lanes[0].samples.size(); ++i) {
+        const Pair x{left[i], right[i]};
+        a = dsp::flush(a + (x - a) * attack);
+        const auto rises = a >= b;
+        const Words<2> code = rises ? codePair(stateAttack) : codePair(stateSlowRelease);
+        b = dsp::flush(rises ? a : b - b * release);
+        left[i] = b[0];
+        right[i] = b[1];
+        leftCodes[i] = static_cast<std::int32_t>(code[0]);
+        rightCodes[i] = static_cast<std::int32_t>(code[1]);
+    }
+    for (std::size_t lane = 0; lane < lanes.size(); ++lane)
+        lanes[lane].detector.*which = {a[lane], b[lane]};
 }
 
 /// Two moving averages of 3n/4 and n/4: together a trapezoid as long as the look-ahead, so that the gain arrives
-/// exactly when the held peak does.
-void DetectorChannel::averageGains(std::span<double> gains) noexcept
+/// exactly when the held peak does. Fast because both channels share a vector, in runs between the places where a ring
+/// wraps.
+void DetectorChannel::averageGains(Lanes lanes) noexcept
 {
-    const auto count = static_cast<std::uint32_t>(gains.size());
-    if (activeLength >= kLeastAveraged) {
-        double sum1 = smoothSum1;
-        double sum2 = smoothSum2;
-        std::uint32_t index1 = smoothIndex1;
-        std::uint32_t index2 = smoothIndex2;
-        for (double& gain : gains) {
-            sum1 = flush(sum1 + gain - smoothRing1[(index1 - smoothLength1) & kMask]);
-            smoothRing1[index1 & kMask] = gain;
-            const double mean = smoothScale1 * sum1;
-            sum2 = flush(sum2 + mean - smoothRing2[(index2 - smoothLength2) & kMask]);
-            smoothRing2[index2 & kMask] = mean;
-            gain = smoothScale2 * sum2;
-            ++index1;
-            ++index2;
+    const auto frames = static_cast<std::uint32_t>(lanes[0].samples.size());
+    if (lanes[0].detector.activeLength >= kLeastAveraged)
+        for (std::uint32_t done = 0; done < frames;) {
+            std::uint32_t run = frames - done;
+            for (const Block& block : lanes)
+                run = std::min(run, block.detector.runOfAverages(done));
+            averageRun(lanes, done, run);
+            done += run;
         }
-        smoothSum1 = sum1;
-        smoothSum2 = sum2;
+    for (const Block& block : lanes) {
+        block.detector.smoothIndex1 = (block.detector.smoothIndex1 + frames) & kMask;
+        block.detector.smoothIndex2 = (block.detector.smoothIndex2 + frames) & kMask;
     }
-    smoothIndex1 = (smoothIndex1 + count) & kMask;
-    smoothIndex2 = (smoothIndex2 + count) & kMask;
 }
 
-void DetectorChannel::followGains(std::span<double> gains) noexcept
+/// \return samples until one of the places that are read or written wraps
+std::uint32_t DetectorChannel::runOfAverages(std::uint32_t done) const noexcept
 {
-    const double c = settings.finalCoefficient;
-    double g = smoothedGain;
-    for (double& gain : gains) {
-        g = flush(g + (gain - g) * c);
-        gain = g;
+    std::uint32_t run = kRing;
+    for (const std::uint32_t place :
+         {smoothIndex1, smoothIndex1 - smoothLength1, smoothIndex2, smoothIndex2 - smoothLength2})
+        run = std::min(run, kRing - ((place + done) & kMask));
+    return run;
+}
+
+/// Where a run of a detector's averages reads and writes.
+struct DetectorChannel::AverageRun {
+    AverageRun(const Block& block, std::uint32_t done) noexcept
+        : gains(block.samples.data() + done),
+          new1(&block.detector.smoothRing1[(block.detector.smoothIndex1 + done) & kMask]),
+          old1(
+              &block.detector.smoothRing1[(block.detector.smoothIndex1 + done - block.detector.smoothLength1) & kMask]),
+          new2(&block.detector.smoothRing2[(block.detector.smoothIndex2 + done) & kMask]),
+          old2(&block.detector.smoothRing2[(block.detector.smoothIndex2 + done - block.detector.smoothLength2) & kMask])
+    {}
+
+    double* gains;
+    double* new1;
+    double* old1;
+    double* new2;
+    double* old2;
+};
+
+void DetectorChannel::averageRun(Lanes lanes, std::uint32_t done, std::uint32_t frames) noexcept
+{
+    DetectorChannel& first = lanes[0].detector;
+    DetectorChannel& second = lanes.back().detector;
+    const AverageRun l(lanes[0], done);
+    const AverageRun r(lanes.back(), done);
+    const double scale1 = first.smoothScale1; // lanes have one look-ahead
+    const double scale2 = first.smoothScale2;
+    Pair sum1{first.smoothSum1, second.smoothSum1};
+    Pair sum2{first.smoothSum2, second.smoothSum2};
+    for (std::uint32_t i = 0; i < frames; ++i) {
+        const Pair gain{l.gains[i], r.gains[i]};
+        sum1 = dsp::flush(sum1 + gain - Pair{l.old1[i], r.old1[i]});
+        l.new1[i] = gain[0];
+        r.new1[i] = gain[1];
+        const Pair mean = scale1 * sum1;
+        sum2 = dsp::flush(sum2 + mean - Pair{l.old2[i], r.old2[i]});
+        l.new2[i] = mean[0];
+        r.new2[i] = mean[1];
+        const Pair averaged = scale2 * sum2;
+        l.gains[i] = averaged[0];
+        r.gains[i] = averaged[1];
     }
-    smoothedGain = g;
+    for (std::size_t lane = 0; lane < lanes.size(); ++lane) {
+        lanes[lane].detector.smoothSum1 = sum1[lane];
+        lanes[lane].detector.smoothSum2 = sum2[lane];
+    }
+}
+
+void DetectorChannel::followGains(Lanes lanes) noexcept
+{
+    DetectorChannel& first = lanes[0].detector;
+    DetectorChannel& second = lanes.back().detector;
+    const Pair c{first.settings.finalCoefficient, second.settings.finalCoefficient};
+    double* const left = lanes[0].samples.data();
+    double* const right = lanes.back().samples.data();
+    Pair g{first.smoothedGain, second.smoothedGain};
+    for (std::size_t i = 0; i < lanes[0].samples.size(); ++i) {
+        g = dsp::flush(g + (Pair{left[i], right[i]} - g) * c);
+        left[i] = g[0];
+        right[i] = g[1];
+    }
+    for (std::size_t lane = 0; lane < lanes.size(); ++lane)
+        lanes[lane].detector.smoothedGain = g[lane];
 }
 
 } // namespace sorvane::core

@@ -3,6 +3,7 @@
 #include "DetectorSettings.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -21,7 +22,7 @@ enum StateCode : std::int32_t {
 /// Level, sliding maximum over the look-ahead, an envelope before or after the gain computer, gain computer with knee
 /// and ceiling, smoothing. The detector knows nothing of the audio that the gain is for; the audio has to be delayed by
 /// the look-ahead. Output doesn't depend on how the signal is cut into blocks, and no recursive state ever goes
-/// denormal. Audio thread: process. Any other thread only while process doesn't run. Nothing allocates.
+/// denormal. Audio thread: process, processPair. Any other thread only while neither runs. Nothing allocates.
 class DetectorChannel {
 public:
     DetectorChannel() { reset(); }
@@ -37,23 +38,43 @@ public:
     /// \param codes    gets a StateCode for each sample; as long as \p samples
     void process(std::span<double> samples, std::span<std::int32_t> codes) noexcept;
 
+    /// A detector with a block of its own, as process takes it.
+    struct Block {
+        DetectorChannel& detector;
+        std::span<double> samples;
+        std::span<std::int32_t> codes;
+    };
+    /// Runs two detectors over blocks of one length, as process would one after the other. Where both take the same path
+    /// their recursions run side by side in the time of one.
+    static void processPair(const Block& first, const Block& second) noexcept;
+
 private:
     static constexpr std::uint32_t kRing = kMostLookahead;
     static constexpr std::uint32_t kMask = kRing - 1;
 
+    struct AverageRun;
     struct Smoother {
         double attackState = 0.0;
         double peakState = 0.0;
     };
 
+    /// One block, or two of detectors that take the same path.
+    using Lanes = std::span<const Block>;
+
+    [[nodiscard]] bool takesPathOf(const DetectorChannel& other) const noexcept;
     void beginBlock() noexcept;
     void rebuildAverages() noexcept;
+    static void processPiece(Lanes lanes) noexcept;
     void slidingMaximum(std::span<double> levels) noexcept;
-    void dualRelease(std::span<double> levels, std::span<std::int32_t> codes) noexcept;
-    void smooth(Smoother& smoother, std::span<double> levels, std::span<std::int32_t> codes) const noexcept;
-    [[nodiscard]] double gainChangeDb(double level) const noexcept;
-    void averageGains(std::span<double> gains) noexcept;
-    void followGains(std::span<double> gains) noexcept;
+    static void dualRelease(Lanes lanes) noexcept;
+    [[nodiscard]] static bool staysAboveFlush(Lanes lanes) noexcept;
+    template <bool flushes>
+    static void runDualRelease(Lanes lanes) noexcept;
+    static void smooth(Smoother DetectorChannel::*which, Lanes lanes) noexcept;
+    static void averageGains(Lanes lanes) noexcept;
+    [[nodiscard]] std::uint32_t runOfAverages(std::uint32_t done) const noexcept;
+    static void averageRun(Lanes lanes, std::uint32_t done, std::uint32_t frames) noexcept;
+    static void followGains(Lanes lanes) noexcept;
 
     DetectorSettings settings;
 

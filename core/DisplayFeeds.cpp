@@ -1,5 +1,7 @@
 #include "DisplayFeeds.h"
 
+#include "BlockMath.h"
+
 #include <algorithm>
 
 namespace sorvane::core {
@@ -68,10 +70,7 @@ void DisplayFeeds::feedOutput(std::span<const double> first, std::span<const dou
 void DisplayFeeds::feedGain(std::size_t channel, std::span<const double> gains, std::span<const std::int32_t> codes,
                             std::size_t step) noexcept
 {
-    double least = static_cast<double>(lowest[channel]);
-    for (const double gain : gains)
-        least = std::min(least, gain);
-    lowest[channel] = static_cast<float>(least);
+    lowest[channel] = static_cast<float>(std::min(static_cast<double>(lowest[channel]), dsp::lowest(gains)));
     const std::uint32_t position = positions[gainPosition0 + channel].load(std::memory_order_relaxed);
     const std::size_t entries = gains.size() / step;
     const std::size_t codesPerEntry = step * (codes.size() / gains.size()); // twice the step when oversampled

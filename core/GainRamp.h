@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -28,18 +30,44 @@ struct GainRamp {
     /// Jumps to the target.
     void finish() noexcept { count = 0; }
 
-    /// Writes the next values.
-    void expand(std::span<double> gains) noexcept
+    /// Multiplies a block by the next values. Unity costs nothing.
+    void apply(std::span<double> samples) noexcept
     {
-        std::size_t i = 0;
-        for (; i < gains.size() && count > 0; ++i, --count)
-            gains[i] = target - count * step;
-        for (; i < gains.size(); ++i)
-            gains[i] = target;
+        const std::size_t moving = takeMoving(samples.size());
+        for (std::size_t i = 0; i < moving; ++i)
+            samples[i] *= valueBefore(moving - i);
+        if (target != 1.0)
+            for (std::size_t i = moving; i < samples.size(); ++i)
+                samples[i] *= target;
     }
 
-    /// Whether it stands at exactly unity, so that multiplying changes nothing.
-    [[nodiscard]] bool isUnity() const noexcept { return target == 1.0 && count == 0; }
+    /// Adds a block that is multiplied by the next values.
+    void mix(std::span<const double> source, std::span<double> destination) noexcept
+    {
+        const std::size_t moving = takeMoving(source.size());
+        for (std::size_t i = 0; i < moving; ++i)
+            destination[i] += valueBefore(moving - i) * source[i];
+        for (std::size_t i = moving; i < source.size(); ++i)
+            destination[i] += target * source[i];
+    }
+
+    /// Goes on by a block that nothing is multiplied in.
+    void advance(std::size_t frames) noexcept { (void)takeMoving(frames); }
+
+private:
+    /// Goes on by a block. \return how many of its samples are ahead of the target
+    std::size_t takeMoving(std::size_t frames) noexcept
+    {
+        const std::size_t moving = std::min(frames, static_cast<std::size_t>(count));
+        count -= static_cast<std::int32_t>(moving);
+        return moving;
+    }
+
+    /// \param samples  how long ago, seen from where the ramp stands now
+    [[nodiscard]] double valueBefore(std::size_t samples) const noexcept
+    {
+        return target - static_cast<double>(count + static_cast<std::int32_t>(samples)) * step;
+    }
 };
 
 } // namespace sorvane::core

@@ -10,11 +10,14 @@
 #include "MeterBallistics.h"
 #include "ParameterText.h"
 #include "Resources.h"
+#include "Vector.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 
 namespace sorvane::core {
 
@@ -41,11 +44,17 @@ constexpr std::int32_t listenModeOf(std::int32_t tag)
     }
 }
 
-/// Zeroes what isn't a number, which would stay in every recursive state for good.
+/// Zeroes what isn't a number, which would stay in every recursive state for good. Looks first: there hardly ever is any.
 template <typename Sample>
 void sanitise(Sample* samples, std::int32_t frames)
 {
     if (samples == nullptr)
+        return;
+    using Bits = std::conditional_t<sizeof(Sample) == sizeof(float), std::uint32_t, std::uint64_t>;
+    Bits any = 0;
+    for (std::int32_t i = 0; i < frames; ++i)
+        any |= std::bit_cast<Bits>(samples[i] * Sample(0)); // zero but for its sign
+    if ((any << 1U) == 0)
         return;
     for (std::int32_t i = 0; i < frames; ++i)
         if (samples[i] * Sample(0) != Sample(0))
@@ -69,10 +78,23 @@ void silence(std::span<Sample* const> outputs, std::int32_t frames)
             std::fill_n(output, frames, Sample(0));
 }
 
+/// Zeros where there is no channel.
 template <typename Sample>
-double sampleAt(Sample* samples, std::int32_t i)
+void copySamples(const Sample* samples, std::int32_t first, std::span<double> destination)
 {
-    return samples != nullptr ? static_cast<double>(samples[i]) : 0.0;
+    if (samples == nullptr)
+        return std::fill(destination.begin(), destination.end(), 0.0);
+    for (std::size_t i = 0; i < destination.size(); ++i)
+        destination[i] = static_cast<double>(samples[static_cast<std::size_t>(first) + i]);
+}
+
+void encodeMidSide(std::span<double> left, std::span<double> right)
+{
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        const double mid = (left[i] + right[i]) * 0.5;
+        right[i] = (left[i] - right[i]) * 0.5;
+        left[i] = mid;
+    }
 }
 
 } // namespace
@@ -422,32 +444,43 @@ template <typename Sample>
 void Plug::storeOutput(std::span<Sample* const> outputs, std::int32_t frames) noexcept
 {
     const std::uint32_t position = outputRingPosition.load(std::memory_order_relaxed);
-    for (std::size_t c = 0; c < outputs.size(); ++c)
-        for (std::int32_t i = 0; i < frames; ++i)
-            outputRing[c][(position + static_cast<std::uint32_t>(i)) & kOutputRingMask] = sampleAt(outputs[c], i);
+    for (std::size_t c = 0; c < outputs.size(); ++c) {
+        const Sample* const output = outputs[c];
+        auto& ring = outputRing[c];
+        for (std::uint32_t i = 0; i < static_cast<std::uint32_t>(frames); ++i)
+            ring[(position + i) & kOutputRingMask] = output != nullptr ? static_cast<double>(output[i]) : 0.0;
+    }
 }
 
 template <typename Sample>
 void Plug::followMeters(std::span<Sample* const> outputs, std::int32_t frames) noexcept
 {
+    constexpr std::int32_t kPiece = 64;
     const bool midSide = engine.settings().midSide;
     const double attack = meterAttack;
     const double release = meterRelease;
-    const auto follow = [&](double& envelope, double level) {
-        const double distance = level - envelope;
-        envelope += (distance > 0.0 ? attack : release) * distance;
-        envelope = envelope + 1.0 - 1.0; // drops what is too small beside unity, denormals among it
-    };
-    double first = meterLevel[0];
-    double second = meterLevel[1];
-    for (std::int32_t i = 0; i < frames; ++i) {
-        const double left = sampleAt(outputs[0], i);
-        const double right = outputs.size() == 2 ? sampleAt(outputs[1], i) : 0.0;
-        follow(first, std::abs(midSide ? (left + right) * 0.5 : left));
-        follow(second, std::abs(midSide ? (left - right) * 0.5 : right));
+    std::array<double, kPiece> firstRoom;
+    std::array<double, kPiece> secondRoom;
+    dsp::Pair envelope{meterLevel[0], meterLevel[1]};
+    for (std::int32_t done = 0; done < frames; done += kPiece) {
+        const auto count = static_cast<std::size_t>(std::min(kPiece, frames - done));
+        const auto first = std::span(firstRoom).first(count);
+        const auto second = std::span(secondRoom).first(count);
+        copySamples(outputs[0], done, first);
+        copySamples(outputs.size() == 2 ? outputs[1] : nullptr, done, second);
+        if (midSide)
+            encodeMidSide(first, second);
+        for (std::size_t i = 0; i < count; ++i) {
+            const dsp::Pair level{std::abs(first[i]), std::abs(second[i])};
+            // envelope + c (level - envelope), laid out so that the envelope is waited for as little as can be
+            const dsp::Pair risen = attack * level + (1.0 - attack) * envelope;
+            const dsp::Pair fallen = release * level + (1.0 - release) * envelope;
+            envelope = level > envelope ? risen : fallen;
+        }
+        envelope = envelope + 1.0 - 1.0; // drops what is too small beside unity, long before it can become denormal
     }
-    meterLevel[0] = first;
-    meterLevel[1] = second;
+    meterLevel[0] = envelope[0];
+    meterLevel[1] = envelope[1];
 }
 
 } // namespace sorvane::core

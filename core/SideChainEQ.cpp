@@ -1,5 +1,7 @@
 #include "SideChainEQ.h"
 
+#include <array>
+
 namespace sorvane::core {
 
 using dsp::FilterType;
@@ -57,6 +59,14 @@ void SideChainEQ::process(std::span<double> samples) noexcept
     scLPF.processDouble(samples);
     scHPF.processDouble(samples);
     scPeak.processDouble(samples);
+}
+
+void SideChainEQ::processPair(SideChainEQ& first, std::span<double> firstSamples, SideChainEQ& second,
+                              std::span<double> secondSamples) noexcept
+{
+    for (dsp::TrimoraEQ SideChainEQ::*const filter : {&SideChainEQ::scLPF, &SideChainEQ::scHPF, &SideChainEQ::scPeak})
+        dsp::DF1Cascade::processTogether(std::array{dsp::DF1Cascade::Lane{&(first.*filter), firstSamples},
+                                                    dsp::DF1Cascade::Lane{&(second.*filter), secondSamples}});
 }
 
 } // namespace sorvane::core

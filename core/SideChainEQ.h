@@ -34,6 +34,9 @@ struct SideChainEQ {
     /// Audio thread.
     void beginBlock() noexcept;
     void process(std::span<double> samples) noexcept;
+    /// Both channels, side by side where their filters are alike.
+    static void processPair(SideChainEQ& first, std::span<double> firstSamples, SideChainEQ& second,
+                            std::span<double> secondSamples) noexcept;
 };
 
 } // namespace sorvane::core

@@ -11,7 +11,7 @@ bool WorkBuffers::ensure(std::int32_t frames) noexcept
     if (frames <= frameCapacity)
         return true;
     const auto count = static_cast<std::size_t>(frames);
-    std::unique_ptr<double[]> newSamples(new (std::nothrow) double[kSamplesPerFrame * count]());
+    std::unique_ptr<double[]> newSamples(new (std::nothrow) double[kBuffers * stride(frames)]());
     if (!newSamples)
         return false;
     std::unique_ptr<std::int32_t[]> newCodes(new (std::nothrow) std::int32_t[kCodesPerFrame * count]());
@@ -25,9 +25,10 @@ bool WorkBuffers::ensure(std::int32_t frames) noexcept
 
 void WorkBuffers::clear() noexcept
 {
-    const auto count = static_cast<std::size_t>(frameCapacity);
-    std::fill_n(samples.get(), kSamplesPerFrame * count, 0.0);
-    std::fill_n(codes.get(), kCodesPerFrame * count, 0);
+    if (frameCapacity == 0)
+        return;
+    std::fill_n(samples.get(), kBuffers * stride(frameCapacity), 0.0);
+    std::fill_n(codes.get(), kCodesPerFrame * static_cast<std::size_t>(frameCapacity), 0);
 }
 
 } // namespace sorvane::core

@@ -18,29 +18,25 @@ public:
     void clear() noexcept;
 
     enum Role : std::size_t {
-        input,  ///< after encoding and input trim
-        wet,    ///< the band to compress, then the sum of all
-        side,   ///< side-chain, then gain
-        pass,   ///< the remainder or the dry signal
-        bypass, ///< the input, delayed as the processing is
-        listen, ///< the linked side-chain, for listening to it
+        wet,     ///< the input, then the band to compress, then the sum of all
+        side,    ///< side-chain, then gain
+        pass,    ///< the remainder or the dry signal
+        bypass,  ///< the input, delayed as the processing is
+        listen,  ///< the linked side-chain, for listening to it
+        scratch, ///< of whoever is at work
     };
 
     /// The first \p frames of a channel's buffer. \p frames within the capacity.
     [[nodiscard]] std::span<double> channel(Role role, std::size_t index, std::size_t frames) noexcept
     {
-        return {samples.get() + (role * std::size_t{2} + index) * static_cast<std::size_t>(frameCapacity), frames};
+        return {samples.get() + (role * std::size_t{2} + index) * stride(frameCapacity), frames};
     }
-    /// The one buffer for an expanded ramp; between ramps it is free for other use.
-    [[nodiscard]] std::span<double> gains(std::size_t frames) noexcept { return channel(kGains, 0, frames); }
 
     enum DoubleRateRole : std::size_t { wetUp, sideUp };
     /// The same at twice the rate. \p count within twice the capacity.
     [[nodiscard]] std::span<double> doubleRate(DoubleRateRole role, std::size_t index, std::size_t count) noexcept
     {
-        return {samples.get() +
-                    (kSampleBuffers + (role * std::size_t{2} + index) * 2) * static_cast<std::size_t>(frameCapacity),
-                count};
+        return {samples.get() + (kSampleBuffers + (role * std::size_t{2} + index) * 2) * stride(frameCapacity), count};
     }
     /// State codes of a channel's detector, up to two a frame.
     [[nodiscard]] std::span<std::int32_t> states(std::size_t index, std::size_t count) noexcept
@@ -49,10 +45,17 @@ public:
     }
 
 private:
-    static constexpr Role kGains = static_cast<Role>(listen + 1);
-    static constexpr std::size_t kSampleBuffers = kGains * std::size_t{2} + 1;
-    static constexpr std::size_t kSamplesPerFrame = kSampleBuffers + 8; // the four at twice the rate
+    static constexpr std::size_t kSampleBuffers = (scratch + 1) * std::size_t{2};
+    static constexpr std::size_t kBuffers = kSampleBuffers + 8; // the four at twice the rate
     static constexpr std::size_t kCodesPerFrame = 4;
+
+    /// From one buffer to the next. Not a whole number of pages: buffers that all start at one offset in a page would share
+    /// a few sets of the first-level cache.
+    [[nodiscard]] static constexpr std::size_t stride(std::int32_t capacity) noexcept
+    {
+        constexpr std::size_t kLine = 8;
+        return (static_cast<std::size_t>(capacity) + kLine - 1) / kLine * kLine + 5 * kLine;
+    }
 
     std::unique_ptr<double[]> samples;
     std::unique_ptr<std::int32_t[]> codes;

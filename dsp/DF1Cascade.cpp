@@ -1,8 +1,13 @@
 #include "DF1Cascade.h"
 
+#include "CpuDispatch.h"
+#include "Vector.h"
+
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <numbers>
+#include <utility>
 
 namespace sorvane::dsp {
 
@@ -16,45 +21,131 @@ BiquadSection slideStep(const BiquadSection& from, const BiquadSection& to) noex
             (to.a2 - from.a2) * 0.001};
 }
 
-BiquadSection beforeTarget(const BiquadSection& target, const BiquadSection& step, double samples) noexcept
+/// Below the normal numbers, whose arithmetic is slow on some CPUs.
+template <std::size_t width>
+[[gnu::always_inline]] inline Vector<width> clearDenormals(const Vector<width>& x) noexcept
 {
-    return {target.b0 - samples * step.b0, target.b1 - samples * step.b1, target.b2 - samples * step.b2,
-            target.a1 - samples * step.a1, target.a2 - samples * step.a2};
+    const Vector<width> magnitude = x < 0.0 ? -x : x;
+    return magnitude < 0x1p-1021 ? Vector<width>{} : x;
 }
 
 } // namespace
 
-void DF1Cascade::SectionState::clearDenormals() noexcept
+/// Lanes that there are for vectors of a width.
+template <std::size_t width>
+[[gnu::always_inline]] inline std::size_t DF1Cascade::lanesIn(Lanes lanes) noexcept
 {
-    for (double* value : {&x1, &x2, &y1, &y2}) {
-        if (std::abs(*value) < 0x1p-1021)
-            *value = 0.0;
-    }
+    return width == 2 ? lanes.size() : width;
 }
 
-/// A section with its coefficients and state in locals for the length of a loop. Sections that run in one loop overlap:
-/// a section waits only for its own last output.
-class DF1Cascade::RunningSection {
-public:
-    RunningSection(const BiquadSection& section, const SectionState& past) noexcept : coefficients(section), state(past)
-    {}
+/// What stands in one place of the vectors: a filter alone fills both of two.
+template <std::size_t width>
+[[gnu::always_inline]] inline const DF1Cascade::Lane& DF1Cascade::laneAt(Lanes lanes, std::size_t place) noexcept
+{
+    return lanes[std::min(place, lanesIn<width>(lanes) - 1)];
+}
 
-    void setCoefficients(const BiquadSection& section) noexcept { coefficients = section; }
-
-    double operator()(double x) noexcept
+/// The coefficients of one section in every lane.
+template <std::size_t width>
+struct DF1Cascade::Coefficients {
+    [[gnu::always_inline]] Coefficients(Lanes lanes, Sections sections, std::size_t stage) noexcept
     {
-        const double forward = coefficients.b0 * x + coefficients.b1 * state.x1 + coefficients.b2 * state.x2;
-        // The newest output comes last: only it waits for the sample before.
-        const double y = forward - coefficients.a2 * state.y2 - coefficients.a1 * state.y1;
-        state = {x, state.x1, y, state.y1};
-        return y;
+        const auto gather = [&](double BiquadSection::*coefficient) __attribute__((always_inline))
+        {
+            Vector<width> gathered{};
+            for (std::size_t lane = 0; lane < width; ++lane)
+                gathered[lane] = (laneAt<width>(lanes, lane).filter->*sections)[stage].*coefficient;
+            return gathered;
+        };
+        b0 = gather(&BiquadSection::b0);
+        b1 = gather(&BiquadSection::b1);
+        b2 = gather(&BiquadSection::b2);
+        a1 = gather(&BiquadSection::a1);
+        a2 = gather(&BiquadSection::a2);
     }
 
-    [[nodiscard]] const SectionState& past() const noexcept { return state; }
+    [[nodiscard]] BiquadSection of(std::size_t lane) const noexcept
+    {
+        return {b0[lane], b1[lane], b2[lane], a1[lane], a2[lane]};
+    }
 
-private:
-    BiquadSection coefficients;
-    SectionState state;
+    Vector<width> b0{}, b1{}, b2{}, a1{}, a2{};
+};
+
+/// A section of every lane with coefficients and past in locals for the length of a loop.
+///
+/// y = b0 x + b1 x1 + b2 x2 - a2 y2 - a1 y1. Fast because the newest output comes last, so that a section waits only for
+/// that product of the sample before, and sections that run in one loop overlap.
+template <std::size_t width>
+struct DF1Cascade::RunningSection {
+    static constexpr std::size_t kWidth = width;
+
+    [[gnu::always_inline]] RunningSection(Lanes lanes, std::size_t stage) noexcept
+        : now(lanes, &DF1Cascade::current, stage)
+    {
+        const auto gather = [&](double SectionState::*value) __attribute__((always_inline))
+        {
+            Vector<width> gathered{};
+            for (std::size_t lane = 0; lane < width; ++lane)
+                gathered[lane] = laneAt<width>(lanes, lane).filter->state[stage].*value;
+            return clearDenormals<width>(gathered);
+        };
+        x1 = gather(&SectionState::x1);
+        x2 = gather(&SectionState::x2);
+        y1 = gather(&SectionState::y1);
+        y2 = gather(&SectionState::y2);
+    }
+
+    [[gnu::always_inline]] void step(Vector<width>& signal) noexcept
+    {
+        const Vector<width> x = signal;
+        const Vector<width> forward = now.b0 * x + now.b1 * x1 + now.b2 * x2;
+        const Vector<width> y = forward - now.a2 * y2 - now.a1 * y1;
+        x2 = x1;
+        x1 = x;
+        y2 = y1;
+        y1 = y;
+        signal = y;
+    }
+
+    [[gnu::always_inline]] void save(Lanes lanes, std::size_t stage) const noexcept
+    {
+        for (std::size_t lane = 0; lane < lanesIn<width>(lanes); ++lane)
+            lanes[lane].filter->state[stage] = {x1[lane], x2[lane], y1[lane], y2[lane]};
+    }
+
+    Coefficients<width> now;
+    Vector<width> x1{}, x2{}, y1{}, y2{};
+};
+
+/// The same while the coefficients move: ahead of each sample they are set to target - counter increment.
+template <std::size_t width>
+struct DF1Cascade::SlidingSection : RunningSection<width> {
+    [[gnu::always_inline]] SlidingSection(Lanes lanes, std::size_t stage) noexcept
+        : RunningSection<width>(lanes, stage), end(lanes, &DF1Cascade::target, stage),
+          increment(lanes, &DF1Cascade::increment, stage), counter(static_cast<double>(lanes[0].filter->rampCounter))
+    {}
+
+    [[gnu::always_inline]] void step(Vector<width>& signal) noexcept
+    {
+        this->now.b0 = end.b0 - counter * increment.b0;
+        this->now.b1 = end.b1 - counter * increment.b1;
+        this->now.b2 = end.b2 - counter * increment.b2;
+        this->now.a1 = end.a1 - counter * increment.a1;
+        this->now.a2 = end.a2 - counter * increment.a2;
+        counter -= 1.0;
+        RunningSection<width>::step(signal);
+    }
+
+    [[gnu::always_inline]] void save(Lanes lanes, std::size_t stage) const noexcept
+    {
+        RunningSection<width>::save(lanes, stage);
+        for (std::size_t lane = 0; lane < lanesIn<width>(lanes); ++lane)
+            lanes[lane].filter->current[stage] = this->now.of(lane);
+    }
+
+    Coefficients<width> end, increment;
+    double counter;
 };
 
 bool DF1Cascade::setSampleRate(float hertz) noexcept
@@ -119,78 +210,156 @@ void DF1Cascade::beginBlock() noexcept
 
 void DF1Cascade::processDouble(std::span<double> buffer) noexcept
 {
-    if (identity && rampCounter <= 0) {
-        if (subtractsInput)
-            std::fill(buffer.begin(), buffer.end(), 0.0);
+    const Lane alone{this, buffer};
+    process({&alone, 1});
+}
+
+/// Four lanes gain nothing on registers for two.
+std::size_t DF1Cascade::mostTogether() noexcept
+{
+    return vectorUnitInUse() == VectorUnit::sse2 ? 2 : kMostLanes;
+}
+
+void DF1Cascade::processTogether(std::span<const Lane> lanes) noexcept
+{
+    if (lanes.size() != 3 && lanes.size() <= mostTogether() && areAlike(lanes))
+        return process(lanes);
+    const std::size_t half = (lanes.size() + 1) / 2;
+    processTogether(lanes.first(half));
+    processTogether(lanes.subspan(half));
+}
+
+void DF1Cascade::processInSeries(std::span<const Lane> first, std::span<const Lane> second) noexcept
+{
+    constexpr std::size_t kLag = 32; // between the two, which must have a piece each to work on
+    const std::size_t frames = first[0].buffer.size();
+    const DF1Cascade& filter = *first[0].filter;
+    if (filter.rampCounter >= 0 || filter.identity || frames < 2 * kLag || 2 * first.size() > mostTogether() ||
+        !areAlike(first) || !areAlike(second) || !filter.runsLike(*second[0].filter)) {
+        processTogether(first);
+        processTogether(second);
         return;
     }
-    if (subtractsInput)
-        runDifference(buffer);
+    std::array<Lane, kMostLanes> lanes;
+    const auto run = [&lanes](std::initializer_list<std::pair<Lanes, std::size_t>> parts, std::size_t length) {
+        std::size_t count = 0;
+        for (const auto& [filters, from] : parts)
+            for (const Lane& lane : filters)
+                lanes[count++] = {lane.filter, lane.buffer.subspan(from, length)};
+        process(std::span(lanes).first(count));
+    };
+    const std::size_t head = kLag + frames % kLag;
+    run({{first, 0}}, head);
+    for (std::size_t at = head; at < frames; at += kLag)
+        run({{first, at}, {second, at - head}}, kLag);
+    run({{second, frames - head}}, head);
+}
+
+bool DF1Cascade::runsLike(const DF1Cascade& other) const noexcept
+{
+    const bool atOneStep = rampCounter == other.rampCounter || std::max(rampCounter, other.rampCounter) < 0;
+    return stageCount == other.stageCount && atOneStep && identity == other.identity &&
+           subtractsInput == other.subtractsInput;
+}
+
+bool DF1Cascade::areAlike(Lanes lanes) noexcept
+{
+    return std::all_of(lanes.begin(), lanes.end(),
+                       [&](const Lane& lane) { return lane.filter->runsLike(*lanes[0].filter); });
+}
+
+void DF1Cascade::process(Lanes lanes) noexcept
+{
+    const DF1Cascade& filter = *lanes[0].filter;
+    if (filter.identity && filter.rampCounter <= 0) {
+        if (filter.subtractsInput)
+            for (const Lane& lane : lanes)
+                std::fill(lane.buffer.begin(), lane.buffer.end(), 0.0);
+        return;
+    }
+    if (filter.subtractsInput)
+        runDifference(lanes);
     else
-        runSections(buffer);
+        runSections(lanes);
 }
 
-void DF1Cascade::runDifference(std::span<double> buffer) noexcept
+void DF1Cascade::runDifference(Lanes lanes) noexcept
 {
-    std::array<double, 64> input;
-    while (!buffer.empty()) {
-        const auto piece = buffer.first(std::min(buffer.size(), input.size()));
-        std::copy(piece.begin(), piece.end(), input.begin());
-        runSections(piece);
-        for (std::size_t i = 0; i < piece.size(); ++i)
-            piece[i] -= input[i];
-        buffer = buffer.subspan(piece.size());
+    constexpr std::size_t kPiece = 64;
+    std::array<std::array<double, kPiece>, kMostLanes> inputs;
+    std::array<Lane, kMostLanes> pieces;
+    const std::size_t frames = lanes[0].buffer.size();
+    for (std::size_t done = 0; done < frames; done += kPiece) {
+        for (std::size_t i = 0; i < lanes.size(); ++i) {
+            pieces[i] = {lanes[i].filter, lanes[i].buffer.subspan(done, std::min(kPiece, frames - done))};
+            std::copy(pieces[i].buffer.begin(), pieces[i].buffer.end(), inputs[i].begin());
+        }
+        runSections(std::span(pieces).first(lanes.size()));
+        for (std::size_t i = 0; i < lanes.size(); ++i)
+            for (std::size_t j = 0; j < pieces[i].buffer.size(); ++j)
+                pieces[i].buffer[j] -= inputs[i][j];
     }
 }
 
-void DF1Cascade::runSections(std::span<double> buffer) noexcept
+void DF1Cascade::runSections(Lanes lanes) noexcept
 {
-    for (SectionState& past : std::span(state).first(stageCount))
-        past.clearDenormals();
-
-    auto steady = buffer;
-    if (rampCounter >= 0) {
-        const auto slideLength = std::min(buffer.size(), static_cast<std::size_t>(rampCounter + 1));
-        for (std::size_t stage = 0; stage < stageCount; ++stage)
-            slideSection(stage, buffer.first(slideLength));
-        steady = buffer.subspan(slideLength);
-        rampCounter -= static_cast<std::int64_t>(buffer.size());
+    const std::size_t frames = lanes[0].buffer.size();
+    const std::int64_t counter = lanes[0].filter->rampCounter;
+    std::size_t slideEnd = 0;
+    if (counter >= 0) {
+        slideEnd = std::min(frames, static_cast<std::size_t>(counter + 1));
+        runAll<SlidingSection>(lanes, 0, slideEnd);
     }
-
-    std::size_t stage = 0;
-    for (; stage + 1 < stageCount; stage += 2) {
-        RunningSection first(current[stage], state[stage]);
-        RunningSection second(current[stage + 1], state[stage + 1]);
-        for (double& x : steady)
-            x = second(first(x));
-        state[stage] = first.past();
-        state[stage + 1] = second.past();
+    if (slideEnd < frames)
+        runAll<RunningSection>(lanes, slideEnd, frames);
+    for (const Lane& lane : lanes) {
+        if (counter >= 0)
+            lane.filter->rampCounter -= static_cast<std::int64_t>(frames);
+        if (lane.filter->identity && lane.filter->rampCounter <= 0)
+            lane.filter->comeToRest();
     }
-    if (stage < stageCount) {
-        RunningSection last(current[stage], state[stage]);
-        for (double& x : steady)
-            x = last(x);
-        state[stage] = last.past();
-    }
-    if (identity && rampCounter <= 0)
-        comeToRest();
 }
 
-void DF1Cascade::slideSection(std::size_t stage, std::span<double> buffer) noexcept
+template <template <std::size_t> class Section>
+void DF1Cascade::runAll(Lanes lanes, std::size_t from, std::size_t to) noexcept
 {
-    RunningSection section(current[stage], state[stage]);
-    const BiquadSection end = target[stage];
-    const BiquadSection step = increment[stage];
-    BiquadSection now = current[stage];
-    auto counter = static_cast<double>(rampCounter);
-    for (double& x : buffer) {
-        now = beforeTarget(end, step, counter);
-        counter -= 1.0;
-        section.setCoefficients(now);
-        x = section(x);
+    const std::size_t stages = lanes[0].filter->stageCount;
+    for (std::size_t stage = 0; stage < stages; stage += 2) {
+        const bool two = stage + 1 < stages;
+        if (lanes.size() == 4 && two)
+            CpuDispatch<run<Section<4>, 2>>::run(lanes, stage, from, to);
+        else if (lanes.size() == 4)
+            CpuDispatch<run<Section<4>, 1>>::run(lanes, stage, from, to);
+        else if (two)
+            CpuDispatch<run<Section<2>, 2>>::run(lanes, stage, from, to);
+        else
+            CpuDispatch<run<Section<2>, 1>>::run(lanes, stage, from, to);
     }
-    current[stage] = now;
-    state[stage] = section.past();
+}
+
+template <typename Section, std::size_t count>
+[[gnu::always_inline]] inline void DF1Cascade::run(Lanes lanes, std::size_t stage, std::size_t from,
+                                                   std::size_t to) noexcept
+{
+    constexpr std::size_t width = Section::kWidth;
+    std::array<double*, width> signals;
+    for (std::size_t lane = 0; lane < width; ++lane)
+        signals[lane] = laneAt<width>(lanes, lane).buffer.data();
+    Section first(lanes, stage);
+    Section second(lanes, stage + count - 1);
+    for (std::size_t i = from; i < to; ++i) {
+        Vector<width> samples{};
+        for (std::size_t lane = 0; lane < width; ++lane)
+            samples[lane] = signals[lane][i];
+        first.step(samples);
+        if constexpr (count == 2)
+            second.step(samples);
+        for (std::size_t lane = 0; lane < width; ++lane)
+            signals[lane][i] = samples[lane];
+    }
+    first.save(lanes, stage);
+    if constexpr (count == 2)
+        second.save(lanes, stage + 1);
 }
 
 /// An identity runs no further than the block in which its slide ends. Its coefficients, which may lack the last step,

@@ -1,7 +1,9 @@
 // The detector: curve, time constants, look-ahead and smoothing, against closed forms and plain loops.
 
+#include "CpuDispatch.h"
 #include "DetectorChannel.h"
 #include "Effect.h"
+#include "PlainDetector.h"
 
 #include <gtest/gtest.h>
 
@@ -256,6 +258,87 @@ TEST(Detector, SmoothingIsTwoAveragesAndAChangeOfLookaheadMakesNoStep)
         const Signal expected = smoothedPlainly(gains, first, n, settings.finalCoefficient, state);
         EXPECT_LT(peakDifference(gainsOf(*smooth, levels), expected), 1e-12) << n;
         state = expected.back();
+    }
+}
+
+/// Two channels that die away from loud to far below what any state keeps, and come back.
+std::array<Signal, 2> dyingLevels()
+{
+    std::array<Signal, 2> levels{noise(9000, 6, 1.0), noise(9000, 7, 1.0)};
+    for (std::size_t i = 0; i < 9000; ++i)
+        for (std::size_t c = 0; c < 2; ++c)
+            levels[c][i] *= i < 7000 ? std::exp(-0.01 * static_cast<double>(i + 500 * c)) : 0.5;
+    return levels;
+}
+
+TEST(Detector, PairsAreThePlainDetectorOnAnyPathUnitAndBlock)
+{
+    const auto levels = dyingLevels();
+    for (int path = 0; path < 24; ++path) {
+        // The channels part company in the last of each three rounds: path, times, smoothing.
+        std::array<PlainDetector, 2> plain;
+        std::array<std::unique_ptr<DetectorChannel>, 2> detectors;
+        const double rate = path % 2 == 0 ? 48000.0 : 96000.0;
+        for (int c = 0; c < 2; ++c) {
+            const bool other = c == 1 && path % 3 == 2;
+            const int choice = path / 3 + (other ? 3 : 0);
+            const PlainDetector::Settings wanted{.thresholdDb = -40.0,
+                                                 .slope = 0.75,
+                                                 .kneePercent = 40.0,
+                                                 .ceilingDb = 24.0,
+                                                 .attackMs = other ? 5.0 : 0.5,
+                                                 .releaseMs = 10.0,
+                                                 .fastReleaseMs = 2.0,
+                                                 .rmsMs = 4.0,
+                                                 .holdMs = 0.5 * c,
+                                                 .lookaheadMs = path % 5 == 0 ? 0.0 : 1.7,
+                                                 .upward = (choice & 1) != 0,
+                                                 .dualRelease = (choice & 2) != 0,
+                                                 .smoothing = (choice & 4) != 0,
+                                                 .rateHz = rate};
+            const auto single = [](double value) { return static_cast<float>(value); };
+            plain[static_cast<std::size_t>(c)].set(wanted);
+            plain[static_cast<std::size_t>(c)].reset();
+            auto& detector = detectors[static_cast<std::size_t>(c)];
+            detector = std::make_unique<DetectorChannel>();
+            detector->set(makeDetectorSettings({.thresholdDb = single(wanted.thresholdDb),
+                                                .ratio = single(wanted.slope),
+                                                .kneePercent = single(wanted.kneePercent),
+                                                .ceilingDb = single(wanted.ceilingDb),
+                                                .attackMs = single(wanted.attackMs),
+                                                .releaseMs = single(wanted.releaseMs),
+                                                .fastReleaseMs = single(wanted.fastReleaseMs),
+                                                .rmsMs = single(wanted.rmsMs),
+                                                .holdMs = single(wanted.holdMs),
+                                                .lookaheadMs = single(wanted.lookaheadMs),
+                                                .upward = wanted.upward,
+                                                .dualRelease = wanted.dualRelease,
+                                                .smoothing = wanted.smoothing},
+                                               rate));
+        }
+        dsp::useVectorUnit(static_cast<dsp::VectorUnit>(path % 3));
+        auto gains = levels;
+        std::array<std::vector<std::int32_t>, 2> codes{std::vector<std::int32_t>(9000),
+                                                       std::vector<std::int32_t>(9000)};
+        const auto most = std::array<std::size_t, 4>{1, 37, 256, 4000}[static_cast<std::size_t>(path) % 4];
+        for (std::size_t done = 0; done < 9000; done += most) {
+            const std::size_t frames = std::min(most, 9000 - done);
+            const auto blockOf = [&](std::size_t c) {
+                return DetectorChannel::Block{*detectors[c], std::span(gains[c]).subspan(done, frames),
+                                              std::span(codes[c]).subspan(done, frames)};
+            };
+            DetectorChannel::processPair(blockOf(0), blockOf(1));
+        }
+        dsp::useVectorUnit(dsp::widestVectorUnit());
+        for (std::size_t c = 0; c < 2; ++c) {
+            plain[c].beginBlock();
+            for (std::size_t i = 0; i < 9000; ++i) {
+                const PlainDetector::Result expected = plain[c].process(levels[c][i]);
+                ASSERT_NEAR(gains[c][i], expected.gain, 1e-12 * std::max(1.0, expected.gain))
+                    << path << ' ' << c << ' ' << i;
+                ASSERT_EQ(codes[c][i], expected.code) << path << ' ' << c << ' ' << i;
+            }
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 #include "DF1Cascade.h"
 #include "BLTEQ.h"
+#include "CpuDispatch.h"
 #include "FilterSettings.h"
 #include "TrimoraEQ.h"
 
@@ -120,6 +121,53 @@ TEST(DF1Cascade, SlidesInAStraightLineAndRestartsFromWhereItStands)
             EXPECT_LT(peakDifference(output, expected), kTolerance) << count << " sections, block " << block;
         }
     }
+}
+
+/// Filters over signals of their own, or the later half behind the first half on the same signals.
+std::vector<Signal> runFilters(const std::vector<Sections>& settings, bool inSeries, std::size_t block, bool alone)
+{
+    std::vector<Cascade> cascades(settings.size());
+    std::vector<Signal> signals;
+    const std::size_t half = settings.size() / 2;
+    for (std::size_t i = 0; i < (inSeries ? half : settings.size()); ++i)
+        signals.push_back(noise(3000, static_cast<unsigned>(40 + i)));
+    for (std::size_t done = 0; done < 3000; done += block) {
+        std::vector<DF1Cascade::Lane> lanes;
+        for (std::size_t i = 0; i < settings.size(); ++i) {
+            if (done == 0 || (done >= 1500 && done < 1500 + block))
+                cascades[i].setCoefficients(done == 0 ? settings[i] : sections(settings[i].size(), 50));
+            cascades[i].beginBlock();
+            Signal& signal = signals[i % signals.size()];
+            lanes.push_back({&cascades[i], std::span(signal).subspan(done, std::min(block, 3000 - done))});
+        }
+        if (alone)
+            for (const DF1Cascade::Lane& lane : lanes)
+                lane.filter->processDouble(lane.buffer);
+        else if (inSeries)
+            DF1Cascade::processInSeries(std::span(lanes).first(half), std::span(lanes).last(half));
+        else
+            DF1Cascade::processTogether(lanes);
+    }
+    return signals;
+}
+
+TEST(DF1Cascade, FiltersTogetherAreThoseFiltersAlone)
+{
+    for (const VectorUnit unit : {VectorUnit::sse2, VectorUnit::avx2, VectorUnit::avx512}) {
+        useVectorUnit(unit);
+        for (const std::array<std::size_t, 4> counts :
+             {std::array<std::size_t, 4>{16, 16, 16, 16}, {5, 5, 5, 5}, {2, 2, 3, 3}, {4, 2, 4, 4}, {1, 0, 1, 1}}) {
+            std::vector<Sections> settings;
+            for (std::size_t i = 0; i < counts.size(); ++i)
+                settings.push_back(sections(counts[i], static_cast<unsigned>(30 + i)));
+            for (const std::size_t block : {1U, 63U, 128U, 333U, 3000U})
+                for (const bool inSeries : {false, true})
+                    for (const auto& some : {settings, {settings[0], settings[2]}, {settings[0], settings[1]}})
+                        EXPECT_TRUE(runFilters(some, inSeries, block, false) == runFilters(some, inSeries, block, true))
+                            << counts[1] << " sections, block " << block << ", filters " << some.size();
+        }
+    }
+    useVectorUnit(widestVectorUnit());
 }
 
 TEST(DF1Cascade, TakesOnlyTheNewestSet)
