@@ -40,19 +40,19 @@ BlockTransform::BlockTransform(std::size_t blockSize) : fft(blockSize), turn(2 *
     }
 }
 
-void BlockTransform::forwardPass(std::size_t pass, std::span<const double> block, std::span<double> work,
-                                 std::span<double> spectrum) const noexcept
+void BlockTransform::forward(Passes passes, std::span<const double> block, std::span<double> work,
+                             std::span<double> spectrum) const noexcept
 {
-    if (pass == 0)
+    if (passes.first == 0)
         CpuDispatch<turnForward>::run(blockSize(), block.data(), turn.data(), work.data());
-    fft.forwardPass(pass, work, spectrum);
+    fft.forward(passes, work, spectrum);
 }
 
-void BlockTransform::inversePass(std::size_t pass, std::span<const double> spectrum, std::span<double> work,
-                                 std::span<double> block, std::span<double> tail) const noexcept
+void BlockTransform::inverse(Passes passes, std::span<const double> spectrum, std::span<double> work,
+                             std::span<double> block, std::span<double> tail) const noexcept
 {
-    fft.inversePass(pass, spectrum, work);
-    if (pass == passes() - 1)
+    fft.inverse(passes, spectrum, work);
+    if (passes.end == fft.passes())
         CpuDispatch<turnBack>::run(blockSize(), work.data(), turn.data(), block.data(), tail.data());
 }
 

@@ -160,6 +160,18 @@ constexpr std::size_t twiddlesBefore(std::size_t points, std::size_t quarter) no
     return 2 * (points - 4 * quarter);
 }
 
+using Passes = FFT::Passes;
+
+constexpr std::size_t passesOf(std::size_t points) noexcept
+{
+    return (static_cast<std::size_t>(std::bit_width(points)) - 2) / 2;
+}
+
+constexpr std::size_t quarterOf(std::size_t points, std::size_t pass) noexcept
+{
+    return points >> (2 * (pass + 1));
+}
+
 [[gnu::always_inline]] inline void toBinsPass(std::size_t points, std::size_t quarter, const double* twiddles,
                                               double* time, double* spectrum) noexcept
 {
@@ -184,13 +196,57 @@ constexpr std::size_t twiddlesBefore(std::size_t points, std::size_t quarter) no
         radix8FromBins<4>(points, spectrum + points, spectrum, time + points, time);
 }
 
+// Loops whose length is known run without a test: passes of the sizes that convolvers use are compiled for themselves.
+template <std::size_t points, std::size_t pass = 0>
+[[gnu::always_inline]] inline void toBinsOf(Passes passes, const double* twiddles, double* time,
+                                            double* spectrum) noexcept
+{
+    if constexpr (pass < passesOf(points)) {
+        if (passes.first <= pass && pass < passes.end)
+            toBinsPass(points, quarterOf(points, pass), twiddles, time, spectrum);
+        toBinsOf<points, pass + 1>(passes, twiddles, time, spectrum);
+    }
+}
+
+template <std::size_t points, std::size_t pass = 0>
+[[gnu::always_inline]] inline void toTimeOf(Passes passes, const double* twiddles, const double* spectrum,
+                                            double* time) noexcept
+{
+    if constexpr (pass < passesOf(points)) {
+        if (passes.first <= pass && pass < passes.end)
+            toTimePass(points, quarterOf(points, passesOf(points) - 1 - pass), twiddles, spectrum, time);
+        toTimeOf<points, pass + 1>(passes, twiddles, spectrum, time);
+    }
+}
+
+[[gnu::always_inline]] inline void toBins(std::size_t points, Passes passes, const double* twiddles, double* time,
+                                          double* spectrum) noexcept
+{
+    if (points == 32)
+        return toBinsOf<32>(passes, twiddles, time, spectrum);
+    if (points == 128)
+        return toBinsOf<128>(passes, twiddles, time, spectrum);
+    for (std::size_t pass = passes.first; pass < passes.end; ++pass)
+        toBinsPass(points, quarterOf(points, pass), twiddles, time, spectrum);
+}
+
+[[gnu::always_inline]] inline void toTime(std::size_t points, Passes passes, const double* twiddles,
+                                          const double* spectrum, double* time) noexcept
+{
+    if (points == 32)
+        return toTimeOf<32>(passes, twiddles, spectrum, time);
+    if (points == 128)
+        return toTimeOf<128>(passes, twiddles, spectrum, time);
+    for (std::size_t pass = passes.first; pass < passes.end; ++pass)
+        toTimePass(points, quarterOf(points, passesOf(points) - 1 - pass), twiddles, spectrum, time);
+}
+
 } // namespace
 
 FFT::FFT(std::size_t size)
-    : points(size), passCount((static_cast<std::size_t>(std::bit_width(size)) - 2) / 2),
-      twiddles(twiddlesBefore(size, kLastRadix / 4)), places(size)
+    : points(size), passCount(passesOf(size)), twiddles(twiddlesBefore(size, kLastRadix / 4)), places(size)
 {
-    assert(quarterOf(passCount - 1) == kLastRadix / 4);
+    assert(quarterOf(size, passCount - 1) == kLastRadix / 4);
     for (std::size_t quarter = size / 4; quarter >= kLastRadix; quarter /= 4) {
         double* w = twiddles.data() + twiddlesBefore(size, quarter);
         for (std::size_t power = 1; power <= 3; ++power, w += 2 * quarter)
@@ -215,29 +271,16 @@ FFT::FFT(std::size_t size)
     }
 }
 
-void FFT::forwardPass(std::size_t pass, std::span<double> time, std::span<double> spectrum) const noexcept
+void FFT::forward(Passes passes, std::span<double> time, std::span<double> spectrum) const noexcept
 {
     assert(time.size() == 2 * points && spectrum.size() == 2 * points);
-    CpuDispatch<toBinsPass>::run(points, quarterOf(pass), twiddles.data(), time.data(), spectrum.data());
+    CpuDispatch<toBins>::run(points, passes, twiddles.data(), time.data(), spectrum.data());
 }
 
-void FFT::inversePass(std::size_t pass, std::span<const double> spectrum, std::span<double> time) const noexcept
+void FFT::inverse(Passes passes, std::span<const double> spectrum, std::span<double> time) const noexcept
 {
     assert(time.size() == 2 * points && spectrum.size() == 2 * points);
-    CpuDispatch<toTimePass>::run(points, quarterOf(passCount - 1 - pass), twiddles.data(), spectrum.data(),
-                                 time.data());
-}
-
-void FFT::forward(std::span<double> time, std::span<double> spectrum) const noexcept
-{
-    for (std::size_t pass = 0; pass < passCount; ++pass)
-        forwardPass(pass, time, spectrum);
-}
-
-void FFT::inverse(std::span<const double> spectrum, std::span<double> time) const noexcept
-{
-    for (std::size_t pass = 0; pass < passCount; ++pass)
-        inversePass(pass, spectrum, time);
+    CpuDispatch<toTime>::run(points, passes, twiddles.data(), spectrum.data(), time.data());
 }
 
 } // namespace sorvane::dsp

@@ -27,22 +27,29 @@ public:
     [[nodiscard]] std::size_t place(std::size_t bin) const { return places[bin]; }
 
     /// \p time serves as work space and holds nothing of use afterwards. The arrays don't overlap.
-    void forward(std::span<double> time, std::span<double> spectrum) const noexcept;
+    void forward(std::span<double> time, std::span<double> spectrum) const noexcept
+    {
+        forward({0, passCount}, time, spectrum);
+    }
 
     /// The arrays don't overlap.
-    void inverse(std::span<const double> spectrum, std::span<double> time) const noexcept;
+    void inverse(std::span<const double> spectrum, std::span<double> time) const noexcept
+    {
+        inverse({0, passCount}, spectrum, time);
+    }
 
-    /// \name One pass at a time, for a caller that spreads a transform over time
+    /// \name A few passes at a time, for a caller that spreads a transform over time
     /// Passes 0 to passes() - 1 in turn, with the same arrays, are one transform; each costs about the same.
     ///@{
+    struct Passes {
+        std::size_t first, end; ///< the last one is end - 1
+    };
     [[nodiscard]] std::size_t passes() const noexcept { return passCount; }
-    void forwardPass(std::size_t pass, std::span<double> time, std::span<double> spectrum) const noexcept;
-    void inversePass(std::size_t pass, std::span<const double> spectrum, std::span<double> time) const noexcept;
+    void forward(Passes passes, std::span<double> time, std::span<double> spectrum) const noexcept;
+    void inverse(Passes passes, std::span<const double> spectrum, std::span<double> time) const noexcept;
     ///@}
 
 private:
-    [[nodiscard]] std::size_t quarterOf(std::size_t pass) const noexcept { return points >> (2 * (pass + 1)); }
-
     std::size_t points;
     std::size_t passCount;
     AlignedBuffer twiddles; // for each radix-4 pass from the longest: cos and sin of w, of w^2 and of w^3
