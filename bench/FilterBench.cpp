@@ -1,3 +1,4 @@
+#include "AlignedBuffer.h"
 #include "BLTEQ.h"
 #include "FFT.h"
 #include "LinearPhaseDesign.h"

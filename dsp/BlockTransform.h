@@ -1,6 +1,5 @@
 #pragma once
 
-#include "AlignedBuffer.h"
 #include "FFT.h"
 
 #include <cstddef>
@@ -20,8 +19,8 @@ namespace sorvane::dsp {
 /// any but the audio thread. The transforms: any thread; they allocate nothing.
 class BlockTransform {
 public:
-    /// \param blockSize  n: 8 times a power of four, 32 and above. Throws std::bad_alloc.
-    explicit BlockTransform(std::size_t blockSize);
+    /// \param blockSize  n: 32, 128 or 512
+    explicit BlockTransform(std::size_t blockSize) noexcept;
 
     [[nodiscard]] std::size_t blockSize() const noexcept { return fft.size(); }
     using Passes = FFT::Passes;
@@ -43,7 +42,7 @@ public:
 
 private:
     FFT fft;
-    AlignedBuffer turn; // n cosines, then n sines
+    const double* turn; // n cosines, then n sines; shared as the FFT's tables are
 };
 
 } // namespace sorvane::dsp

@@ -7,6 +7,7 @@
 #include <cassert>
 #include <cmath>
 #include <numbers>
+#include <type_traits>
 
 namespace sorvane::dsp {
 
@@ -241,46 +242,76 @@ template <std::size_t points, std::size_t pass = 0>
         toTimePass(points, quarterOf(points, passesOf(points) - 1 - pass), twiddles, spectrum, time);
 }
 
+// Without a destructor: who ends an effect at the process's end, after its globals, still has its tables.
+template <std::size_t points>
+struct Twiddles {
+    alignas(64) std::array<double, twiddlesBefore(points, kLastRadix / 4)> values;
+
+    Twiddles() noexcept
+    {
+        for (std::size_t quarter = points / 4; quarter >= kLastRadix; quarter /= 4) {
+            double* w = values.data() + twiddlesBefore(points, quarter);
+            for (std::size_t power = 1; power <= 3; ++power, w += 2 * quarter)
+                for (std::size_t j = 0; j < quarter; ++j) {
+                    const double turns = static_cast<double>(power * j) / static_cast<double>(4 * quarter);
+                    const double angle = -2.0 * std::numbers::pi * turns;
+                    w[j] = std::cos(angle);
+                    w[quarter + j] = std::sin(angle);
+                }
+        }
+    }
+
+    static const double* shared() noexcept
+    {
+        static const Twiddles twiddles;
+        static_assert(std::is_trivially_destructible_v<Twiddles>);
+        return twiddles.values.data();
+    }
+};
+
+const double* sharedTwiddles(std::size_t points) noexcept
+{
+    switch (points) {
+    case 32:
+        return Twiddles<32>::shared();
+    case 128:
+        return Twiddles<128>::shared();
+    case 512:
+        return Twiddles<512>::shared();
+    case 2048:
+        return Twiddles<2048>::shared();
+    default:
+        assert(points == 8192);
+        return Twiddles<8192>::shared();
+    }
+}
+
 } // namespace
 
-FFT::FFT(std::size_t size)
-    : points(size), passCount(passesOf(size)), twiddles(twiddlesBefore(size, kLastRadix / 4)), places(size)
-{
-    assert(quarterOf(size, passCount - 1) == kLastRadix / 4);
-    for (std::size_t quarter = size / 4; quarter >= kLastRadix; quarter /= 4) {
-        double* w = twiddles.data() + twiddlesBefore(size, quarter);
-        for (std::size_t power = 1; power <= 3; ++power, w += 2 * quarter)
-            for (std::size_t j = 0; j < quarter; ++j) {
-                const double turns = static_cast<double>(power * j) / static_cast<double>(4 * quarter);
-                const double angle = -2.0 * std::numbers::pi * turns;
-                w[j] = std::cos(angle);
-                w[quarter + j] = std::sin(angle);
-            }
-    }
+FFT::FFT(std::size_t size) noexcept : points(size), passCount(passesOf(size)), twiddles(sharedTwiddles(size)) {}
 
-    const std::size_t tile = tileOf(size);
-    for (std::size_t bin = 0; bin < size; ++bin) {
-        // Each radix-4 pass sorts by the lowest digit of the bin that is left; the last pass by what remains.
-        std::size_t group = 0;
-        std::size_t rest = bin;
-        for (std::size_t groups = size / kLastRadix; groups > 1; rest /= 4) {
-            groups /= 4;
-            group += rest % 4 * groups;
-        }
-        places[bin] = (group / tile * kLastRadix + rest) * tile + group % tile;
+std::size_t FFT::place(std::size_t bin) const noexcept
+{
+    // Each radix-4 pass sorts by the lowest digit of the bin that is left; the last pass by what remains.
+    std::size_t group = 0;
+    for (std::size_t groups = points / kLastRadix; groups > 1; bin /= 4) {
+        groups /= 4;
+        group += bin % 4 * groups;
     }
+    const std::size_t tile = tileOf(points);
+    return (group / tile * kLastRadix + bin) * tile + group % tile;
 }
 
 void FFT::forward(Passes passes, std::span<double> time, std::span<double> spectrum) const noexcept
 {
     assert(time.size() == 2 * points && spectrum.size() == 2 * points);
-    CpuDispatch<toBins>::run(points, passes, twiddles.data(), time.data(), spectrum.data());
+    CpuDispatch<toBins>::run(points, passes, twiddles, time.data(), spectrum.data());
 }
 
 void FFT::inverse(Passes passes, std::span<const double> spectrum, std::span<double> time) const noexcept
 {
     assert(time.size() == 2 * points && spectrum.size() == 2 * points);
-    CpuDispatch<toTime>::run(points, passes, twiddles.data(), spectrum.data(), time.data());
+    CpuDispatch<toTime>::run(points, passes, twiddles, spectrum.data(), time.data());
 }
 
 } // namespace sorvane::dsp

@@ -1,10 +1,7 @@
 #pragma once
 
-#include "AlignedBuffer.h"
-
 #include <cstddef>
 #include <span>
-#include <vector>
 
 namespace sorvane::dsp {
 
@@ -15,16 +12,18 @@ namespace sorvane::dsp {
 /// point by point. Forward has the kernel exp(-2 pi i j k / n), inverse exp(+2 pi i j k / n); neither scales.
 /// Decimation in frequency by radix 4 with a last pass of radix 8, and its mirror image back, so that neighbouring
 /// butterflies fill a vector in every pass.
-/// Construction: any but the audio thread. The transforms: any thread, several at once too; they allocate nothing.
+/// The tables of a size are made once in the process, and only read from then on, so that instances in turn find them in
+/// the cache. Construction: any but the audio thread. The transforms: any thread, several at once too. Nothing
+/// allocates.
 class FFT {
 public:
-    /// \param size  number of complex points: 8 times a power of four, 32 and above. Throws std::bad_alloc.
-    explicit FFT(std::size_t size);
+    /// \param size  number of complex points: 32, 128, 512, 2048 or 8192
+    explicit FFT(std::size_t size) noexcept;
 
     [[nodiscard]] std::size_t size() const noexcept { return points; }
 
     /// Where a spectrum holds bin \p bin, 0 to size() - 1; its imaginary part stands size() doubles further on.
-    [[nodiscard]] std::size_t place(std::size_t bin) const { return places[bin]; }
+    [[nodiscard]] std::size_t place(std::size_t bin) const noexcept;
 
     /// \p time serves as work space and holds nothing of use afterwards. The arrays don't overlap.
     void forward(std::span<double> time, std::span<double> spectrum) const noexcept
@@ -52,8 +51,7 @@ public:
 private:
     std::size_t points;
     std::size_t passCount;
-    AlignedBuffer twiddles; // for each radix-4 pass from the longest: cos and sin of w, of w^2 and of w^3
-    std::vector<std::size_t> places;
+    const double* twiddles; // for each radix-4 pass from the longest: cos and sin of w, of w^2 and of w^3
 };
 
 } // namespace sorvane::dsp
