@@ -187,7 +187,7 @@ BenchResult runCase(const Case& benchCase, const BenchOptions& options, const st
                     std::size_t blocks)
 {
     std::vector<double> least(blocks, std::numeric_limits<double>::infinity());
-    malloc_trim(0);
+    malloc_trim(0); // what other cases freed goes back, so that this one's memory is its own
     const double memoryBefore = residentKiB();
     Rig rig(benchCase, options, audio);
     const auto warmUp = static_cast<std::size_t>(kWarmUpSeconds * options.rateHz / options.blockFrames) + 1;
@@ -242,7 +242,6 @@ std::vector<BenchResult> runBench(const BenchOptions& options)
     const auto audioFrames = std::max(static_cast<std::size_t>(frames), static_cast<std::size_t>(options.blockFrames));
     const std::array<Signal, 2> audio{speech(audioFrames, options.rateHz, 1), speech(audioFrames, options.rateHz, 2)};
 
-    mallopt(M_MMAP_THRESHOLD, 1 << 16); // what an instance frees goes back, so that the next case's memory is its own
     (void)start(allCases().front(), options); // what the first instance brings to the process
 
     std::vector<BenchResult> results;
