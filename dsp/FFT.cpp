@@ -227,6 +227,8 @@ template <std::size_t points, std::size_t pass = 0>
         return toBinsOf<32>(passes, twiddles, time, spectrum);
     if (points == 128)
         return toBinsOf<128>(passes, twiddles, time, spectrum);
+    if (points == 512)
+        return toBinsOf<512>(passes, twiddles, time, spectrum);
     for (std::size_t pass = passes.first; pass < passes.end; ++pass)
         toBinsPass(points, quarterOf(points, pass), twiddles, time, spectrum);
 }
@@ -238,6 +240,8 @@ template <std::size_t points, std::size_t pass = 0>
         return toTimeOf<32>(passes, twiddles, spectrum, time);
     if (points == 128)
         return toTimeOf<128>(passes, twiddles, spectrum, time);
+    if (points == 512)
+        return toTimeOf<512>(passes, twiddles, spectrum, time);
     for (std::size_t pass = passes.first; pass < passes.end; ++pass)
         toTimePass(points, quarterOf(points, passesOf(points) - 1 - pass), twiddles, spectrum, time);
 }
