@@ -1,39 +1,20 @@
 #include "FIRConvolver.h"
 #include "LinearPhaseFIR.h"
-#include "ResamplerHQ.h"
-
-#include <benchmark/benchmark.h>
+#include "Measure.h"
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <numeric>
-#include <random>
 #include <vector>
-
-// The counter perSample is for one channel and one sample at the base rate.
 
 namespace sorvane::dsp {
 namespace {
 
+using bench::noise;
+
 constexpr std::size_t kBlock = 64;
-
-std::vector<double> noise(std::size_t length)
-{
-    std::mt19937 generator(1);
-    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
-    std::vector<double> samples(length);
-    std::generate(samples.begin(), samples.end(), [&] { return uniform(generator); });
-    return samples;
-}
-
-void reportPerSample(benchmark::State& state, std::size_t frames)
-{
-    state.counters["perSample"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(frames),
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-}
 
 // Arguments: taps, block.
 void convolve(benchmark::State& state)
@@ -42,14 +23,7 @@ void convolve(benchmark::State& state)
     const auto frames = static_cast<std::size_t>(state.range(1));
     FIRConvolver convolver(length);
     convolver.load(noise(static_cast<std::size_t>(length)));
-    const auto input = noise(frames);
-    std::vector<double> samples(frames);
-    while (state.KeepRunning()) {
-        std::copy(input.begin(), input.end(), samples.begin());
-        convolver.process(samples);
-        benchmark::DoNotOptimize(samples.data());
-    }
-    reportPerSample(state, frames);
+    bench::runBlocks(state, frames, [&](std::vector<double>& samples) { convolver.process(samples); });
 }
 BENCHMARK(convolve)->ArgsProduct({{2048, 8192}, {1, 64, 512}});
 
@@ -119,22 +93,6 @@ void changeOver(benchmark::State& state)
     }
 }
 BENCHMARK(changeOver)->Arg(2048)->Arg(8192)->UseManualTime();
-
-// Arguments: 1 for the long kernel, 1 for up.
-void resample(benchmark::State& state)
-{
-    ResamplerHQ resampler;
-    resampler.setHq(state.range(0) != 0);
-    const bool up = state.range(1) != 0;
-    const auto input = noise(up ? kBlock : 2 * kBlock);
-    std::vector<double> output(up ? 2 * kBlock : kBlock);
-    while (state.KeepRunning()) {
-        resampler.process(up ? 2.0 : 0.5, input, output);
-        benchmark::DoNotOptimize(output.data());
-    }
-    reportPerSample(state, kBlock);
-}
-BENCHMARK(resample)->ArgsProduct({{0, 1}, {1, 0}});
 
 } // namespace
 } // namespace sorvane::dsp

@@ -2,8 +2,11 @@
 
 #include "CpuDispatch.h"
 
+#include <array>
+#include <cassert>
 #include <cmath>
 #include <numbers>
+#include <type_traits>
 
 namespace sorvane::dsp {
 
@@ -29,31 +32,58 @@ namespace {
     }
 }
 
-} // namespace
+template <std::size_t n>
+struct Turn {
+    alignas(64) std::array<double, 2 * n> values;
 
-BlockTransform::BlockTransform(std::size_t blockSize) : fft(blockSize), turn(2 * blockSize)
+    Turn() noexcept
+    {
+        for (std::size_t k = 0; k < n; ++k) {
+            const double angle = std::numbers::pi * static_cast<double>(k) / static_cast<double>(2 * n);
+            values[k] = std::cos(angle);
+            values[n + k] = std::sin(angle);
+        }
+    }
+
+    static const double* shared() noexcept
+    {
+        static const Turn turn;
+        static_assert(std::is_trivially_destructible_v<Turn>); // for the same reason as the FFT's
+        return turn.values.data();
+    }
+};
+
+const double* sharedTurn(std::size_t blockSize) noexcept
 {
-    for (std::size_t k = 0; k < blockSize; ++k) {
-        const double angle = std::numbers::pi * static_cast<double>(k) / static_cast<double>(2 * blockSize);
-        turn.data()[k] = std::cos(angle);
-        turn.data()[blockSize + k] = std::sin(angle);
+    switch (blockSize) {
+    case 32:
+        return Turn<32>::shared();
+    case 128:
+        return Turn<128>::shared();
+    default:
+        assert(blockSize == 512);
+        return Turn<512>::shared();
     }
 }
 
-void BlockTransform::forwardPass(std::size_t pass, std::span<const double> block, std::span<double> work,
-                                 std::span<double> spectrum) const noexcept
+} // namespace
+
+BlockTransform::BlockTransform(std::size_t blockSize) noexcept : fft(blockSize), turn(sharedTurn(blockSize)) {}
+
+void BlockTransform::forward(Passes passes, std::span<const double> block, std::span<double> work,
+                             std::span<double> spectrum) const noexcept
 {
-    if (pass == 0)
-        CpuDispatch<turnForward>::run(blockSize(), block.data(), turn.data(), work.data());
-    fft.forwardPass(pass, work, spectrum);
+    if (passes.first == 0)
+        CpuDispatch<turnForward>::run(blockSize(), block.data(), turn, work.data());
+    fft.forward(passes, work, spectrum);
 }
 
-void BlockTransform::inversePass(std::size_t pass, std::span<const double> spectrum, std::span<double> work,
-                                 std::span<double> block, std::span<double> tail) const noexcept
+void BlockTransform::inverse(Passes passes, std::span<const double> spectrum, std::span<double> work,
+                             std::span<double> block, std::span<double> tail) const noexcept
 {
-    fft.inversePass(pass, spectrum, work);
-    if (pass == passes() - 1)
-        CpuDispatch<turnBack>::run(blockSize(), work.data(), turn.data(), block.data(), tail.data());
+    fft.inverse(passes, spectrum, work);
+    if (passes.end == fft.passes())
+        CpuDispatch<turnBack>::run(blockSize(), work.data(), turn, block.data(), tail.data());
 }
 
 } // namespace sorvane::dsp

@@ -7,6 +7,7 @@
 #include <cassert>
 #include <cmath>
 #include <numbers>
+#include <type_traits>
 
 namespace sorvane::dsp {
 
@@ -160,6 +161,18 @@ constexpr std::size_t twiddlesBefore(std::size_t points, std::size_t quarter) no
     return 2 * (points - 4 * quarter);
 }
 
+using Passes = FFT::Passes;
+
+constexpr std::size_t passesOf(std::size_t points) noexcept
+{
+    return (static_cast<std::size_t>(std::bit_width(points)) - 2) / 2;
+}
+
+constexpr std::size_t quarterOf(std::size_t points, std::size_t pass) noexcept
+{
+    return points >> (2 * (pass + 1));
+}
+
 [[gnu::always_inline]] inline void toBinsPass(std::size_t points, std::size_t quarter, const double* twiddles,
                                               double* time, double* spectrum) noexcept
 {
@@ -184,60 +197,125 @@ constexpr std::size_t twiddlesBefore(std::size_t points, std::size_t quarter) no
         radix8FromBins<4>(points, spectrum + points, spectrum, time + points, time);
 }
 
+// Loops whose length is known run without a test: passes of the sizes that convolvers use are compiled for themselves.
+template <std::size_t points, std::size_t pass = 0>
+[[gnu::always_inline]] inline void toBinsOf(Passes passes, const double* twiddles, double* time,
+                                            double* spectrum) noexcept
+{
+    if constexpr (pass < passesOf(points)) {
+        if (passes.first <= pass && pass < passes.end)
+            toBinsPass(points, quarterOf(points, pass), twiddles, time, spectrum);
+        toBinsOf<points, pass + 1>(passes, twiddles, time, spectrum);
+    }
+}
+
+template <std::size_t points, std::size_t pass = 0>
+[[gnu::always_inline]] inline void toTimeOf(Passes passes, const double* twiddles, const double* spectrum,
+                                            double* time) noexcept
+{
+    if constexpr (pass < passesOf(points)) {
+        if (passes.first <= pass && pass < passes.end)
+            toTimePass(points, quarterOf(points, passesOf(points) - 1 - pass), twiddles, spectrum, time);
+        toTimeOf<points, pass + 1>(passes, twiddles, spectrum, time);
+    }
+}
+
+[[gnu::always_inline]] inline void toBins(std::size_t points, Passes passes, const double* twiddles, double* time,
+                                          double* spectrum) noexcept
+{
+    if (points == 32)
+        return toBinsOf<32>(passes, twiddles, time, spectrum);
+    if (points == 128)
+        return toBinsOf<128>(passes, twiddles, time, spectrum);
+    if (points == 512)
+        return toBinsOf<512>(passes, twiddles, time, spectrum);
+    for (std::size_t pass = passes.first; pass < passes.end; ++pass)
+        toBinsPass(points, quarterOf(points, pass), twiddles, time, spectrum);
+}
+
+[[gnu::always_inline]] inline void toTime(std::size_t points, Passes passes, const double* twiddles,
+                                          const double* spectrum, double* time) noexcept
+{
+    if (points == 32)
+        return toTimeOf<32>(passes, twiddles, spectrum, time);
+    if (points == 128)
+        return toTimeOf<128>(passes, twiddles, spectrum, time);
+    if (points == 512)
+        return toTimeOf<512>(passes, twiddles, spectrum, time);
+    for (std::size_t pass = passes.first; pass < passes.end; ++pass)
+        toTimePass(points, quarterOf(points, passesOf(points) - 1 - pass), twiddles, spectrum, time);
+}
+
+// Without a destructor: who ends an effect at the process's end, after its globals, still has its tables.
+template <std::size_t points>
+struct Twiddles {
+    alignas(64) std::array<double, twiddlesBefore(points, kLastRadix / 4)> values;
+
+    Twiddles() noexcept
+    {
+        for (std::size_t quarter = points / 4; quarter >= kLastRadix; quarter /= 4) {
+            double* w = values.data() + twiddlesBefore(points, quarter);
+            for (std::size_t power = 1; power <= 3; ++power, w += 2 * quarter)
+                for (std::size_t j = 0; j < quarter; ++j) {
+                    const double turns = static_cast<double>(power * j) / static_cast<double>(4 * quarter);
+                    const double angle = -2.0 * std::numbers::pi * turns;
+                    w[j] = std::cos(angle);
+                    w[quarter + j] = std::sin(angle);
+                }
+        }
+    }
+
+    static const double* shared() noexcept
+    {
+        static const Twiddles twiddles;
+        static_assert(std::is_trivially_destructible_v<Twiddles>);
+        return twiddles.values.data();
+    }
+};
+
+const double* sharedTwiddles(std::size_t points) noexcept
+{
+    switch (points) {
+    case 32:
+        return Twiddles<32>::shared();
+    case 128:
+        return Twiddles<128>::shared();
+    case 512:
+        return Twiddles<512>::shared();
+    case 2048:
+        return Twiddles<2048>::shared();
+    default:
+        assert(points == 8192);
+        return Twiddles<8192>::shared();
+    }
+}
+
 } // namespace
 
-FFT::FFT(std::size_t size)
-    : points(size), passCount((static_cast<std::size_t>(std::bit_width(size)) - 2) / 2),
-      twiddles(twiddlesBefore(size, kLastRadix / 4)), places(size)
-{
-    assert(quarterOf(passCount - 1) == kLastRadix / 4);
-    for (std::size_t quarter = size / 4; quarter >= kLastRadix; quarter /= 4) {
-        double* w = twiddles.data() + twiddlesBefore(size, quarter);
-        for (std::size_t power = 1; power <= 3; ++power, w += 2 * quarter)
-            for (std::size_t j = 0; j < quarter; ++j) {
-                const double turns = static_cast<double>(power * j) / static_cast<double>(4 * quarter);
-                const double angle = -2.0 * std::numbers::pi * turns;
-                w[j] = std::cos(angle);
-                w[quarter + j] = std::sin(angle);
-            }
-    }
+FFT::FFT(std::size_t size) noexcept : points(size), passCount(passesOf(size)), twiddles(sharedTwiddles(size)) {}
 
-    const std::size_t tile = tileOf(size);
-    for (std::size_t bin = 0; bin < size; ++bin) {
-        // Each radix-4 pass sorts by the lowest digit of the bin that is left; the last pass by what remains.
-        std::size_t group = 0;
-        std::size_t rest = bin;
-        for (std::size_t groups = size / kLastRadix; groups > 1; rest /= 4) {
-            groups /= 4;
-            group += rest % 4 * groups;
-        }
-        places[bin] = (group / tile * kLastRadix + rest) * tile + group % tile;
+std::size_t FFT::place(std::size_t bin) const noexcept
+{
+    // Each radix-4 pass sorts by the lowest digit of the bin that is left; the last pass by what remains.
+    std::size_t group = 0;
+    for (std::size_t groups = points / kLastRadix; groups > 1; bin /= 4) {
+        groups /= 4;
+        group += bin % 4 * groups;
     }
+    const std::size_t tile = tileOf(points);
+    return (group / tile * kLastRadix + bin) * tile + group % tile;
 }
 
-void FFT::forwardPass(std::size_t pass, std::span<double> time, std::span<double> spectrum) const noexcept
+void FFT::forward(Passes passes, std::span<double> time, std::span<double> spectrum) const noexcept
 {
     assert(time.size() == 2 * points && spectrum.size() == 2 * points);
-    CpuDispatch<toBinsPass>::run(points, quarterOf(pass), twiddles.data(), time.data(), spectrum.data());
+    CpuDispatch<toBins>::run(points, passes, twiddles, time.data(), spectrum.data());
 }
 
-void FFT::inversePass(std::size_t pass, std::span<const double> spectrum, std::span<double> time) const noexcept
+void FFT::inverse(Passes passes, std::span<const double> spectrum, std::span<double> time) const noexcept
 {
     assert(time.size() == 2 * points && spectrum.size() == 2 * points);
-    CpuDispatch<toTimePass>::run(points, quarterOf(passCount - 1 - pass), twiddles.data(), spectrum.data(),
-                                 time.data());
-}
-
-void FFT::forward(std::span<double> time, std::span<double> spectrum) const noexcept
-{
-    for (std::size_t pass = 0; pass < passCount; ++pass)
-        forwardPass(pass, time, spectrum);
-}
-
-void FFT::inverse(std::span<const double> spectrum, std::span<double> time) const noexcept
-{
-    for (std::size_t pass = 0; pass < passCount; ++pass)
-        inversePass(pass, spectrum, time);
+    CpuDispatch<toTime>::run(points, passes, twiddles, spectrum.data(), time.data());
 }
 
 } // namespace sorvane::dsp

@@ -31,6 +31,14 @@ void FIRConvolver::load(std::span<const double> newTaps)
         level.load(newTaps);
 }
 
+void FIRConvolver::shareTaps(const FIRConvolver& other) noexcept
+{
+    assert(other.taps == taps);
+    head = other.head;
+    for (std::size_t i = 0; i < levels.size(); ++i)
+        levels[i].shareTaps(other.levels[i]);
+}
+
 void FIRConvolver::process(std::span<double> samples) noexcept
 {
     while (!samples.empty()) {

@@ -27,6 +27,9 @@ public:
     /// Any but the audio thread, while no other uses this object; throws std::bad_alloc.
     void load(std::span<const double> newTaps);
 
+    /// Takes the taps of \p other, of the same length, and shares their memory with it. Threads as load.
+    void shareTaps(const FIRConvolver& other) noexcept;
+
     /// Filters a block in place. Audio thread.
     void process(std::span<double> samples) noexcept;
 

@@ -1,5 +1,6 @@
 #include "LinearPhaseDesign.h"
 
+#include "AlignedBuffer.h"
 #include "Kaiser.h"
 
 #include <cassert>
@@ -14,12 +15,13 @@ constexpr double kBeta = 12.0;
 } // namespace
 
 LinearPhaseDesign::LinearPhaseDesign(int length)
-    : fft(static_cast<std::size_t>(length)), window(kaiserWindow(length, kBeta)), spectrum(2 * fft.size()),
-      impulse(2 * fft.size())
+    : fft(static_cast<std::size_t>(length)), window(kaiserWindow(length, kBeta))
 {}
 
-void LinearPhaseDesign::design(std::span<const double> magnitudes, std::span<double> taps) noexcept
+void LinearPhaseDesign::design(std::span<const double> magnitudes, std::span<double> taps) const
 {
+    AlignedBuffer spectrum(2 * fft.size());
+    AlignedBuffer impulse(2 * fft.size());
     const std::size_t n = fft.size();
     const std::size_t half = n / 2;
     assert(magnitudes.size() == half + 1 && taps.size() == n);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "AlignedBuffer.h"
 #include "FFT.h"
 
 #include <span>
@@ -12,7 +11,7 @@ namespace sorvane::dsp {
 ///
 /// Frequency sampling: the zero-phase impulse response whose spectrum has the wanted magnitudes at its N bins, turned
 /// by half so that its centre comes to N / 2, times a Kaiser window of N points and beta 12. The filter delays by N
-/// / 2. Not on the audio thread; one thread at a time.
+/// / 2. Any but the audio thread, several at once too.
 class LinearPhaseDesign {
 public:
     /// \param length  N, number of taps: 8 times a power of four. Throws std::bad_alloc.
@@ -22,13 +21,12 @@ public:
 
     /// \param magnitudes  N / 2 + 1 linear gains, at i * rate / N Hz
     /// \param taps        N values to write
-    void design(std::span<const double> magnitudes, std::span<double> taps) noexcept;
+    /// Throws std::bad_alloc.
+    void design(std::span<const double> magnitudes, std::span<double> taps) const;
 
 private:
     FFT fft;
     std::vector<double> window;
-    AlignedBuffer spectrum;
-    AlignedBuffer impulse;
 };
 
 } // namespace sorvane::dsp

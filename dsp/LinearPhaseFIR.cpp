@@ -1,5 +1,6 @@
 #include "LinearPhaseFIR.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <new>
 #include <utility>
@@ -45,13 +46,18 @@ LinearPhaseFIR::preparePair(int length, const std::array<std::span<const double>
         pair = std::make_unique<Pair>(length);
     }
     if (!design || design->length() != length)
-        design = std::make_unique<LinearPhaseDesign>(length);
+        design = std::make_unique<const LinearPhaseDesign>(length);
 
     std::vector<double> taps(static_cast<std::size_t>(length));
     for (std::size_t channel = 0; channel < kChannels; ++channel) {
+        FIRConvolver& convolver = pair->channels[channel];
+        convolver.clear();
+        if (channel > 0 && std::ranges::equal(magnitudes[channel], magnitudes[0])) {
+            convolver.shareTaps(pair->channels[0]);
+            continue;
+        }
         design->design(magnitudes[channel], taps);
-        pair->channels[channel].clear();
-        pair->channels[channel].load(taps);
+        convolver.load(taps);
     }
     return pair;
 }

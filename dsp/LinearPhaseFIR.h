@@ -74,8 +74,8 @@ private:
     static void freeChain(Pair* first) noexcept;
     std::unique_ptr<Pair> preparePair(int length, const std::array<std::span<const double>, kChannels>& magnitudes);
 
-    std::unique_ptr<Pair> inUse;               // the audio thread's
-    std::unique_ptr<LinearPhaseDesign> design; // the parameter thread's, for the length loaded last
+    std::unique_ptr<Pair> inUse;                     // the audio thread's
+    std::unique_ptr<const LinearPhaseDesign> design; // the parameter thread's, for the length loaded last
     Relaxed<int> lengthInUse{kLength};
 
     // Each owns what it points to; who exchanges a pointer for another owns what was there. The audio thread empties the

@@ -4,6 +4,7 @@
 #include "BlockTransform.h"
 
 #include <cstddef>
+#include <memory>
 #include <span>
 
 namespace sorvane::dsp {
@@ -28,6 +29,9 @@ public:
     /// Takes the stretch's taps from the whole filter; blocks that are complete run out with the old ones. Any but the
     /// audio thread, while no other uses this object; throws std::bad_alloc.
     void load(std::span<const double> wholeFilter);
+
+    /// Takes the taps of \p other, of the same shape, and shares their memory with it. Threads as load.
+    void shareTaps(const UniformPartitions& other) noexcept { spectra = other.spectra; }
 
     /// Takes in kStep samples and adds this stretch's share of the next kStep outputs to \p ahead. Audio thread.
     void step(std::span<const double> newest, std::span<double> ahead) noexcept;
@@ -57,13 +61,13 @@ private:
     [[nodiscard]] std::size_t tasksToProducts() const noexcept { return transform.passes() + partitions; }
     [[nodiscard]] std::size_t tasks() const noexcept { return transform.passes() + tasksToProducts(); }
     void work(std::size_t target) noexcept;
-    void addProduct(std::size_t partition) noexcept;
+    void addProducts(std::size_t first, std::size_t end) noexcept;
 
     std::size_t start; // in the whole filter
     std::size_t partitions;
     std::size_t steps; // a block
     BlockTransform transform;
-    AlignedBuffer spectra; // of the partitions, one after the other
+    std::shared_ptr<AlignedBuffer> spectra; // of the partitions, one after the other
     State state;
 };
 

@@ -28,6 +28,11 @@ _sorvane()
             mapfile -t COMPREPLY < <(compgen -W 'KEEP float double pcm16 pcm24' -- "$cur")
             return
             ;;
+        --case)
+            mapfile -t COMPREPLY < <(compgen -W 'default linear8192 oversample oversample-hq minimum minimum192 heavy mono
+                bypass silence' -- "$cur")
+            return
+            ;;
         --sidechain)
             _filedir
             return
@@ -38,6 +43,7 @@ _sorvane()
         render) choices="$settings --state --sidechain --block --float --double --raw --format --report" ;;
         params) choices='--json --state' ;;
         response) choices="$settings --rate --points --channel --csv --png" ;;
+        bench) choices="$settings --case --seconds --block --rate --instances --json" ;;
         state)
             case ${words[2]-} in
                 show) choices='--json' ;;
@@ -45,7 +51,7 @@ _sorvane()
                 *) choices='show make' ;;
             esac
             ;;
-        *) choices='render params state response' ;;
+        *) choices='render params state response bench' ;;
     esac
     if ((cword == 1)) || [[ $cur == -* ]] || { ((cword == 2)) && [[ $command == state ]]; }; then
         mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$cur")

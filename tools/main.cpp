@@ -1,4 +1,5 @@
 #include "Alerts.h"
+#include "Bench.h"
 #include "OutputFile.h"
 #include "ParameterList.h"
 #include "ParameterSettings.h"
@@ -56,6 +57,12 @@ struct StateCall {
     tools::StateOptions options;
     SettingOptions settings;
     std::string file;
+    bool json = false;
+};
+
+struct BenchCall {
+    tools::BenchOptions options;
+    SettingOptions settings;
     bool json = false;
 };
 
@@ -126,6 +133,29 @@ CLI::App* addState(CLI::App& app, StateCall& call)
     addSettings(*make, call.settings);
     make->add_option("--preset-name", call.options.presetName, "Name of the program; that of the file when not given");
     make->add_flag("--plain", call.options.plain, "Text that can be read and compared, instead of deflated");
+    return command;
+}
+
+CLI::App* addBench(CLI::App& app, BenchCall& call)
+{
+    CLI::App* const command = app.add_subcommand("bench", "Time the effect");
+    addSettings(*command, call.settings);
+    command->add_option("--case", call.options.cases, "What to time; may be repeated; all when not given")
+        ->check(CLI::IsMember(tools::benchCases()))
+        ->allow_extra_args(false);
+    command->add_option("--seconds", call.options.seconds, "Audio a pass, of which there are 7")
+        ->check(CLI::Range(0.1, 3600.0))
+        ->capture_default_str();
+    command->add_option("--block", call.options.blockFrames, "Frames a block")
+        ->check(CLI::Range(1, 1 << 16))
+        ->capture_default_str();
+    command->add_option("--rate", call.options.rateHz, "Sample rate in Hz")
+        ->check(CLI::Range(8000.0, 768000.0))
+        ->capture_default_str();
+    command->add_option("--instances", call.options.instances, "Instances that run in turn, block by block")
+        ->check(CLI::Range(1, 1024))
+        ->capture_default_str();
+    command->add_flag("--json", call.json, "As JSON");
     return command;
 }
 
@@ -220,6 +250,14 @@ int runResponse(const CLI::App& command, ResponseCall& call)
     return stopRequested ? endBySignal() : static_cast<int>(ExitCode::done);
 }
 
+int runBench(const CLI::App& command, BenchCall& call)
+{
+    call.options.settings = settingsInOrder(command, call.settings);
+    const auto results = tools::runBench(call.options);
+    std::cout << (call.json ? tools::benchJson(results) : tools::benchTable(results));
+    return static_cast<int>(ExitCode::done);
+}
+
 /// The parser itself says only that a command is missing.
 void requireKnownCommand(const CLI::App& app, const std::string& word)
 {
@@ -254,6 +292,8 @@ int run(int argc, char** argv)
     const CLI::App* const response = addResponse(app, responseCall);
     StateCall stateCall;
     const CLI::App* const state = addState(app, stateCall);
+    BenchCall benchCall;
+    const CLI::App* const bench = addBench(app, benchCall);
     CLI::App* const params = app.add_subcommand("params", "List the effect's parameters");
     bool json = false;
     params->add_flag("--json", json, "As JSON");
@@ -273,6 +313,8 @@ int run(int argc, char** argv)
         return runResponse(*response, responseCall);
     if (state->parsed())
         return runState(*state, stateCall);
+    if (bench->parsed())
+        return runBench(*bench, benchCall);
     const auto plug = std::make_unique<core::Plug>(nullptr, core::Plug::Start::factoryValues);
     if (!stateFile.empty())
         tools::loadState(*plug, stateFile);

@@ -319,6 +319,29 @@ TEST_F(Tool, ResponseIsThatOfTheAnalogFilters)
     EXPECT_NE(run("response --points 2 --csv -").text.find("\n24000.00,"), std::string::npos);
 }
 
+TEST_F(Tool, BenchTimesWhatItIsAsked)
+{
+    const Outcome json = run("bench --json --seconds 0.1 --block 100 --instances 2 --rate 96000 --case mono "
+                             "--case default --set kLookahead=0 --set kLinearPhase=0");
+    ASSERT_EQ(json.exitCode, 0) << json.text;
+    const auto results = nlohmann::json::parse(json.text);
+    ASSERT_EQ(results.size(), 2U);
+    EXPECT_EQ(results[0]["case"], "default"); // in the order in which they run
+    EXPECT_EQ(results[1]["case"], "mono");
+    for (const auto& result : results) {
+        const double frames = result["blockFrames"].get<double>() * result["instances"].get<double>();
+        EXPECT_EQ(frames, 200.0);
+        EXPECT_EQ(result["latencySamples"], 0);
+        EXPECT_LE(result["medianBlockNs"], result["p99BlockNs"]);
+        EXPECT_LE(result["p99BlockNs"], result["worstBlockNs"]);
+        EXPECT_LE(result["nsPerFrame"].get<double>() * frames, result["worstBlockNs"].get<double>() * 1.000001);
+        EXPECT_NEAR(result["corePercent"].get<double>(), result["nsPerFrame"].get<double>() * 96000.0 / 1e7, 1e-9);
+        EXPECT_GT(result["residentKiB"], 100.0);
+    }
+    EXPECT_LT(results[1]["nsPerFrame"], results[0]["nsPerFrame"]);
+    EXPECT_EQ(run("bench --case no-such").exitCode, 2);
+}
+
 TEST_F(Tool, BadCallsAndFilesAreToldAndLeaveNothing)
 {
     const Signal voice = noise(9000, 5, 0.9);
