@@ -43,8 +43,8 @@ template <typename Sample>
 {
     for (std::size_t i = 0; i < count; ++i) {
         const auto sample = static_cast<double>(source[i]);
-        const double bounded = sample < kMostSample ? sample : kMostSample;
-        destination[i] = bounded > -kMostSample ? bounded : -kMostSample;
+        const double bounded = sample > kMostSample ? kMostSample : sample;
+        destination[i] = bounded < -kMostSample ? -kMostSample : bounded;
     }
 }
 
@@ -54,8 +54,8 @@ template <typename Sample>
 {
     constexpr double kMost = std::numeric_limits<Sample>::max();
     for (std::size_t i = 0; i < count; ++i) {
-        const double bounded = source[i] < kMost ? source[i] : kMost;
-        destination[i] = static_cast<Sample>(bounded > -kMost ? bounded : -kMost);
+        const double bounded = source[i] > kMost ? kMost : source[i];
+        destination[i] = static_cast<Sample>(bounded < -kMost ? -kMost : bounded);
     }
 }
 
