@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -84,6 +85,22 @@ TEST(LinearPhaseFIR, TakesTheNewestPairAtABlockAndKeepsTheSignalForTheSameLength
     EXPECT_NEAR(settle(fir, 1), 1.0, kTolerance);
     fir.clear();
     EXPECT_NEAR(settle(fir, kNormal / 2), 0.0, kTolerance);
+}
+
+// Channels that filter alike share their taps until one of them gets others. Each pair is loaded again after the next one.
+TEST(LinearPhaseFIR, ChannelsKeepTheirOwnGainHoweverOftenTheyAgreed)
+{
+    LinearPhaseFIR fir;
+    for (const auto& [first, second] :
+         {std::pair{0.5, 0.5}, {0.25, 0.25}, {1.0, 2.0}, {3.0, 3.0}, {2.0, 4.0}, {1.5, 1.5}}) {
+        const std::vector<double> magnitudes0(kNormal / 2 + 1, first);
+        const std::vector<double> magnitudes1(kNormal / 2 + 1, second);
+        ASSERT_TRUE(fir.load(kNormal, {magnitudes0, magnitudes1}));
+        std::vector<double> samples(2 * kNormal, 1.0);
+        EXPECT_NEAR(settle(fir, 2 * kNormal), first, 4.0 * kTolerance);
+        fir.process(1, samples);
+        EXPECT_NEAR(samples.back(), second, 4.0 * kTolerance);
+    }
 }
 
 TEST(LinearPhaseFIR, FreesWhatItReplacedOnlyWhenAskedAndKeepsTheOldPairWithoutMemory)

@@ -338,7 +338,6 @@ TEST_F(Tool, BenchTimesWhatItIsAsked)
         EXPECT_NEAR(result["corePercent"].get<double>(), result["nsPerFrame"].get<double>() * 96000.0 / 1e7, 1e-9);
         EXPECT_GT(result["residentKiB"], 100.0);
     }
-    EXPECT_LT(results[1]["nsPerFrame"], results[0]["nsPerFrame"]);
     EXPECT_EQ(run("bench --case no-such").exitCode, 2);
 }
 
