@@ -16,12 +16,29 @@ namespace {
 
 constexpr float kLargestSize = 512.0F;
 constexpr float kWidestText = CDIB::kMaxSide;
+constexpr int kLargestGlyph = 4096;        ///< pixels; larger ones aren't drawn
 constexpr std::size_t kLongestText = 4096; ///< bytes; what follows isn't drawn
 
 struct VertexDeleter {
     const stbtt_fontinfo* info;
     void operator()(stbtt_vertex* vertices) const { stbtt_FreeShape(info, vertices); }
 };
+
+Font::Box boundsOf(std::span<const stbtt_vertex> outline)
+{
+    if (outline.empty())
+        return {};
+    Font::Box box{outline[0].x, outline[0].y, outline[0].x, outline[0].y};
+    const auto add = [&box](int x, int y) {
+        box = {std::min(box.left, x), std::min(box.bottom, y), std::max(box.right, x), std::max(box.top, y)};
+    };
+    for (const stbtt_vertex& vertex : outline) {
+        add(vertex.x, vertex.y);
+        if (vertex.type == STBTT_vcurve)
+            add(vertex.cx, vertex.cy);
+    }
+    return box;
+}
 
 float cutSize(float size)
 {
@@ -47,8 +64,8 @@ int depthOf(const Font& font, const std::vector<int>& glyphs, float scale)
 {
     int depth = 0;
     for (const int glyph : glyphs)
-        depth = std::max(depth, -static_cast<int>(std::floor(static_cast<float>(font.boxOf(glyph).bottom) * scale)));
-    return depth;
+        depth = std::max(depth, -floorToPixel(static_cast<float>(font.boxOf(glyph).bottom) * scale));
+    return std::min(depth, kLargestGlyph);
 }
 
 } // namespace
@@ -105,29 +122,29 @@ void Font::rasterise(int glyph, float scale, float x, float baseline, Coverage& 
     stbtt_vertex* shape = nullptr;
     const int count = stbtt_GetGlyphShape(info.get(), glyph, &shape);
     const std::unique_ptr<stbtt_vertex, VertexDeleter> vertices(shape, {info.get()});
-    const Box box = boxOf(glyph);
+    // Of the outline itself, since what the file says of its box may be wrong. All of it is rasterised: the library takes
+    // no part.
+    const Box box = boundsOf({shape, static_cast<std::size_t>(std::max(count, 0))});
     const auto edge = [scale](int units) { return static_cast<float>(units) * scale; };
-    const PixelRect bounds =
-        PixelRect{floorToPixel(x + edge(box.left)), floorToPixel(baseline - edge(box.top)),
-                  ceilToPixel(x + edge(box.right)) + 1, ceilToPixel(baseline - edge(box.bottom)) + 1}
-            .intersectedWith({0, 0, image.width, image.height});
-    if (count <= 0 || bounds.isEmpty())
+    const PixelRect bounds{floorToPixel(x + edge(box.left)), floorToPixel(baseline - edge(box.top)),
+                           ceilToPixel(x + edge(box.right)) + 1, ceilToPixel(baseline - edge(box.bottom)) + 1};
+    const PixelRect seen = bounds.intersectedWith({0, 0, image.width, image.height});
+    if (count <= 0 || seen.isEmpty() || bounds.width() > kLargestGlyph || bounds.height() > kLargestGlyph)
         return;
-    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(bounds.width()) *
-                                     static_cast<std::size_t>(bounds.height()));
+    const auto width = static_cast<std::size_t>(bounds.width());
+    std::vector<std::uint8_t> pixels(width * static_cast<std::size_t>(bounds.height()));
     stbtt__bitmap bitmap{bounds.width(), bounds.height(), bounds.width(), pixels.data()};
-    // Flattened to a third of a pixel; offsets are taken off the pixel's place.
-    stbtt_Rasterize(&bitmap, 0.35F, shape, count, scale, scale, x - static_cast<float>(bounds.left),
+    constexpr float kFlatness = 0.35F; // pixels between a curve and its chords
+    stbtt_Rasterize(&bitmap, kFlatness, shape, count, scale, scale, x - static_cast<float>(bounds.left),
                     baseline - static_cast<float>(bounds.top), 0, 0, 1, nullptr);
-    for (int row = 0; row < bounds.height(); ++row)
-        for (int column = 0; column < bounds.width(); ++column) {
-            std::uint8_t& to =
-                image.values[static_cast<std::size_t>(bounds.top + row) * static_cast<std::size_t>(image.width) +
-                             static_cast<std::size_t>(bounds.left + column)];
-            const std::uint8_t from = pixels[static_cast<std::size_t>(row) * static_cast<std::size_t>(bounds.width()) +
-                                             static_cast<std::size_t>(column)];
-            to = static_cast<std::uint8_t>(std::min(to + from, 255)); // kerned glyphs may share a column
-        }
+    for (int y = seen.top; y < seen.bottom; ++y) {
+        const std::uint8_t* from = &pixels[static_cast<std::size_t>(y - bounds.top) * width];
+        from += seen.left - bounds.left;
+        std::uint8_t* to = &image.values[static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width)];
+        to += seen.left;
+        for (int i = 0; i < seen.width(); ++i)
+            to[i] = static_cast<std::uint8_t>(std::min(to[i] + from[i], 255)); // kerned glyphs may share a column
+    }
 }
 
 const Font* getFont(std::string_view name)

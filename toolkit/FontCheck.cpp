@@ -14,6 +14,7 @@ namespace {
 constexpr std::size_t kLargestFile = 32U << 20;
 constexpr int kDeepestComposite = 8;
 constexpr int kMostPoints = 20000;        ///< of a glyph with its components
+constexpr int kSmallestAscent = 16;       ///< a size in pixels is spread over few units otherwise
 constexpr int kLargestCoordinate = 16000; ///< so that sums of offsets stay within 16 bits
 
 /// A part of the file. Reading beyond its end gives 0 and is remembered.
@@ -69,9 +70,10 @@ public:
         longOffsets = head.u16(50) == 1;
         if (head.size() < 54 || hhea.size() < 36 || maxp.size() < 6 || head.u16(50) > 1 || glyphs == 0)
             return false;
-        const int height = hhea.s16(4) - hhea.s16(6);
-        if (height <= 0 || hmetrics == 0 || hmetrics > glyphs || hmtx.size() < 4 * hmetrics + 2 * (glyphs - hmetrics) ||
-            loca.size() < (glyphs + 1) * (longOffsets ? 4 : 2))
+        const int ascent = hhea.s16(4);
+        const int descent = hhea.s16(6);
+        if (ascent < kSmallestAscent || descent > 0 || hmetrics == 0 || hmetrics > glyphs ||
+            hmtx.size() < 4 * hmetrics + 2 * (glyphs - hmetrics) || loca.size() < (glyphs + 1) * (longOffsets ? 4 : 2))
             return false;
         return isCharacterMapSound() && isKerningSound() && areGlyphsSound(glyphs);
     }
@@ -217,10 +219,13 @@ private:
         if (contours == 0)
             return GlyphSize{};
         std::size_t points = 0;
+        std::vector<std::size_t> lonely; // points that are a contour on their own
         for (std::size_t i = 0; i < contours && !glyph.overread(); ++i) {
             const std::size_t end = glyph.u16(10 + 2 * i) + std::size_t{1};
             if (end <= points)
                 return std::nullopt;
+            if (end == points + 1)
+                lonely.push_back(points);
             points = end;
         }
         if (glyph.overread() || points > kMostPoints)
@@ -232,6 +237,10 @@ private:
             const std::size_t repeats = (flag & 8) != 0 ? glyph.u8(at++) : 0;
             flags.insert(flags.end(), std::min(repeats + 1, points - flags.size()), flag);
         }
+        constexpr std::uint32_t kOnCurve = 1;
+        if (glyph.overread() || std::any_of(lonely.begin(), lonely.end(),
+                                            [&](std::size_t point) { return (flags[point] & kOnCurve) == 0; }))
+            return std::nullopt; // such a contour has no beginning
         GlyphSize size{static_cast<int>(points), 0};
         for (const auto& [shortBit, sameBit] : {std::pair{2U, 16U}, {4U, 32U}}) {
             int coordinate = 0;
