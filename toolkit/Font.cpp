@@ -16,7 +16,7 @@ namespace {
 
 constexpr float kLargestSize = 512.0F;
 constexpr float kWidestText = CDIB::kMaxSide;
-constexpr int kLargestGlyph = 4096;        ///< pixels; larger ones aren't drawn
+constexpr int kLargestGlyph = 2048;        ///< pixels; larger ones aren't drawn
 constexpr std::size_t kLongestText = 4096; ///< bytes; what follows isn't drawn
 
 struct VertexDeleter {
@@ -201,6 +201,25 @@ std::vector<std::uint32_t> decodeUtf8(std::string_view text)
         i += valid ? length : 1;
     }
     return codes;
+}
+
+std::string encodeUtf8(std::span<const std::uint32_t> codes)
+{
+    std::string text;
+    const auto add = [&text](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
+    for (std::uint32_t code : codes) {
+        if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF))
+            code = 0xFFFD;
+        if (code < 0x80) {
+            add(code);
+            continue;
+        }
+        const int following = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+        add((0xFF80U >> following & 0xFFU) | code >> (6 * following));
+        for (int i = following - 1; i >= 0; --i)
+            add(0x80U | (code >> (6 * i) & 0x3FU));
+    }
+    return text;
 }
 
 TextSize measureText(const Font& font, float size, std::string_view text)

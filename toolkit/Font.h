@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,6 +56,9 @@ private:
 
 /// The code points of UTF-8; each byte that isn't part of a valid one gives U+FFFD.
 [[nodiscard]] std::vector<std::uint32_t> decodeUtf8(std::string_view text);
+
+/// UTF-8 of code points; one that is none gives U+FFFD.
+[[nodiscard]] std::string encodeUtf8(std::span<const std::uint32_t> codes);
 
 struct TextSize {
     float width = 0.0F; ///< of all advances with kerning

@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::size_t kLargestFile = 32U << 20;
 constexpr int kDeepestComposite = 8;
-constexpr int kMostPoints = 20000;        ///< of a glyph with its components
-constexpr int kSmallestAscent = 16;       ///< a size in pixels is spread over few units otherwise
+constexpr int kMostPoints = 3000;         ///< of a glyph with its components
+constexpr int kSmallestAscent = 256;      ///< a size in pixels is spread over few units otherwise
 constexpr int kLargestCoordinate = 16000; ///< so that sums of offsets stay within 16 bits
 
 /// A part of the file. Reading beyond its end gives 0 and is remembered.

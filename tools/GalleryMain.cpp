@@ -2,6 +2,7 @@
 
 #include "Failure.h"
 #include "Gallery.h"
+#include "HeadlessWindow.h"
 #include "OutputFile.h"
 #include "Png.h"
 
@@ -15,14 +16,15 @@ namespace {
 
 using namespace sorvane;
 
-toolkit::Shared<toolkit::CDIB> drawnGallery(float scale)
+void writePicture(float scale, const std::string& path)
 {
-    using namespace toolkit;
-    auto image = Shared<CDIB>::adopt(
-        new CDIB(roundToPixel(tools::kGalleryWidth * scale), roundToPixel(tools::kGalleryHeight * scale), false));
-    COffscreenContext context(*image, scale);
-    tools::drawGallery(context);
-    return image;
+    tools::Gallery gallery(scale);
+    platform::HeadlessWindow window(toolkit::roundToPixel(tools::kGalleryWidth * scale),
+                                    toolkit::roundToPixel(tools::kGalleryHeight * scale));
+    gallery.getFrame().open(window);
+    gallery.getFrame().idle();
+    tools::writeFile(path, toolkit::writePng(gallery.getFrame().getPicture()));
+    gallery.getFrame().close();
 }
 
 } // namespace
@@ -36,7 +38,7 @@ int main(int argc, char** argv)
     app.add_option("--png", pngPath, "draw it to a file and end; - is standard output")->required();
     try {
         app.parse(argc, argv);
-        tools::writeFile(pngPath, toolkit::writePng(*drawnGallery(scale)));
+        writePicture(scale, pngPath);
         return 0;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : static_cast<int>(tools::ExitCode::usage);

@@ -243,7 +243,13 @@ constexpr std::array kPanels{
     GalleryPanel{"Images in memory", {572, 458, 940, 628}, drawImages},
 };
 
-/// The frame, title and inside of a panel.
+} // namespace
+
+std::span<const GalleryPanel> galleryPanels()
+{
+    return kPanels;
+}
+
 void drawPanel(CDrawContext& context, const GalleryPanel& panel)
 {
     const CRect& rect = panel.rect;
@@ -255,27 +261,8 @@ void drawPanel(CDrawContext& context, const GalleryPanel& panel)
     context.setFrameColor(CColor::fromRgb(0x253038));
     context.drawRect({0, 0, rect.width() - 1, rect.height() - 1});
     label(context, 8.0F, 3.0F, panel.title, 11.0F, kPale, bold());
-    panel.draw(context);
-}
-
-} // namespace
-
-std::span<const GalleryPanel> galleryPanels()
-{
-    return kPanels;
-}
-
-void drawGallery(CDrawContext& context)
-{
-    context.setFillColor(CColor::fromRgb(0x06090C));
-    context.drawRect({0, 0, kGalleryWidth, kGalleryHeight}, DrawStyle::filled);
-    label(context, 14.0F, 8.0F, "Sorvane", 20.0F, kAccent, bold());
-    label(context, 104.0F, 14.0F, "view toolkit", 14.0F, kGrey);
-    for (const GalleryPanel& panel : galleryPanels()) {
-        context.setOffset(panel.rect.origin());
-        drawPanel(context, panel);
-    }
-    context.setOffset({});
+    if (panel.draw != nullptr)
+        panel.draw(context);
 }
 
 } // namespace sorvane::tools
