@@ -26,7 +26,6 @@ public:
     /// Waits for events.
     /// \return whether there are any
     virtual bool awaitEvents(int milliseconds) = 0;
-    [[nodiscard]] virtual std::uintptr_t getHandle() const = 0;
     /// Dots per inch of the user's screen, as they set it; 96 when they didn't.
     [[nodiscard]] virtual double getDpi() const = 0;
 };

@@ -21,6 +21,8 @@ public:
     /// \param pixels  0xRRGGBB each, of the picture's top left
     /// \param width   pixels from one row to the next
     virtual void present(const std::uint32_t* pixels, int width, const WindowArea& area) = 0;
+    /// The system's number for it, 0 for none.
+    [[nodiscard]] virtual std::uintptr_t getHandle() const { return 0; }
     virtual void resize(int width, int height) = 0;
     virtual void setCursor(CursorShape shape) = 0;
     virtual void showPointer(bool show) = 0;

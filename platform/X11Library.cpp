@@ -37,6 +37,8 @@ bool load(X11Library& x)
     loader.find("XResourceManagerString", x.resourceManagerString);
     loader.find("XCreateWindow", x.createWindow);
     loader.find("XDestroyWindow", x.destroyWindow);
+    loader.find("XCreateColormap", x.createColormap);
+    loader.find("XFreeColormap", x.freeColormap);
     loader.find("XMapWindow", x.mapWindow);
     loader.find("XResizeWindow", x.resizeWindow);
     loader.find("XStoreName", x.storeName);

@@ -24,6 +24,8 @@ struct X11Library {
     decltype(&::XResourceManagerString) resourceManagerString;
     decltype(&::XCreateWindow) createWindow;
     decltype(&::XDestroyWindow) destroyWindow;
+    decltype(&::XCreateColormap) createColormap;
+    decltype(&::XFreeColormap) freeColormap;
     decltype(&::XMapWindow) mapWindow;
     decltype(&::XResizeWindow) resizeWindow;
     decltype(&::XStoreName) storeName;

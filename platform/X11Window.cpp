@@ -159,7 +159,7 @@ bool X11Window::create(const Request& request)
         return false; // pixels are presented as 0xRRGGBB
     XSetWindowAttributes attributes{};
     attributes.event_mask = ExposureMask | StructureNotifyMask | ButtonPressMask | ButtonReleaseMask |
-                            PointerMotionMask | LeaveWindowMask | KeyPressMask | FocusChangeMask;
+                            PointerMotionMask | LeaveWindowMask | VisibilityChangeMask | KeyPressMask | FocusChangeMask;
     attributes.bit_gravity = NorthWestGravity;
     errors->take();
     window = x.createWindow(&display, topLevel ? x.defaultRootWindow(&display) : request.parent, 0, 0,
@@ -376,6 +376,12 @@ void X11Window::handle(XEvent& event)
     case Expose:
         listener->windowExposed({event.xexpose.x, event.xexpose.y, event.xexpose.x + event.xexpose.width,
                                  event.xexpose.y + event.xexpose.height});
+        break;
+    case VisibilityNotify:
+        listener->windowSeen(event.xvisibility.state != VisibilityFullyObscured);
+        break;
+    case UnmapNotify:
+        listener->windowSeen(false);
         break;
     case ConfigureNotify:
         listener->windowResized(event.xconfigure.width, event.xconfigure.height);

@@ -48,6 +48,9 @@ public:
     /// In the larger pixel font, where this way of drawing has it ready. \param colour  0xBBGGRR
     virtual void drawPixelText(std::string_view /*text*/, float /*x*/, float /*y*/, std::uint32_t /*colour*/) {}
 
+    /// Whether text that changes is best given to drawText, which has glyphs ready.
+    [[nodiscard]] virtual bool hasBakedText() const { return false; }
+
     /// Draws the part of an image that begins at \p sourceOffset into \p destination, pixels as they are next to those
     /// that they are mapped to.
     /// \param sourceScale  pixels of the image per logical pixel, divided by its density

@@ -279,6 +279,12 @@ bool CFrame::windowKeyDown(const KeyPress& key)
     return taker && taker->onKeyDown(key);
 }
 
+void CFrame::windowSeen(bool seen)
+{
+    const auto guard = lock();
+    seenChanged(seen);
+}
+
 void CFrame::windowFocusChanged(bool hasFocus)
 {
     const auto guard = lock();

@@ -20,14 +20,16 @@ public:
     ~CFrame() override;
 
     /// The window must outlive the frame or closed() of it.
-    void open(platform::Window& newWindow);
+    virtual void open(platform::Window& newWindow);
     /// Removes all views and leaves the window. Twice is as good as once.
-    void close();
+    virtual void close();
 
     /// Repaints what is dirty and shows it. As often as pictures are wanted.
-    void idle();
+    virtual void idle();
 
     [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() { return std::unique_lock(mutex); }
+    /// Holds the lock only if no other thread does.
+    [[nodiscard]] std::unique_lock<std::recursive_mutex> tryLock() { return {mutex, std::try_to_lock}; }
 
     /// In coordinates of the frame.
     void invalidRect(const CRect& area);
@@ -46,18 +48,23 @@ public:
     void requestClipboard();
 
     /// Size in logical pixels, of the window too.
-    void setSize(float newWidth, float newHeight);
+    virtual void setSize(float newWidth, float newHeight);
     [[nodiscard]] float getScale() const { return scale; }
     /// Whether the user closed the window.
     [[nodiscard]] bool isClosed() const { return windowGone; }
     /// What the window shows after the last idle.
     [[nodiscard]] const CDIB& getPicture() const { return *picture; }
+    [[nodiscard]] platform::Window* getWindow() const { return window; }
 
     MouseResult onMouseDown(CPoint where, int buttons) override;
     [[nodiscard]] bool isTypeOf(std::string_view name) const override
     {
         return name == "CFrame" || CViewContainer::isTypeOf(name);
     }
+
+protected:
+    /// The window came to be seen, or is covered or unmapped.
+    virtual void seenChanged(bool /*seen*/) {}
 
 private:
     friend class CView;
@@ -79,6 +86,7 @@ private:
     void windowMouseLeft() override;
     void windowWheel(int x, int y, WheelAxis axis, float distance, int buttons) override;
     bool windowKeyDown(const KeyPress& key) override;
+    void windowSeen(bool seen) override;
     void windowFocusChanged(bool hasFocus) override;
     void windowPasted(std::string_view text) override;
     void windowClosed() override;

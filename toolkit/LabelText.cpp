@@ -38,6 +38,23 @@ float drawLabelText(CDrawContext& context, const CRect& rect, const Font& font, 
     if (text.empty() || !(size > 0.0F))
         return 0.0F;
     const float scale = context.getDrawScale();
+    const auto placed = [&](float width) {
+        if (alignment == TextAlignment::left)
+            return rect.left;
+        const float room = rect.width() - width;
+        return rect.left + (alignment == TextAlignment::centre ? room / 2.0F : room);
+    };
+    const float shown =
+        size * static_cast<float>(font.getAscent()) / static_cast<float>(font.getAscent() - font.getDescent());
+    if (cacheSlot == nullptr && context.hasBakedText() && haloRadius == 0 && spacing == 0.0F) {
+        const float width = measureText(font, size, text).width;
+        const float top = rect.top + (centreVertically ? (rect.height() - shown) / 2.0F : 0.0F);
+        const std::uint32_t alpha = colour >> 24 == 0 ? 255U : colour >> 24;
+        // Faded as an image is, whose colours are multiplied by alpha.
+        context.drawText(text, {placed(width), std::floor(top)}, font, multipliedPixel(colour | 0xFF000000U, alpha),
+                         size);
+        return width;
+    }
     StaticTextLabelCache::Key key{&font,
                                   std::string(text),
                                   size * scale,
@@ -52,17 +69,10 @@ float drawLabelText(CDrawContext& context, const CRect& rect, const Font& font, 
 
     const float width = static_cast<float>(image->getWidth()) / scale;
     const float height = static_cast<float>(image->getHeight()) / scale;
-    float left = rect.left;
-    if (alignment == TextAlignment::centre)
-        left += (rect.width() - width) / 2.0F;
-    else if (alignment == TextAlignment::right)
-        left += rect.width() - width;
-    float top = rect.top;
-    if (centreVertically) {
-        const float shown =
-            size * static_cast<float>(font.getAscent()) / static_cast<float>(font.getAscent() - font.getDescent());
-        top += (rect.height() - (shown + 2.0F * static_cast<float>(haloRadius) + 1.0F)) / 2.0F;
-    }
+    const float left = placed(width);
+    const float top =
+        rect.top +
+        (centreVertically ? (rect.height() - (shown + 2.0F * static_cast<float>(haloRadius) + 1.0F)) / 2.0F : 0.0F);
     const auto alpha = static_cast<float>(colour >> 24 == 0 ? 255U : colour >> 24) / 255.0F;
     // The image has the device's pixels.
     context.drawBitmap(*image, {left, top, left + width, top + height}, {}, scale, alpha);

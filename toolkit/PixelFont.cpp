@@ -89,6 +89,15 @@ int PixelFont::advanceOf(char character) const
     return (fixedWidth ? cellWidth : widths[glyph]) + spacing;
 }
 
+PixelRect PixelFont::areaOf(char character) const
+{
+    const std::uint8_t glyph = glyphOf[static_cast<std::uint8_t>(character)];
+    if (glyph == kNone)
+        return {};
+    const int left = glyph * cellWidth;
+    return {left, 0, left + widths[glyph], cellHeight};
+}
+
 int PixelFont::widthOf(std::string_view text) const
 {
     int width = 0;

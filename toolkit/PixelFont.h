@@ -30,6 +30,8 @@ public:
     /// In pixels, with the space behind the last glyph.
     [[nodiscard]] int widthOf(std::string_view text) const;
 
+    /// Where a glyph is in the strip; empty for a byte without one.
+    [[nodiscard]] PixelRect areaOf(char character) const;
     [[nodiscard]] int getCellHeight() const { return cellHeight; }
     /// Whether each glyph stands in the middle of its cell and takes as much room as it, as digits that change should.
     void setFixedWidth(bool on) { fixedWidth = on; }

@@ -207,9 +207,12 @@ void addLabel(CViewContainer& panel, float left, float top, const char* text, CC
 
 } // namespace
 
-Gallery::Gallery(float scale)
-    : frame(Shared<CGFrame>::adopt(new CGFrame({0, 0, kGalleryWidth, kGalleryHeight}, nullptr, scale)))
+Gallery::Gallery(float scale, bool openGl)
 {
+    constexpr CRect size{0, 0, kGalleryWidth, kGalleryHeight};
+    if (openGl)
+        openGlFrame = new OGLFrame(size, nullptr, scale);
+    frame = Shared<CGFrame>::adopt(openGl ? openGlFrame : new CGFrame(size, nullptr, scale));
     frame->setBackgroundColor(CColor::fromRgb(0x06090C));
     auto* const name = new CTextLabel({14, 8, 100, 36}, "Sorvane");
     name->setFont(getFont("DSP-Bold"), 20.0F);

@@ -3,6 +3,7 @@
 #include "CControlListener.h"
 #include "CGFrame.h"
 #include "CTextLabel.h"
+#include "OGLFrame.h"
 #include "iControlWrapper.h"
 
 #include <memory>
@@ -26,12 +27,15 @@ void drawPanel(toolkit::CDrawContext& context, const GalleryPanel& panel);
 /// A frame with the panels and one control of each kind. What controls say is shown in a line at its foot.
 class Gallery final : private toolkit::CControlListener {
 public:
-    explicit Gallery(float scale);
+    /// \param openGl  draws by OpenGL where there is any
+    Gallery(float scale, bool openGl);
     ~Gallery();
     Gallery(const Gallery&) = delete;
     Gallery& operator=(const Gallery&) = delete;
 
     [[nodiscard]] toolkit::CGFrame& getFrame() { return *frame; }
+    /// Null unless it was asked for OpenGL.
+    [[nodiscard]] toolkit::OGLFrame* getOpenGlFrame() { return openGlFrame; }
 
 private:
     void addPanels();
@@ -44,6 +48,7 @@ private:
 
     void valueChanged(toolkit::CControl& control) override;
 
+    toolkit::OGLFrame* openGlFrame = nullptr;
     toolkit::Shared<toolkit::CGFrame> frame;
     toolkit::CTextLabel* said = nullptr;
     std::vector<toolkit::Shared<toolkit::iControlWrapper>> pages;
