@@ -28,7 +28,8 @@ public:
             std::vector<CPoint>& points = curves.emplace_back();
             for (int i = 0; i < 1000; ++i) {
                 const float x = static_cast<float>(i);
-                points.push_back({x * 1.2F, 150.0F * static_cast<float>(curve + 1) + 60.0F * std::sin(x * 0.02F * static_cast<float>(curve + 1))});
+                points.push_back({x * 1.2F, 150.0F * static_cast<float>(curve + 1) +
+                                                60.0F * std::sin(x * 0.02F * static_cast<float>(curve + 1))});
             }
         }
     }

@@ -131,6 +131,8 @@ void CFrame::setModalView(CView* view)
     endModal();
     addView(view);
     modalView = view;
+    if (window != nullptr)
+        window->takeKeyboard();
 }
 
 void CFrame::endModal()
@@ -252,7 +254,10 @@ void CFrame::windowMouseUp(int x, int y, int buttons)
 {
     const auto guard = lock();
     mousePosition = toLogical(x, y);
-    onMouseUp(mousePosition, buttons);
+    if (modalView != nullptr && pressed == nullptr) // of the press that opened it
+        Shared<CView>(modalView)->onMouseUp(mousePosition, buttons);
+    else
+        onMouseUp(mousePosition, buttons);
 }
 
 void CFrame::windowMouseLeft()

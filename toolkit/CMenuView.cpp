@@ -162,27 +162,28 @@ void CMenuView::mark(const Place& place)
 
 MouseResult CMenuView::onMouseDown(CPoint where, int /*buttons*/)
 {
-    dragged = false;
     const std::optional<Place> place = placeAt(where);
     if (!place) {
         dismiss();
         return MouseResult::handledNoMore;
     }
+    armed = true;
     mark(*place);
     return MouseResult::handled;
 }
 
-MouseResult CMenuView::onMouseMoved(CPoint where, int /*buttons*/)
+MouseResult CMenuView::onMouseMoved(CPoint where, int buttons)
 {
-    dragged = true;
-    if (const std::optional<Place> place = placeAt(where); place && place->item >= 0)
+    if (const std::optional<Place> place = placeAt(where); place && place->item >= 0) {
+        armed = armed || (buttons & (kLButton | kRButton)) != 0;
         mark(*place);
+    }
     return MouseResult::handled;
 }
 
 MouseResult CMenuView::onMouseUp(CPoint where, int /*buttons*/)
 {
-    if (const std::optional<Place> place = placeAt(where))
+    if (const std::optional<Place> place = placeAt(where); place && armed)
         choose(*place);
     return MouseResult::handled;
 }

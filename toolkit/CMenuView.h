@@ -47,7 +47,7 @@ private:
     CFrame& owner;
     Shared<COptionMenu> root;
     std::vector<Level> levels;
-    bool dragged = false; ///< since the press that is held
+    bool armed = false; ///< by a press on it, or a drag from what opened it: the release chooses
 };
 
 } // namespace sorvane::toolkit

@@ -301,6 +301,13 @@ TEST(COptionMenu, ChoosesByClicksDragsKeysAndWheel)
     EXPECT_FALSE(isOpen());
     EXPECT_EQ(menu->getCurrent(), 4);
     EXPECT_EQ(log.take(), "b1 v1 e1 ");
+    opened.events().windowMouseDown(5, 5, kLButton); // and by a drag from where it was opened
+    opened.events().windowMouseMoved(30, 19, kLButton);
+    opened.events().windowMouseUp(30, 19, kLButton);
+    EXPECT_FALSE(isOpen());
+    EXPECT_EQ(menu->getCurrent(), 0);
+    EXPECT_EQ(log.take(), "b1 v1 e1 ");
+    menu->setValue(4);
     opened.click(5, 5);
     opened.click(190, 50); // elsewhere
     EXPECT_FALSE(isOpen());
