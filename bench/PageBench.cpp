@@ -64,14 +64,16 @@ Shared<CFrame> page()
     auto image = Shared<CDIB>::adopt(new CDIB(80, 40));
     fill(*image, 0x80402010U);
     for (int i = 0; i < 60; ++i) {
-        const float x = static_cast<float>(i % 12 * 100);
-        const float y = static_cast<float>(i / 12 * 150);
+        const int row = i / 12;
+        const auto x = static_cast<float>(i % 12 * 100);
+        const auto y = static_cast<float>(row * 150);
         frame->addView(new Picture({x, y, x + 80, y + 40}, *image));
     }
     frame->addView(new Curves);
     for (int i = 0; i < 200; ++i) {
-        const float x = static_cast<float>(i % 20 * 60);
-        const float y = static_cast<float>(i / 20 * 78);
+        const int row = i / 20;
+        const auto x = static_cast<float>(i % 20 * 60);
+        const auto y = static_cast<float>(row * 78);
         frame->addView(new CTextLabel({x, y, x + 60, y + 16}, std::string("label ").append(std::to_string(i))));
     }
     return frame;
@@ -83,7 +85,7 @@ void repaintInMemory(benchmark::State& state)
     const Shared<CFrame> frame = page();
     frame->open(window);
     frame->idle();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         frame->invalidRect(kSize);
         frame->idle();
     }
@@ -97,7 +99,7 @@ void idleWithNothingDirty(benchmark::State& state)
     const Shared<CFrame> frame = page();
     frame->open(window);
     frame->idle();
-    for (auto _ : state)
+    while (state.KeepRunning())
         frame->idle();
     frame->close();
 }
@@ -117,7 +119,7 @@ void repaintByOpenGL(benchmark::State& state)
     const Shared<CFrame> frame = page();
     {
         CGLContext context(gl->functions(), 1200, 800, 1.0F);
-        for (auto _ : state) {
+        while (state.KeepRunning()) {
             context.beginFrame();
             frame->draw(context);
             context.endFrame();

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-struct _XDisplay;
+struct _XDisplay; // NOLINT(bugprone-reserved-identifier): the library's own name
 
 namespace sorvane::platform {
 

@@ -230,12 +230,12 @@ void CDrawContext::drawBitmap(const CDIB& bitmap, const CRect& destination, CPoi
     const auto [left, right] = inImage(pixels.left, sourceLeft, bitmap.getWidth());
     const auto [top, bottom] = inImage(pixels.top, sourceTop, bitmap.getHeight());
     const PixelRect drawn = pixels.intersectedWith({left, top, right, bottom}).intersectedWith(clip);
-    const auto opacity = static_cast<std::uint32_t>(std::clamp(alpha, 0.0F, 1.0F) * 255.0F + 0.5F);
-    if (drawn.isEmpty() || opacity == 0)
+    const int opacity = std::min(roundToPixel(alpha * 255.0F), 255);
+    if (drawn.isEmpty() || opacity <= 0)
         return;
     drawTexels({bitmap, drawn, sourceLeft + (drawn.left - pixels.left + 0.5) * step + kTexelBias,
                 sourceTop + (drawn.top - pixels.top + 0.5) * step + kTexelBias, step, step},
-               opacity);
+               static_cast<std::uint32_t>(opacity));
 }
 
 void COffscreenContext::fillPixels(const PixelRect& pixels, Pixel colour)

@@ -19,7 +19,7 @@ CFrame::CFrame(const CRect& frameRect, float drawScale)
 
 CFrame::~CFrame()
 {
-    close();
+    CFrame::close();
 }
 
 void CFrame::makePicture()
@@ -113,14 +113,15 @@ void CFrame::setFocusView(CView* view)
 {
     if (view == focusView)
         return;
+    const Shared<CView> taking(view);
     const Shared<CView> old(std::exchange(focusView, view));
     if (old) {
         old->looseFocus();
         old->notify(view, kMsgOldFocusView);
     }
-    if (focusView == view && view != nullptr) {
-        view->takeFocus();
-        view->notify(old.get(), kMsgNewFocusView);
+    if (taking && focusView == taking.get()) { // unless the other, as it lost it, gave it away
+        taking->takeFocus();
+        taking->notify(old.get(), kMsgNewFocusView);
         if (window != nullptr)
             window->takeKeyboard();
     }

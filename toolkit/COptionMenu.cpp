@@ -72,7 +72,7 @@ void COptionMenu::itemChosen(COptionMenu& menu, int index)
 
 void COptionMenu::draw(CDrawContext& context)
 {
-    CView::draw(context);
+    CParamDisplay::draw(context);
     if (const CMenuItem* const current = getEntry(getCurrent()))
         drawLabel(context, rect, current->title);
 }

@@ -58,7 +58,8 @@ public:
             const auto width = static_cast<std::size_t>(box.width());
             for (std::size_t x = span.first; x < width; ++x) {
                 sum += static_cast<double>(area[x]);
-                coverage[x] = static_cast<std::uint8_t>(std::min(std::abs(sum), 1.0) * 255.0 + 0.5);
+                const double nearest = std::min(std::abs(sum), 1.0) * 255.0 + 0.5;
+                coverage[x] = static_cast<std::uint8_t>(nearest);
                 if (x >= span.last && std::abs(sum) < 1.0e-5) { // nothing more follows
                     row(box.top + static_cast<int>(y), box.left + static_cast<int>(span.first),
                         std::span(coverage).subspan(span.first, x - span.first + 1));

@@ -9,12 +9,15 @@
 
 #include <array>
 #include <cmath>
+#include <limits>
 #include <random>
 #include <vector>
 
 namespace {
 
 using namespace sorvane::toolkit;
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 /// How often a polygon winds around a place.
 int windings(std::span<const DevicePoint> polygon, double x, double y)
@@ -70,11 +73,11 @@ TEST(Outline, CoversTheAreaOfPolygonsAndBands)
         for (int y = 0; y < kSize; ++y)
             for (int x = 0; x < kSize; ++x) {
                 int inside = 0;
-                for (int i = 0; i < kSamples * kSamples; ++i)
-                    inside +=
-                        windings(points, x + (i % kSamples + 0.5) / kSamples, y + (i / kSamples + 0.5) / kSamples) != 0
-                            ? 1
-                            : 0;
+                for (int row = 0; row < kSamples; ++row)
+                    for (int column = 0; column < kSamples; ++column) {
+                        const int count = windings(points, x + (column + 0.5) / kSamples, y + (row + 0.5) / kSamples);
+                        inside += count != 0 ? 1 : 0;
+                    }
                 ASSERT_NEAR(covered[static_cast<std::size_t>(y * kSize + x)], inside * 255.0 / (kSamples * kSamples),
                             9.0)
                     << round << ": " << x << ' ' << y;
@@ -96,9 +99,9 @@ TEST(Outline, CoversTheAreaOfPolygonsAndBands)
     // What has no area, or no place, draws nothing.
     Outline none;
     none.addPolygon(std::array{DevicePoint{1, 1}, DevicePoint{5, 5}});
-    none.addPolygon(std::array{DevicePoint{1, 1}, DevicePoint{5, NAN}, DevicePoint{9, 9}});
-    none.addBand(std::array{DevicePoint{INFINITY, 0}, DevicePoint{-INFINITY, NAN}}, 2.0);
-    none.addEllipse({4, 4}, NAN, 3);
+    none.addPolygon(std::array{DevicePoint{1, 1}, DevicePoint{5, kNan}, DevicePoint{9, 9}});
+    none.addBand(std::array{DevicePoint{HUGE_VAL, 0}, DevicePoint{-HUGE_VAL, kNan}}, 2.0);
+    none.addEllipse({4, 4}, kNan, 3);
     for (const int covered : coverageOf(none, kSize))
         EXPECT_EQ(covered, 0);
 }
