@@ -17,6 +17,7 @@ public:
     [[nodiscard]] int getHeight() const { return height; }
     [[nodiscard]] const std::vector<std::uint32_t>& getPicture() const { return picture; }
     [[nodiscard]] CursorShape getCursor() const { return cursor; }
+    [[nodiscard]] bool hasKeyboard() const { return keyboard; }
     [[nodiscard]] bool isPointerShown() const { return pointerShown; }
     /// Pixels presented so far.
     [[nodiscard]] long getPresented() const { return presented; }
@@ -41,7 +42,8 @@ public:
         if (listener != nullptr)
             listener->windowMouseMoved(x, y, 0);
     }
-    void takeKeyboard() override {}
+    void takeKeyboard() override { keyboard = true; }
+    void giveKeyboardBack() override { keyboard = false; }
     void setClipboard(const std::string& text) override { clipboard = text; }
     void requestClipboard() override
     {
@@ -67,6 +69,7 @@ private:
     std::vector<std::uint32_t> picture;
     CursorShape cursor = CursorShape::arrow;
     bool pointerShown = true;
+    bool keyboard = false;
     std::string clipboard;
     long presented = 0;
 };

@@ -28,6 +28,8 @@ public:
     virtual void showPointer(bool show) = 0;
     virtual void movePointer(int x, int y) = 0;
     virtual void takeKeyboard() = 0;
+    /// Gives the keyboard to what the window lies in.
+    virtual void giveKeyboardBack() = 0;
     virtual void setClipboard(const std::string& text) = 0;
     /// Answered by WindowListener::windowPasted, at once or later; not at all when there is no text.
     virtual void requestClipboard() = 0;

@@ -152,7 +152,7 @@ X11Window::~X11Window()
 bool X11Window::create(const Request& request)
 {
     const int screen = x.defaultScreen(&display);
-    topLevel = request.parent == 0;
+    parent = request.parent;
     width = std::clamp(request.width, 1, kLargestSide);
     height = std::clamp(request.height, 1, kLargestSide);
     if (x.defaultDepth(&display, screen) < 24)
@@ -162,7 +162,7 @@ bool X11Window::create(const Request& request)
                             PointerMotionMask | LeaveWindowMask | VisibilityChangeMask | KeyPressMask | FocusChangeMask;
     attributes.bit_gravity = NorthWestGravity;
     errors->take();
-    window = x.createWindow(&display, topLevel ? x.defaultRootWindow(&display) : request.parent, 0, 0,
+    window = x.createWindow(&display, parent != 0 ? parent : x.defaultRootWindow(&display), 0, 0,
                             static_cast<unsigned>(width), static_cast<unsigned>(height), 0, CopyFromParent, InputOutput,
                             x.defaultVisual(&display, screen), CWEventMask | CWBitGravity, &attributes);
     // The parent may be gone already, or be of another kind of screen.
@@ -172,7 +172,7 @@ bool X11Window::create(const Request& request)
         return false;
     }
     context = x.createGC(&display, window, 0, nullptr);
-    if (topLevel)
+    if (parent == 0)
         makeTopLevel(request);
     const std::array<unsigned long, 2> embedInfo{0, 1}; // version, mapped
     x.changeProperty(&display, window, atom("_XEMBED_INFO"), atom("_XEMBED_INFO"), 32, PropModeReplace,
@@ -237,7 +237,7 @@ void X11Window::resize(int newWidth, int newHeight)
     height = std::clamp(newHeight, 1, kLargestSide);
     if (window == 0 || connectionLost)
         return;
-    if (topLevel)
+    if (parent == 0)
         fixSize();
     x.resizeWindow(&display, window, static_cast<unsigned>(width), static_cast<unsigned>(height));
     x.flush(&display);
@@ -287,6 +287,14 @@ void X11Window::takeKeyboard()
     if (window == 0 || connectionLost)
         return;
     x.setInputFocus(&display, window, RevertToParent, lastEvent);
+    x.flush(&display);
+}
+
+void X11Window::giveKeyboardBack()
+{
+    if (window == 0 || parent == 0 || connectionLost)
+        return;
+    x.setInputFocus(&display, parent, RevertToParent, lastEvent);
     x.flush(&display);
 }
 

@@ -24,6 +24,7 @@ public:
     void showPointer(bool show) override;
     void movePointer(int x, int y) override;
     void takeKeyboard() override;
+    void giveKeyboardBack() override;
     void setClipboard(const std::string& text) override;
     void requestClipboard() override;
 
@@ -54,7 +55,7 @@ private:
     Display& display;
     std::unique_ptr<X11Errors> errors;
     ::Window window = 0; ///< 0 when it is gone
-    bool topLevel = false;
+    ::Window parent = 0; ///< the host's; 0 for a window of its own
     bool connectionLost = false;
     GC context = nullptr;
     int width = 0;

@@ -122,9 +122,25 @@ void CFrame::setFocusView(CView* view)
     if (taking && focusView == taking.get()) { // unless the other, as it lost it, gave it away
         taking->takeFocus();
         taking->notify(old.get(), kMsgNewFocusView);
-        if (window != nullptr)
-            window->takeKeyboard();
+        takeKeyboard();
     }
+    giveKeyboardBack();
+}
+
+void CFrame::takeKeyboard()
+{
+    if (window == nullptr)
+        return;
+    window->takeKeyboard();
+    hasKeyboard = true;
+}
+
+void CFrame::giveKeyboardBack()
+{
+    if (window == nullptr || !hasKeyboard || focusView != nullptr || modalView != nullptr)
+        return;
+    window->giveKeyboardBack();
+    hasKeyboard = false;
 }
 
 void CFrame::setModalView(CView* view)
@@ -132,14 +148,14 @@ void CFrame::setModalView(CView* view)
     endModal();
     addView(view);
     modalView = view;
-    if (window != nullptr)
-        window->takeKeyboard();
+    takeKeyboard();
 }
 
 void CFrame::endModal()
 {
     if (CView* const ended = std::exchange(modalView, nullptr))
         removeView(*ended);
+    giveKeyboardBack();
 }
 
 void CFrame::forgetView(const CView& view)
@@ -294,8 +310,10 @@ void CFrame::windowSeen(bool seen)
 void CFrame::windowFocusChanged(bool hasFocus)
 {
     const auto guard = lock();
-    if (!hasFocus)
-        setFocusView(nullptr);
+    if (hasFocus)
+        return;
+    hasKeyboard = false; // it has gone elsewhere, and stays there
+    setFocusView(nullptr);
 }
 
 void CFrame::windowPasted(std::string_view text)

@@ -69,6 +69,9 @@ protected:
 private:
     friend class CView;
 
+    void takeKeyboard();
+    /// To the host, when no view wants it any more.
+    void giveKeyboardBack();
     /// A view leaves the tree.
     void forgetView(const CView& view);
     void collectDirty(CViewContainer& container, CPoint origin);
@@ -100,6 +103,7 @@ private:
     CView* modalView = nullptr; ///< the foremost child
     CPoint mousePosition;
     bool windowGone = false;
+    bool hasKeyboard = false;
 };
 
 } // namespace sorvane::toolkit

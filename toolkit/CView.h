@@ -63,7 +63,7 @@ public:
     virtual bool onKeyDown(const KeyPress& /*key*/) { return false; }
     virtual void onPaste(std::string_view /*text*/) {}
 
-    virtual void setViewSize(const CRect& newRect, bool invalidate = true);
+    virtual void setViewSize(const CRect& newRect, bool repaint = true);
     [[nodiscard]] const CRect& getViewSize() const { return rect; }
     virtual void setMouseableArea(const CRect& area) { mouseableArea = area; }
     [[nodiscard]] const CRect& getMouseableArea() const { return mouseableArea; }

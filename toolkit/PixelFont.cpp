@@ -14,7 +14,7 @@ std::uint32_t redOf(Pixel pixel)
 
 } // namespace
 
-PixelFont::PixelFont(const CDIB* glyphs) : strip(glyphs)
+PixelFont::PixelFont(const CDIB* glyphStrip) : strip(glyphStrip)
 {
     glyphOf.fill(kNone);
     if (!strip || strip->getHeight() == 0)
@@ -29,8 +29,9 @@ PixelFont::PixelFont(const CDIB* glyphs) : strip(glyphs)
     for (int glyph = 0; glyph < count; ++glyph) {
         int width = cellWidth;
         const auto isBlank = [&](int column) {
+            const int x = glyph * cellWidth + column;
             for (int y = 0; y < cellHeight; ++y)
-                if (redOf(strip->row(y)[static_cast<std::size_t>(glyph * cellWidth + column)]) != 0)
+                if (redOf(strip->row(y)[static_cast<std::size_t>(x)]) != 0)
                     return false;
             return true;
         };

@@ -18,8 +18,8 @@ public:
     static constexpr int kLargerStrip = 101;  ///< the embedded image of cells 9 by 11
     static constexpr int kSmallerStrip = 102; ///< of cells 7 by 9
 
-    /// Null gives a font without glyphs. \param strip  is used for as long as the font is
-    explicit PixelFont(const CDIB* strip);
+    /// Null gives a font without glyphs. \param glyphStrip  is used for as long as the font is
+    explicit PixelFont(const CDIB* glyphStrip);
 
     /// Lays one glyph over an image, its cell's top left at (left, top): each of the three colours moves towards the
     /// glyph's by coverage * opacity / 255, alpha stays.

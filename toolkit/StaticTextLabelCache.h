@@ -3,11 +3,11 @@
 #include "CDIB.h"
 #include "Font.h"
 
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <mutex>
 #include <string>
+#include <tuple>
 
 namespace sorvane::toolkit {
 
@@ -23,7 +23,14 @@ public:
         int haloRadius = 0;
         float spacing = 0.0F;
 
-        auto operator<=>(const Key&) const = default;
+        bool operator==(const Key&) const = default;
+        bool operator<(const Key& other) const
+        {
+            const auto all = [](const Key& key) {
+                return std::tie(key.font, key.text, key.size, key.colour, key.haloRadius, key.spacing);
+            };
+            return all(*this) < all(other);
+        }
     };
 
     /// The one of the process, never destroyed.

@@ -340,6 +340,7 @@ TEST(CTextEdit, EditsByKeysMouseAndClipboard)
     opened.frame->addView(edit);
     opened.click(50, 10);
     ASSERT_TRUE(edit->isEditing());
+    EXPECT_TRUE(opened.window.hasKeyboard());
     opened.type("c", kControl);
     opened.key(Key::end);
     opened.key(Key::backspace);
@@ -354,6 +355,7 @@ TEST(CTextEdit, EditsByKeysMouseAndClipboard)
     EXPECT_EQ(edit->getText(), "3x12\xC3\xA4");
     EXPECT_EQ(log.take(), "b1 v1 e1 ");
     EXPECT_EQ(opened.frame->getFocusView(), nullptr);
+    EXPECT_FALSE(opened.window.hasKeyboard()); // the host's keys work again
     EXPECT_FALSE(opened.key(Key::enter));
 
     opened.click(50, 10);
