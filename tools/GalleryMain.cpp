@@ -75,34 +75,41 @@ void showWindow(float scale, bool openGl, std::uintptr_t parent)
     frame.close();
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+int run(int argc, char** argv)
 {
     CLI::App app("Shows what the view toolkit draws.");
     float scale = 1.0F;
     std::string pngPath;
-    app.add_option("--scale", scale, "pixels per logical pixel")->check(CLI::Range(0.5F, 4.0F))->capture_default_str();
     std::string way = "gl";
     std::uintptr_t parent = 0;
     app.add_option("--way", way, "gl: by OpenGL, where there is any; plain: in memory")
         ->check(CLI::IsMember({"gl", "plain"}))
         ->capture_default_str();
+    app.add_option("--scale", scale, "pixels per logical pixel")->check(CLI::Range(0.5F, 4.0F))->capture_default_str();
     app.add_option("--png", pngPath, "draw it to a file and end; - is standard output");
     app.add_option("--parent", parent, "number of the window to open in");
     try {
         app.parse(argc, argv);
-        if (pngPath.empty())
-            showWindow(scale, way == "gl", parent);
-        else
-            tools::writeFile(pngPath, way == "gl" ? openGlPicture(scale) : plainPicture(scale));
-        return 0;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : static_cast<int>(tools::ExitCode::usage);
+    }
+    if (pngPath.empty())
+        showWindow(scale, way == "gl", parent);
+    else
+        tools::writeFile(pngPath, way == "gl" ? openGlPicture(scale) : plainPicture(scale));
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return run(argc, argv);
     } catch (const tools::Failure& failure) {
         std::fprintf(stderr, "sorvane-gallery: %s\n", failure.what());
         return static_cast<int>(failure.exitCode());
-    } catch (const std::exception& error) {
+    } catch (const std::exception& error) { // no memory, say
         std::fprintf(stderr, "sorvane-gallery: %s\n", error.what());
         return static_cast<int>(tools::ExitCode::output);
     }

@@ -110,7 +110,8 @@ void drawClips(CDrawContext& context)
     context.setFillColor(CColor::fromRgb(0x28506E));
     context.drawEllipse({-4, 24, 86, 114}, DrawStyle::filled);
     context.setFrameColor(CColor::fromRgb(kAmber));
-    for (float x = -60.0F; x < 120.0F; x += 8.0F) {
+    for (int i = 0; i < 23; ++i) {
+        const float x = static_cast<float>(i) * 8.0F - 60.0F;
         context.moveTo({x, 110.0F});
         context.lineTo({x + 80.0F, 24.0F});
     }
