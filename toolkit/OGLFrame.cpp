@@ -48,22 +48,22 @@ void OGLFrame::open(platform::Window& newWindow)
     const auto guard = lock();
     addView(view);
     if (view->isReady())
-        render = view;
+        render = Shared<OGLRender>(view);
     else
         removeView(*view);
 }
 
 void OGLFrame::close()
 {
-    if (render != nullptr)
-        render->stopThread();
-    render = nullptr;
+    if (render)
+        render->stopThread(); // before any view goes
     CGFrame::close();
+    render = {};
 }
 
 void OGLFrame::idle()
 {
-    if (render == nullptr)
+    if (!isOpenGL())
         CGFrame::idle();
 }
 
@@ -71,7 +71,7 @@ void OGLFrame::setSize(float newWidth, float newHeight)
 {
     const auto guard = lock();
     CGFrame::setSize(newWidth, newHeight);
-    if (render == nullptr)
+    if (!isOpenGL())
         return;
     render->setViewSize(getViewSize(), false);
     render->resizeContext(roundToPixel(newWidth * getScale()), roundToPixel(newHeight * getScale()));
@@ -80,7 +80,7 @@ void OGLFrame::setSize(float newWidth, float newHeight)
 
 Shared<CDIB> OGLFrame::takePicture()
 {
-    return render != nullptr ? render->takePicture() : Shared<CDIB>();
+    return isOpenGL() ? render->takePicture() : Shared<CDIB>();
 }
 
 } // namespace sorvane::toolkit

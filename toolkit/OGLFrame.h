@@ -49,7 +49,7 @@ public:
     void setSize(float newWidth, float newHeight) override;
 
     /// Whether OpenGL draws.
-    [[nodiscard]] bool isOpenGL() const { return render != nullptr; }
+    [[nodiscard]] bool isOpenGL() const { return render && render->isReady(); }
     /// Null unless OpenGL draws.
     [[nodiscard]] Shared<CDIB> takePicture();
     /// What the thread that draws does before each picture, under the frame's lock. To be set before open.
@@ -58,14 +58,14 @@ public:
 protected:
     void seenChanged(bool seen) override
     {
-        if (render != nullptr)
+        if (render)
             render->setSeen(seen);
     }
 
 private:
     friend class OGLRender;
 
-    OGLRender* render = nullptr; ///< a child
+    Shared<OGLRender> render; ///< a child, until whoever removes all children removes it too
     std::function<void()> onTick;
 };
 
