@@ -133,14 +133,14 @@ X11Window::X11Window(const X11Library& library, Display& connection)
 
 X11Window::~X11Window()
 {
+    if (context != nullptr)
+        x.freeGC(&display, context); // which also frees memory of this process
     if (!connectionLost) {
         for (const Cursor cursor : cursors)
             if (cursor != 0)
                 x.freeCursor(&display, cursor);
         if (hidden != 0)
             x.freeCursor(&display, hidden);
-        if (context != nullptr)
-            x.freeGC(&display, context);
         if (window != 0)
             x.destroyWindow(&display, window);
         x.sync(&display, True); // errors of it are answered while they are still swallowed

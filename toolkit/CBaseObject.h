@@ -68,7 +68,7 @@ public:
     ~Shared()
     {
         if (object != nullptr)
-            object->forget();
+            object->forget(); // NOLINT(clang-analyzer-cplusplus.NewDelete): it doesn't follow the count
     }
 
     [[nodiscard]] T* get() const { return object; }

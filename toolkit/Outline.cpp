@@ -152,14 +152,14 @@ void Outline::clear()
     ends.clear();
 }
 
-void Outline::addPolygon(std::span<const DevicePoint> polygon)
+void Outline::addPolygon(std::span<const DevicePoint> corners)
 {
-    if (polygon.size() < 3)
+    if (corners.size() < 3)
         return;
-    for (const DevicePoint& p : polygon)
+    for (const DevicePoint& p : corners)
         if (std::isnan(p.x) || std::isnan(p.y))
             return;
-    for (const DevicePoint& p : polygon)
+    for (const DevicePoint& p : corners)
         points.push_back(cut(p));
     ends.push_back(points.size());
 }

@@ -19,8 +19,8 @@ struct DevicePoint {
 class Outline {
 public:
     void clear();
-    /// Joins \p points to a contour; fewer than three, or one that isn't a number, add nothing.
-    void addPolygon(std::span<const DevicePoint> points);
+    /// Joins \p corners to a contour; fewer than three, or one that isn't a number, add nothing.
+    void addPolygon(std::span<const DevicePoint> corners);
     /// An axis-aligned ellipse. \param inside  turns it the other way round, as the hole of one around it
     void addEllipse(DevicePoint centre, double radiusX, double radiusY, bool inside = false);
     /// The band of a width along a path, mitred at joints and half a width longer at each end.

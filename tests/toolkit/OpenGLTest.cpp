@@ -8,6 +8,7 @@
 #include "OGLFrame.h"
 #include "TestDisplay.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -27,6 +28,9 @@ using namespace sorvane::toolkit;
 using platform::NativeWindow;
 
 constexpr CRect kSize{0, 0, 200, 120};
+
+/// Stays loaded, so that the leak checker can tell what is the driver's.
+[[maybe_unused]] void* const driver = ::dlopen(SORVANE_GL_DRIVER, RTLD_LAZY | RTLD_NODELETE);
 
 /// Each kind of drawing, with a label from the cache and text by the way.
 class Sheet final : public CView {
