@@ -201,6 +201,27 @@ TEST(OGLFrame, IsSafeBesideEventsResizesAndClosing)
     EXPECT_LE(entriesOf("/proc/self/task"), threads);
 }
 
+TEST(OGLFrame, OutlivesItsParent)
+{
+    const test::TestDisplay server;
+    ASSERT_TRUE(server.isRunning()) << "needs Xvfb";
+    auto host = NativeWindow::open(request());
+    NativeWindow::Request inside = request();
+    inside.parent = host->getHandle();
+    const auto window = NativeWindow::open(inside);
+    const auto frame = Shared<OGLFrame>::adopt(new OGLFrame(kSize, nullptr));
+    frame->addView(new Sheet(std::string("in a host")));
+    frame->open(*window);
+    ASSERT_TRUE(frame->takePicture());
+    host.reset();
+    for (int i = 0; i < 300 && !frame->isClosed(); ++i) { // an X error would end the process
+        window->awaitEvents(10);
+        window->processEvents();
+    }
+    EXPECT_TRUE(frame->isClosed());
+    frame->close();
+}
+
 TEST(OGLFrame, FallsBackToDrawingInMemory)
 {
     platform::HeadlessWindow window(200, 120); // which has no number to open a context in
