@@ -7,7 +7,7 @@ namespace sorvane::toolkit {
 /// A button with images of its states one below the other in its background.
 class CImageButton : public CControl {
 public:
-    /// \param imageHeight  of one state, in pixels of the background
+    /// \param imageHeight  of one state, in logical pixels
     CImageButton(const CRect& viewRect, CControlListener* controlListener, int controlTag, int imageHeight,
                  CBitmap* images)
         : CControl(viewRect, controlListener, controlTag), heightOfOneImage(imageHeight)

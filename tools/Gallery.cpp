@@ -165,11 +165,13 @@ private:
     float number;
 };
 
-/// The images of a button, off above on, with a text.
-Shared<CDIB> buttonImages(int width, int height, const char* text)
+/// The images of a button, off above on, with a text, as fine as the device.
+Shared<CDIB> buttonImages(float scale, int width, int height, const char* text)
 {
-    auto images = Shared<CDIB>::adopt(new CDIB(width, 2 * height));
-    COffscreenContext context(*images);
+    const auto pixels = [scale](int logical) { return roundToPixel(static_cast<float>(logical) * scale); };
+    auto images = Shared<CDIB>::adopt(new CDIB(pixels(width), pixels(2 * height)));
+    images->setDensity(scale);
+    COffscreenContext context(*images, scale);
     for (int state = 0; state < 2; ++state) {
         const CRect face{0, static_cast<float>(state * height), static_cast<float>(width),
                          static_cast<float>((state + 1) * height)};
@@ -271,10 +273,12 @@ void Gallery::addControls()
 void Gallery::addButtons(CViewContainer& panel)
 {
     addLabel(panel, 222, 28, "buttons");
-    panel.addView(new CKickButton({222, 46, 292, 66}, this, kKick, 20, buttonImages(70, 20, "KICK").get()));
-    panel.addView(new COnOffButton({302, 46, 372, 66}, this, kOnOff, 20, buttonImages(70, 20, "ON / OFF").get()));
-    auto* const movie =
-        new CMovieButton({382, 46, 452, 66}, this, kMovie, 20, buttonImages(70, 20, "\xC4\x84 BYPASS").get());
+    panel.addView(
+        new CKickButton({222, 46, 292, 66}, this, kKick, 20, buttonImages(frame->getScale(), 70, 20, "KICK").get()));
+    panel.addView(new COnOffButton({302, 46, 372, 66}, this, kOnOff, 20,
+                                   buttonImages(frame->getScale(), 70, 20, "ON / OFF").get()));
+    auto* const movie = new CMovieButton({382, 46, 452, 66}, this, kMovie, 20,
+                                         buttonImages(frame->getScale(), 70, 20, "\xC4\x84 BYPASS").get());
     movie->setValue(1.0F);
     panel.addView(movie);
 }
@@ -283,7 +287,7 @@ void Gallery::addMenus(CViewContainer& panel)
 {
     addLabel(panel, 222, 72, "menu");
     auto* const menu = new COptionMenu({222, 88, 372, 110}, this, kMenu);
-    menu->setBackground(buttonImages(150, 22, "").get());
+    menu->setBackground(buttonImages(frame->getScale(), 150, 22, "").get());
     for (const char* const title : {"High-pass", "Low shelf", "Peak"})
         menu->addEntry(title, std::string_view(title) == "Peak");
     menu->addEntry("Not now", false, false);
@@ -298,7 +302,7 @@ void Gallery::addMenus(CViewContainer& panel)
     addLabel(panel, 222, 116, "text edit");
     auto* const edit = new CTextEdit({222, 132, 452, 156}, this, kEdit);
     edit->setText("click to edit \xC3\xA4\xE2\x82\xAC");
-    edit->setBackground(buttonImages(230, 24, "").get());
+    edit->setBackground(buttonImages(frame->getScale(), 230, 24, "").get());
     panel.addView(edit);
 }
 
@@ -325,7 +329,7 @@ void Gallery::addPages()
 {
     CViewContainer& panel = *addPanel("Pages and events", {572, 640, 1068, 708});
     auto* const menu = new COptionMenu({10, 30, 100, 52}, this, kPageMenu);
-    menu->setBackground(buttonImages(90, 22, "").get());
+    menu->setBackground(buttonImages(frame->getScale(), 90, 22, "").get());
     panel.addView(menu);
     for (int number = 0; number < 2; ++number) {
         auto* const page = new Page({110, 26, 290, 60}, static_cast<float>(number));
