@@ -206,6 +206,15 @@ void CFrame::setSize(float newWidth, float newHeight)
         window->resize(picture->getWidth(), picture->getHeight());
 }
 
+void CFrame::setScale(float newScale)
+{
+    const auto guard = lock();
+    if (!(newScale > 0.0F) || newScale == scale)
+        return;
+    scale = newScale;
+    setSize(rect.width(), rect.height());
+}
+
 CPoint CFrame::toLogical(int x, int y) const
 {
     return {static_cast<float>(x) / scale, static_cast<float>(y) / scale};

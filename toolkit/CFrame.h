@@ -49,6 +49,8 @@ public:
 
     /// Size in logical pixels, of the window too.
     virtual void setSize(float newWidth, float newHeight);
+    /// Pixels of the window per logical pixel; the window grows or shrinks with it.
+    void setScale(float newScale);
     [[nodiscard]] float getScale() const { return scale; }
     /// Whether the user closed the window.
     [[nodiscard]] bool isClosed() const { return windowGone; }

@@ -40,8 +40,11 @@ enum GalleryTag {
     kScope,
     kPageMenu,
     kPage,
-    kState
+    kState,
+    kScale
 };
+
+constexpr std::array kScales{75, 100, 125, 150, 200}; ///< percent
 
 /// A panel's frame and drawing, behind its controls.
 class PanelContainer final : public CGViewContainer {
@@ -222,6 +225,7 @@ Gallery::Gallery(float scale, bool openGl)
     name->setAlignment(TextAlignment::left);
     frame->addView(name);
     addLabel(*frame, 104, 18, "view toolkit");
+    addScales();
     addPanels();
     addControls();
     addStates();
@@ -238,6 +242,19 @@ CViewContainer* Gallery::addPanel(const char* title, const CRect& rect)
     auto* const panel = new PanelContainer({title, rect, nullptr});
     frame->addView(panel);
     return panel;
+}
+
+void Gallery::addScales()
+{
+    auto* const menu = new COptionMenu({998, 12, 1068, 34}, this, kScale);
+    menu->setBackground(buttonImages(frame->getScale(), 70, 22, "").get());
+    for (const int percent : kScales)
+        menu->addEntry(std::string(std::to_string(percent)).append(" %"));
+    menu->setValue(-1.0F);
+    for (std::size_t i = 0; i < kScales.size(); ++i)
+        if (kScales[i] == roundToPixel(frame->getScale() * 100.0F))
+            menu->setValue(static_cast<float>(i));
+    frame->addView(menu);
 }
 
 void Gallery::addPanels()
@@ -347,12 +364,14 @@ void Gallery::addPages()
 
 void Gallery::valueChanged(CControl& control)
 {
-    constexpr std::array<const char*, kState + 1> names{"fader", "handle", "vertical", "kick", "on/off",
+    constexpr std::array<const char*, kScale + 1> names{"fader", "handle", "vertical", "kick", "on/off",
                                                         "movie", "menu",   "order",    "edit", "scope",
-                                                        "page",  "page",   "state"};
+                                                        "page",  "page",   "state",    "scale"};
     if (control.getTag() == kPageMenu)
         for (const auto& page : pages)
             page->setValue(control.getValue());
+    if (control.getTag() == kScale)
+        frame->setScale(static_cast<float>(kScales[static_cast<std::size_t>(control.getValue())]) / 100.0F);
     std::array<char, 64> text;
     std::snprintf(text.data(), text.size(), "%s: %.3f", names[static_cast<std::size_t>(control.getTag())],
                   static_cast<double>(control.getValue()));

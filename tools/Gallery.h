@@ -38,6 +38,7 @@ public:
     [[nodiscard]] toolkit::OGLFrame* getOpenGlFrame() { return openGlFrame; }
 
 private:
+    void addScales();
     void addPanels();
     void addControls();
     void addStates();

@@ -191,6 +191,11 @@ TEST(CFrame, PaintsWhatIsDirtyAndNothingElse)
     opened.frame->setSize(50, 40);
     opened.frame->idle();
     EXPECT_EQ(opened.window.getWidth(), 50);
+    opened.frame->setScale(1.5F);
+    opened.frame->setScale(NAN);
+    opened.frame->idle();
+    EXPECT_EQ(opened.window.getWidth(), 75);
+    EXPECT_EQ(opened.frame->getPicture().getHeight(), 60);
     opened.frame->close();
     opened.frame->close();
     opened.frame->idle();

@@ -182,6 +182,8 @@ TEST(OGLFrame, IsSafeBesideEventsResizesAndClosing)
             window->awaitEvents(3);
             window->processEvents();
             frame->idle();
+            if (i % 4 == 3)
+                frame->setScale(0.75F + 0.05F * static_cast<float>(i));
             if (i % 4 == 1)
                 frame->setSize(200.0F + static_cast<float>(i), 120.0F);
         }
