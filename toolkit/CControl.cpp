@@ -1,0 +1,146 @@
+#include "CControl.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace sorvane::toolkit {
+
+namespace {
+
+using Steady = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kWheelEdit{250};
+
+std::atomic<bool> wheelHeld{false};   ///< by the one control of the process that is in a wheel edit
+std::atomic<bool> wheelWanted{false}; ///< by another
+
+void sleepStep()
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+} // namespace
+
+CControl::~CControl()
+{
+    finishWheelEdit();
+}
+
+void CControl::bounceValue()
+{
+    value = value >= vmin ? std::min(value, vmax) : vmin;
+}
+
+bool CControl::checkDefaultValue(int buttons)
+{
+    if (buttons != (kLButton | kControl))
+        return false;
+    const float before = value;
+    setValue(defaultValue);
+    tellChange(before);
+    setDirty();
+    return true;
+}
+
+void CControl::beginEdit()
+{
+    if (listener != nullptr)
+        listener->controlBeginEdit(*this);
+}
+
+void CControl::endEdit()
+{
+    if (listener != nullptr)
+        listener->controlEndEdit(*this);
+}
+
+void CControl::tellChange(float before)
+{
+    if (value != before && listener != nullptr)
+        listener->valueChanged(*this);
+}
+
+bool CControl::wheelBy(float change)
+{
+    const float before = value;
+    beginWheelEdit();
+    setValue(value + change);
+    bounceValue();
+    tellChange(before);
+    endWheelEdit();
+    setDirty();
+    return true;
+}
+
+void CControl::beginWheelEdit()
+{
+    {
+        const std::lock_guard guard(editing);
+        if (inWheelEdit) {
+            retrigger = true;
+            return;
+        }
+    }
+    // The control before, if its edit still waits for a further step, gives up waiting.
+    while (wheelHeld.exchange(true, std::memory_order_acquire)) {
+        wheelWanted = true;
+        sleepStep();
+    }
+    wheelWanted = false;
+    if (wheelWorker.joinable()) // of its last edit, and at its end
+        wheelWorker.join();
+    const std::lock_guard guard(editing);
+    inWheelEdit = true;
+    retrigger = false;
+    beginEdit();
+}
+
+void CControl::endWheelEdit()
+{
+    if (!inWheelEdit || wheelWorker.joinable())
+        return;
+    endNow = false;
+    wheelWorker = std::thread([this] { awaitWheelEnd(); });
+}
+
+void CControl::awaitWheelEnd()
+{
+    for (;;) {
+        Steady::time_point end = Steady::now() + kWheelEdit;
+        while (Steady::now() < end && !endNow && !wheelWanted) {
+            sleepStep();
+            if (retrigger.exchange(false))
+                end = Steady::now() + kWheelEdit;
+        }
+        const std::lock_guard guard(editing);
+        if (retrigger.exchange(false) && !endNow)
+            continue; // a step came in between
+        endEdit();
+        inWheelEdit = false;
+        wheelHeld.store(false, std::memory_order_release);
+        return;
+    }
+}
+
+void CControl::finishWheelEdit()
+{
+    endNow = true;
+    if (wheelWorker.joinable())
+        wheelWorker.join();
+    if (inWheelEdit.exchange(false)) // one that was begun and never given to the worker
+        wheelHeld.store(false, std::memory_order_release);
+}
+
+void CControl::removed()
+{
+    finishWheelEdit();
+    CView::removed();
+}
+
+void CControl::setDirty(bool on)
+{
+    CView::setDirty(on);
+    oldValue = !on ? value : value == -1.0F ? 0.0F : -1.0F;
+}
+
+} // namespace sorvane::toolkit

@@ -1,0 +1,342 @@
+#include "CFrame.h"
+
+#include <cmath>
+#include <utility>
+
+namespace sorvane::toolkit {
+
+namespace {
+
+constexpr std::size_t kMostAreas = 12; ///< that are painted apart; more become one
+
+} // namespace
+
+CFrame::CFrame(const CRect& frameRect, float drawScale)
+    : CViewContainer({0, 0, frameRect.width(), frameRect.height()}), scale(drawScale > 0.0F ? drawScale : 1.0F)
+{
+    makePicture();
+}
+
+CFrame::~CFrame()
+{
+    CFrame::close();
+}
+
+void CFrame::makePicture()
+{
+    picture =
+        Shared<CDIB>::adopt(new CDIB(roundToPixel(rect.width() * scale), roundToPixel(rect.height() * scale), false));
+    invalid.assign(1, rect);
+}
+
+void CFrame::open(platform::Window& newWindow)
+{
+    const auto guard = lock();
+    window = &newWindow;
+    windowGone = false;
+    frame = this;
+    window->setListener(this);
+    for (const Shared<CView>& child : getViews())
+        child->attached(*this);
+    invalidRect(rect);
+}
+
+void CFrame::close()
+{
+    const auto guard = lock();
+    setFocusView(nullptr);
+    modalView = nullptr;
+    removeAll();
+    frame = nullptr;
+    if (platform::Window* const left = std::exchange(window, nullptr))
+        left->setListener(nullptr);
+}
+
+void CFrame::invalidRect(const CRect& area)
+{
+    CRect seen = area.intersectedWith(rect);
+    if (seen.isEmpty())
+        return;
+    // Areas that meet are painted as one.
+    for (std::size_t i = 0; i < invalid.size();) {
+        if (!invalid[i].intersectedWith(seen).isEmpty() || invalid.size() >= kMostAreas) {
+            seen = seen.unitedWith(invalid[i]);
+            invalid.erase(invalid.begin() + static_cast<std::ptrdiff_t>(i));
+            i = 0;
+        } else {
+            ++i;
+        }
+    }
+    invalid.push_back(seen);
+}
+
+void CFrame::collectDirty(CViewContainer& container, CPoint origin)
+{
+    if (std::exchange(container.dirty, false))
+        invalidRect(container.rect.movedBy(origin));
+    const CPoint inner = origin + container.rect.origin();
+    for (const Shared<CView>& child : container.children) {
+        if (!child->isVisible() || !child->isDirty())
+            continue;
+        if (child->notify(this, kMsgCheckIfViewContainer) == CMessageResult::notified) {
+            collectDirty(static_cast<CViewContainer&>(*child), inner);
+        } else {
+            invalidRect(child->getViewSize().movedBy(inner));
+            child->setDirty(false);
+        }
+    }
+}
+
+void CFrame::repaint(const CRect& area)
+{
+    COffscreenContext context(*picture, scale);
+    // Whole logical pixels, so that at a fractional scale no half of one keeps what was there.
+    context.setClipRect(
+        {std::floor(area.left) - 1, std::floor(area.top) - 1, std::ceil(area.right) + 1, std::ceil(area.bottom) + 1});
+    draw(context);
+}
+
+void CFrame::idle()
+{
+    const auto guard = lock();
+    if (window == nullptr)
+        return;
+    collectDirty(*this, {});
+    const std::vector<CRect> areas = std::exchange(invalid, {});
+    for (const CRect& area : areas)
+        repaint(area);
+    for (const CRect& area : areas)
+        window->present(picture->getPixels(), picture->getWidth(), toWindow(area));
+}
+
+void CFrame::setFocusView(CView* view)
+{
+    if (view == focusView)
+        return;
+    const Shared<CView> taking(view);
+    const Shared<CView> old(std::exchange(focusView, view));
+    if (old) {
+        old->looseFocus();
+        old->notify(view, kMsgOldFocusView);
+    }
+    if (taking && focusView == taking.get()) { // unless the other, as it lost it, gave it away
+        taking->takeFocus();
+        taking->notify(old.get(), kMsgNewFocusView);
+        takeKeyboard();
+    }
+    giveKeyboardBack();
+}
+
+void CFrame::takeKeyboard()
+{
+    if (window == nullptr)
+        return;
+    window->takeKeyboard();
+    hasKeyboard = true;
+}
+
+void CFrame::giveKeyboardBack()
+{
+    if (window == nullptr || !hasKeyboard || focusView != nullptr || modalView != nullptr)
+        return;
+    window->giveKeyboardBack();
+    hasKeyboard = false;
+}
+
+void CFrame::setModalView(CView* view)
+{
+    endModal();
+    addView(view);
+    modalView = view;
+    takeKeyboard();
+}
+
+void CFrame::endModal()
+{
+    if (CView* const ended = std::exchange(modalView, nullptr))
+        removeView(*ended);
+    giveKeyboardBack();
+}
+
+void CFrame::forgetView(const CView& view)
+{
+    if (focusView == &view)
+        focusView = nullptr;
+    if (modalView == &view)
+        modalView = nullptr;
+}
+
+void CFrame::setCursor(CursorShape shape)
+{
+    if (window != nullptr)
+        window->setCursor(shape);
+}
+
+void CFrame::showPointer(bool show)
+{
+    if (window != nullptr)
+        window->showPointer(show);
+}
+
+void CFrame::setMousePosition(CPoint where)
+{
+    if (window != nullptr)
+        window->movePointer(roundToPixel(where.x * scale), roundToPixel(where.y * scale));
+}
+
+void CFrame::setClipboard(const std::string& text)
+{
+    if (window != nullptr)
+        window->setClipboard(text);
+}
+
+void CFrame::requestClipboard()
+{
+    if (window != nullptr)
+        window->requestClipboard();
+}
+
+void CFrame::setSize(float newWidth, float newHeight)
+{
+    const auto guard = lock();
+    rect = {0, 0, std::max(newWidth, 1.0F), std::max(newHeight, 1.0F)};
+    setMouseableArea(rect);
+    makePicture();
+    if (window != nullptr)
+        window->resize(picture->getWidth(), picture->getHeight());
+}
+
+void CFrame::setScale(float newScale)
+{
+    const auto guard = lock();
+    if (!(newScale > 0.0F) || newScale == scale)
+        return;
+    scale = newScale;
+    setSize(rect.width(), rect.height());
+}
+
+CPoint CFrame::toLogical(int x, int y) const
+{
+    return {static_cast<float>(x) / scale, static_cast<float>(y) / scale};
+}
+
+platform::WindowArea CFrame::toWindow(const CRect& area) const
+{
+    const PixelRect pixels = PixelRect{floorToPixel((area.left - 1) * scale), floorToPixel((area.top - 1) * scale),
+                                       ceilToPixel((area.right + 1) * scale), ceilToPixel((area.bottom + 1) * scale)}
+                                 .intersectedWith(picture->bounds());
+    return {pixels.left, pixels.top, pixels.right, pixels.bottom};
+}
+
+MouseResult CFrame::onMouseDown(CPoint where, int buttons)
+{
+    const Shared<CView> focused(focusView);
+    if (focused && !focused->getViewSize().movedBy(focused->toFrame({})).contains(where))
+        setFocusView(nullptr);
+    if (modalView != nullptr) {
+        const Shared<CView> kept(modalView);
+        const MouseResult result = kept->onMouseDown(where, buttons);
+        if (result == MouseResult::handled && modalView == kept.get())
+            pressed = kept.get();
+        return result;
+    }
+    return CViewContainer::onMouseDown(where, buttons);
+}
+
+void CFrame::windowExposed(const platform::WindowArea& area)
+{
+    const auto guard = lock();
+    if (window == nullptr)
+        return;
+    const PixelRect seen = PixelRect{area.left, area.top, area.right, area.bottom}.intersectedWith(picture->bounds());
+    if (!seen.isEmpty())
+        window->present(picture->getPixels(), picture->getWidth(), {seen.left, seen.top, seen.right, seen.bottom});
+}
+
+void CFrame::windowResized(int /*width*/, int /*height*/)
+{
+    const auto guard = lock();
+    invalidRect(rect); // the frame keeps its size: whoever owns it sets that
+}
+
+void CFrame::windowMouseDown(int x, int y, int buttons)
+{
+    const auto guard = lock();
+    mousePosition = toLogical(x, y);
+    onMouseDown(mousePosition, buttons);
+}
+
+void CFrame::windowMouseMoved(int x, int y, int buttons)
+{
+    const auto guard = lock();
+    mousePosition = toLogical(x, y);
+    if (modalView != nullptr && pressed == nullptr)
+        Shared<CView>(modalView)->onMouseMoved(mousePosition, buttons);
+    else
+        onMouseMoved(mousePosition, buttons);
+}
+
+void CFrame::windowMouseUp(int x, int y, int buttons)
+{
+    const auto guard = lock();
+    mousePosition = toLogical(x, y);
+    if (modalView != nullptr && pressed == nullptr) // of the press that opened it
+        Shared<CView>(modalView)->onMouseUp(mousePosition, buttons);
+    else
+        onMouseUp(mousePosition, buttons);
+}
+
+void CFrame::windowMouseLeft()
+{
+    const auto guard = lock();
+    if (pressed == nullptr)
+        onMouseExited(mousePosition, 0);
+}
+
+void CFrame::windowWheel(int x, int y, WheelAxis axis, float distance, int buttons)
+{
+    const auto guard = lock();
+    mousePosition = toLogical(x, y);
+    if (modalView != nullptr)
+        Shared<CView>(modalView)->onWheel(mousePosition, axis, distance, buttons);
+    else
+        onWheel(mousePosition, axis, distance, buttons);
+}
+
+bool CFrame::windowKeyDown(const KeyPress& key)
+{
+    const auto guard = lock();
+    const Shared<CView> taker(modalView != nullptr ? modalView : focusView);
+    return taker && taker->onKeyDown(key);
+}
+
+void CFrame::windowSeen(bool seen)
+{
+    const auto guard = lock();
+    seenChanged(seen);
+}
+
+void CFrame::windowFocusChanged(bool hasFocus)
+{
+    const auto guard = lock();
+    if (hasFocus)
+        return;
+    hasKeyboard = false; // it has gone elsewhere, and stays there
+    setFocusView(nullptr);
+}
+
+void CFrame::windowPasted(std::string_view text)
+{
+    const auto guard = lock();
+    if (const Shared<CView> taker(focusView); taker)
+        taker->onPaste(text);
+}
+
+void CFrame::windowClosed()
+{
+    const auto guard = lock();
+    windowGone = true;
+    window = nullptr;
+}
+
+} // namespace sorvane::toolkit

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "CViewContainer.h"
+#include "Window.h"
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace sorvane::toolkit {
+
+/// The root of the views of a window, which it draws into a picture of its own and shows from there.
+///
+/// One lock guards its whole tree: it is held while an event is handled and while it is drawn. Whoever else touches views
+/// takes it first.
+class CFrame : public CViewContainer, private platform::WindowListener {
+public:
+    /// \param scale  pixels of the window per logical pixel
+    explicit CFrame(const CRect& frameRect, float scale = 1.0F);
+    ~CFrame() override;
+
+    /// The window must outlive the frame or closed() of it.
+    virtual void open(platform::Window& newWindow);
+    /// Removes all views and leaves the window. Twice is as good as once.
+    virtual void close();
+
+    /// Repaints what is dirty and shows it. As often as pictures are wanted.
+    virtual void idle();
+
+    [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() { return std::unique_lock(mutex); }
+    /// Holds the lock only if no other thread does.
+    [[nodiscard]] std::unique_lock<std::recursive_mutex> tryLock() { return {mutex, std::try_to_lock}; }
+
+    /// In coordinates of the frame.
+    void invalidRect(const CRect& area);
+    void setFocusView(CView* view);
+    [[nodiscard]] CView* getFocusView() const { return focusView; }
+    /// Takes over the caller's use of a view, to which all events go until endModal.
+    void setModalView(CView* view);
+    void endModal();
+    [[nodiscard]] CView* getModalView() const { return modalView; }
+
+    void setCursor(CursorShape shape);
+    void showPointer(bool show);
+    void setMousePosition(CPoint where);
+    [[nodiscard]] CPoint getMousePosition() const { return mousePosition; }
+    void setClipboard(const std::string& text);
+    void requestClipboard();
+
+    /// Size in logical pixels, of the window too.
+    virtual void setSize(float newWidth, float newHeight);
+    /// Pixels of the window per logical pixel; the window grows or shrinks with it.
+    void setScale(float newScale);
+    [[nodiscard]] float getScale() const { return scale; }
+    /// Whether the user closed the window.
+    [[nodiscard]] bool isClosed() const { return windowGone; }
+    /// What the window shows after the last idle.
+    [[nodiscard]] const CDIB& getPicture() const { return *picture; }
+    [[nodiscard]] platform::Window* getWindow() const { return window; }
+
+    MouseResult onMouseDown(CPoint where, int buttons) override;
+    [[nodiscard]] bool isTypeOf(std::string_view name) const override
+    {
+        return name == "CFrame" || CViewContainer::isTypeOf(name);
+    }
+
+protected:
+    /// The window came to be seen, or is covered or unmapped.
+    virtual void seenChanged(bool /*seen*/) {}
+
+private:
+    friend class CView;
+
+    void takeKeyboard();
+    /// To the host, when no view wants it any more.
+    void giveKeyboardBack();
+    /// A view leaves the tree.
+    void forgetView(const CView& view);
+    void collectDirty(CViewContainer& container, CPoint origin);
+    void repaint(const CRect& area);
+    [[nodiscard]] CViewContainer& eventRoot();
+    [[nodiscard]] CPoint toLogical(int x, int y) const;
+    [[nodiscard]] platform::WindowArea toWindow(const CRect& area) const;
+    void makePicture();
+
+    void windowExposed(const platform::WindowArea& area) override;
+    void windowResized(int width, int height) override;
+    void windowMouseDown(int x, int y, int buttons) override;
+    void windowMouseMoved(int x, int y, int buttons) override;
+    void windowMouseUp(int x, int y, int buttons) override;
+    void windowMouseLeft() override;
+    void windowWheel(int x, int y, WheelAxis axis, float distance, int buttons) override;
+    bool windowKeyDown(const KeyPress& key) override;
+    void windowSeen(bool seen) override;
+    void windowFocusChanged(bool hasFocus) override;
+    void windowPasted(std::string_view text) override;
+    void windowClosed() override;
+
+    std::recursive_mutex mutex;
+    platform::Window* window = nullptr;
+    float scale;
+    Shared<CDIB> picture;
+    std::vector<CRect> invalid;
+    CView* focusView = nullptr;
+    CView* modalView = nullptr; ///< the foremost child
+    CPoint mousePosition;
+    bool windowGone = false;
+    bool hasKeyboard = false;
+};
+
+} // namespace sorvane::toolkit

@@ -1,0 +1,196 @@
+#include "CViewContainer.h"
+
+#include <algorithm>
+
+namespace sorvane::toolkit {
+
+CViewContainer::~CViewContainer()
+{
+    removeAll();
+}
+
+void CViewContainer::addView(CView* view)
+{
+    if (view == nullptr)
+        return;
+    children.push_back(Shared<CView>::adopt(view));
+    if (getFrame() != nullptr)
+        view->attached(*this);
+}
+
+void CViewContainer::removeView(CView& view)
+{
+    const auto found =
+        std::find_if(children.begin(), children.end(), [&](const auto& child) { return child.get() == &view; });
+    if (found == children.end())
+        return;
+    const Shared<CView> kept = *found;
+    children.erase(found);
+    loose(view);
+    if (view.getFrame() != nullptr) {
+        view.invalidate(); // so that what is behind it is painted
+        view.removed();
+    }
+}
+
+void CViewContainer::removeAll()
+{
+    while (!children.empty())
+        removeView(*children.back());
+}
+
+void CViewContainer::loose(const CView& child)
+{
+    if (pressed == &child)
+        pressed = nullptr;
+    if (hovered == &child)
+        hovered = nullptr;
+}
+
+bool CViewContainer::holds(const CView* child) const
+{
+    return std::any_of(children.begin(), children.end(), [&](const auto& view) { return view.get() == child; });
+}
+
+void CViewContainer::setBackgroundColor(CColor colour)
+{
+    backgroundColour = colour;
+    setDirty();
+}
+
+void CViewContainer::draw(CDrawContext& context)
+{
+    const CPoint outside = context.getOffset();
+    if (backgroundColour.alpha > 0) {
+        context.setFillColor(backgroundColour);
+        context.drawRect(rect, DrawStyle::filled);
+    }
+    CView::draw(context);
+    context.setOffset(outside + rect.origin());
+    const CRect clip = context.getClipRect();
+    for (const Shared<CView>& child : children) {
+        const CRect seen = child->getViewSize().intersectedWith(clip);
+        if (!child->isVisible() || seen.isEmpty())
+            continue;
+        context.setClipRect(seen);
+        child->draw(context);
+    }
+    context.setOffset(outside);
+    context.setClipRect(clip.movedBy(rect.origin()));
+}
+
+bool CViewContainer::isDirty() const
+{
+    return CView::isDirty() || std::any_of(children.begin(), children.end(),
+                                           [](const auto& child) { return child->isVisible() && child->isDirty(); });
+}
+
+CView* CViewContainer::childAt(CPoint local, int buttons) const
+{
+    for (auto child = children.rbegin(); child != children.rend(); ++child) {
+        CView& view = **child;
+        if (view.isVisible() && view.isMouseEnabled() && view.hitTest(local, buttons))
+            return &view;
+    }
+    return nullptr;
+}
+
+MouseResult CViewContainer::onMouseDown(CPoint where, int buttons)
+{
+    const CPoint local = inside(where);
+    const std::vector<Shared<CView>> before = children; // a press may change them
+    for (auto child = before.rbegin(); child != before.rend(); ++child) {
+        CView& view = **child;
+        if (!holds(&view) || !view.isVisible() || !view.isMouseEnabled() || !view.hitTest(local, buttons))
+            continue;
+        const MouseResult result = view.onMouseDown(local, buttons);
+        if (result == MouseResult::handled && holds(&view))
+            pressed = &view;
+        if (result == MouseResult::handled || result == MouseResult::handledNoMore)
+            return result;
+        if (!view.isTransparent())
+            return MouseResult::notHandled;
+    }
+    return MouseResult::notHandled;
+}
+
+void CViewContainer::hover(CView* child, CPoint local, int buttons)
+{
+    if (child == hovered)
+        return;
+    CView* const left = std::exchange(hovered, child);
+    if (left != nullptr && holds(left))
+        left->onMouseExited(local, buttons);
+    if (hovered != nullptr && holds(hovered))
+        hovered->onMouseEntered(local, buttons);
+}
+
+MouseResult CViewContainer::onMouseMoved(CPoint where, int buttons)
+{
+    const CPoint local = inside(where);
+    if (pressed != nullptr) {
+        const Shared<CView> kept(pressed);
+        const MouseResult result = kept->onMouseMoved(local, buttons);
+        if (result == MouseResult::handledNoMore)
+            pressed = nullptr;
+        return result;
+    }
+    const Shared<CView> under(childAt(local, buttons));
+    hover(under.get(), local, buttons);
+    return under ? under->onMouseMoved(local, buttons) : MouseResult::notHandled;
+}
+
+MouseResult CViewContainer::onMouseUp(CPoint where, int buttons)
+{
+    if (pressed == nullptr)
+        return MouseResult::notHandled;
+    const Shared<CView> kept(std::exchange(pressed, nullptr));
+    return kept->onMouseUp(inside(where), buttons);
+}
+
+MouseResult CViewContainer::onMouseExited(CPoint where, int buttons)
+{
+    hover(nullptr, inside(where), buttons);
+    return MouseResult::handled;
+}
+
+bool CViewContainer::onWheel(CPoint where, WheelAxis axis, float distance, int buttons)
+{
+    const CPoint local = inside(where);
+    const Shared<CView> under(childAt(local, buttons));
+    return under && under->onWheel(local, axis, distance, buttons);
+}
+
+void CViewContainer::attached(CViewContainer& newParent)
+{
+    CView::attached(newParent);
+    for (const Shared<CView>& child : children)
+        child->attached(*this);
+}
+
+void CViewContainer::removed()
+{
+    for (const Shared<CView>& child : children)
+        child->removed();
+    pressed = nullptr;
+    hovered = nullptr;
+    CView::removed();
+}
+
+CMessageResult CViewContainer::notify(CBaseObject* sender, const char* message)
+{
+    return message == kMsgCheckIfViewContainer ? CMessageResult::notified : CView::notify(sender, message);
+}
+
+CView* CViewContainer::getViewAt(CPoint where)
+{
+    const CPoint local = inside(where);
+    CView* const child = childAt(local, 0);
+    if (child == nullptr)
+        return this;
+    if (child->notify(this, kMsgCheckIfViewContainer) == CMessageResult::notified)
+        return static_cast<CViewContainer*>(child)->getViewAt(local);
+    return child;
+}
+
+} // namespace sorvane::toolkit
