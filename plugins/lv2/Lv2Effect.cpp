@@ -45,7 +45,8 @@ constexpr auto kUnknownPorts = [] {
     return ports;
 }();
 
-/// Of a normalised value: hosts keep ports as texts of so many digits. It is far below what can be heard.
+/// Of a normalised value that a state holds: hosts keep the port beside it as a text of so many digits, and what the state
+/// holds is the truer.
 constexpr float kTextTolerance = 1.0e-6F;
 
 } // namespace
@@ -206,10 +207,11 @@ bool Lv2Effect::applyPort(std::size_t tag, float value)
     if (core::factoryParameters()[tag].scale == core::ScaleType::onOff)
         value = (value > 0.0F) == (tag != core::kBypass) ? 1.0F : 0.0F; // its port says "enabled"
     const float normal = plug->toNormalised(index, value);
-    if (std::abs(normal - agreed[tag]) <= kTextTolerance)
+    if (std::abs(normal - agreed[tag]) <= (fromState[tag] ? kTextTolerance : 0.0F))
         return false;
     plug->setParameter(index, normal);
     agreed[tag] = normal;
+    fromState[tag] = false;
     return true;
 }
 
@@ -342,6 +344,7 @@ void Lv2Effect::agree(const PortNormals& ports) noexcept
 {
     for (std::size_t tag = 0; tag < kParameterPorts; ++tag)
         agreed[tag] = std::isnan(ports[tag]) ? plug->getParameter(static_cast<std::int32_t>(tag)) : ports[tag];
+    fromState.set();
     restored = true;
 }
 
@@ -378,8 +381,10 @@ LV2_State_Status Lv2Effect::restore(LV2_State_Retrieve_Function retrieve, LV2_St
             throw;
         }
         agree(ports);
-        if (key == urids.factoryBank) // the default of what ports hold is theirs
+        if (key == urids.factoryBank) { // the default of what ports hold is theirs
             last = kUnknownPorts;
+            fromState.reset();
+        }
         return LV2_STATE_SUCCESS;
     }
     return LV2_STATE_ERR_NO_PROPERTY;

@@ -11,6 +11,7 @@
 #include <lv2/urid/urid.h>
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -103,8 +104,9 @@ private:
     std::array<void*, kStereoPorts.size()> connections{};
     std::array<float, kParameterPorts> last; ///< of the ports, as they were read last; NaN where that doesn't count
     platform::WaitFreeLock portsLock;        ///< held while ports are taken, and while a state is saved or restored
-    PortNormals agreed{};  ///< that go with the effect's: applied last, or held when what was restored was saved
-    bool restored = false; ///< the agreed values are those of a restore that came before the first run
+    PortNormals agreed{}; ///< that go with the effect's: applied last, or held when what was restored was saved
+    std::bitset<kParameterPorts> fromState; ///< the agreed ones that a host's text of the port may be a little off
+    bool restored = false;                  ///< the agreed values are those of a restore that came before the first run
 
     std::unique_ptr<core::Plug> plug; ///< last: its timer may call back
 };
