@@ -91,10 +91,10 @@ void delay(benchmark::State& state)
 {
     using Ring = DelayRing<kMostLookahead>;
     const auto ring = std::make_unique<Ring>();
-    std::uint32_t position = 0;
+    RingPlace place{kMostLookahead};
     bench::runBlocks(state, kBlock, [&](std::vector<double>& samples) {
-        ring->process(samples, static_cast<std::int32_t>(state.range(0)), position);
-        position = (position + kBlock) & Ring::kMask;
+        ring->process(samples, static_cast<std::int32_t>(state.range(0)), place);
+        place.advance(kBlock);
     });
 }
 BENCHMARK(delay)->Arg(0)->Arg(480)->Arg(4800);

@@ -91,7 +91,7 @@ void BandSplit::reset() noexcept
         channel.sideDelay.clear();
     }
     fir.clear();
-    delayPosition = 0;
+    delayPlace.next = 0;
 }
 
 bool BandSplit::design(const std::array<SplitParameters, 2>& channels, const SplitMode& mode) noexcept
@@ -261,7 +261,7 @@ void BandSplit::splitLinearPhase(std::span<const Signals> signals) noexcept
 {
     for (std::size_t c = 0; c < signals.size(); ++c) {
         const auto [band, rest, scratch] = signals[c];
-        channelFilters[c].restDelay.process(rest, fir.delaySamples(), delayPosition);
+        channelFilters[c].restDelay.process(rest, fir.delaySamples(), delayPlace);
         fir.process(static_cast<int>(c), band);
         if (dryMode == DryMode::remainder)
             for (std::size_t i = 0; i < rest.size(); ++i)
@@ -341,12 +341,12 @@ void BandSplit::filterSides(std::size_t first, std::span<const Signals> signals)
 void BandSplit::delaySideChain(std::size_t channel, std::span<double> side) noexcept
 {
     if (linearPhase)
-        channelFilters[channel].sideDelay.process(side, fir.delaySamples(), delayPosition);
+        channelFilters[channel].sideDelay.process(side, fir.delaySamples(), delayPlace);
 }
 
 void BandSplit::advance(std::size_t frames) noexcept
 {
-    delayPosition = (delayPosition + static_cast<std::uint32_t>(frames)) & Delay::kMask;
+    delayPlace.advance(frames);
 }
 
 } // namespace sorvane::core

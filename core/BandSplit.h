@@ -111,7 +111,7 @@ private:
     // The audio thread's.
     bool linearPhase = false;
     DryMode dryMode = DryMode::remainder;
-    std::uint32_t delayPosition = 0;
+    RingPlace delayPlace{kDelayLength};
 };
 
 } // namespace sorvane::core

@@ -1,6 +1,7 @@
 #include "Compressor.h"
 
 #include "CpuDispatch.h"
+#include "Parameters.h"
 
 #include <algorithm>
 #include <limits>
@@ -164,8 +165,9 @@ void Compressor::reset() noexcept
         channel.crossings.reset();
     }
     bandSplit.reset();
-    delayPosition = 0;
-    oversampleDelayPosition = 0;
+    for (RingPlace* const place : {&bypassPlace, &lookaheadPlace, &oversamplePlace})
+        place->next = 0;
+    hasBeenStereo = false;
     feeds.reset();
 }
 
@@ -175,7 +177,14 @@ void Compressor::setRate(double rateHz) noexcept
     for (Channel& channel : channelStates) {
         channel.eq.setRate(static_cast<float>(rateHz));
         channel.crossings.setRate(rateHz);
+        for (Delay* delay : {&channel.bypassDelay, &channel.wetDelay, &channel.passDelay})
+            delay->clear();
     }
+    // As long as the longest delay at this rate: instances that run in turn share a cache.
+    const std::int32_t lookahead = lookaheadSamples(factoryParameters()[kLookahead].max, rateHz);
+    const std::int32_t longest = lookahead + 2 * chainDelay(true) + dsp::LinearPhaseFIR::kHqLength / 2;
+    lookaheadPlace = {std::max<std::uint32_t>(static_cast<std::uint32_t>(lookahead), 1)};
+    bypassPlace = {std::min(static_cast<std::uint32_t>(longest), kMostLookahead)};
 }
 
 template <typename Sample>
@@ -241,8 +250,7 @@ void Compressor::processBlock(const Block& block) noexcept
         else
             compress(c, block);
     }
-    oversampleDelayPosition =
-        (oversampleDelayPosition + static_cast<std::uint32_t>(block.frames)) & OversampleDelay::kMask;
+    oversamplePlace.advance(block.frames);
     bandSplit.advance(block.frames);
     if (active.bypassed) {
         for (std::size_t c = 0; c < block.channels; ++c)
@@ -264,12 +272,12 @@ void Compressor::delayBypass(const Block& block) noexcept
     for (std::size_t c = 0; c < block.channels; ++c) {
         const auto input = buffers.channel(WorkBuffers::wet, c, block.frames);
         if (!active.bypassed) {
-            channelStates[c].bypassDelay.record(input, delayPosition); // nobody hears it
+            channelStates[c].bypassDelay.record(input, bypassPlace); // nobody hears it
             continue;
         }
         const auto delayed = buffers.channel(WorkBuffers::bypass, c, block.frames);
         copy(input, delayed);
-        channelStates[c].bypassDelay.process(delayed, latencyInForce(), delayPosition);
+        channelStates[c].bypassDelay.process(delayed, latencyInForce(), bypassPlace);
     }
 }
 
@@ -362,11 +370,26 @@ void Compressor::delayAudio(const Block& block) noexcept
     for (std::size_t c = 0; c < block.channels; ++c) {
         Channel& channel = channelStates[c];
         channel.wetDelay.process(buffers.channel(WorkBuffers::wet, c, block.frames), active.lookaheadSamples,
-                                 delayPosition);
+                                 lookaheadPlace);
         channel.passDelay.process(buffers.channel(WorkBuffers::pass, c, block.frames), active.lookaheadSamples,
-                                  delayPosition);
+                                  lookaheadPlace);
     }
-    delayPosition = (delayPosition + static_cast<std::uint32_t>(block.frames)) & Delay::kMask;
+    silenceAbsentChannel(block);
+    bypassPlace.advance(block.frames);
+    lookaheadPlace.advance(block.frames);
+}
+
+/// Where mono blocks come between stereo ones, the second channel's delays hear silence, and never what they held a turn
+/// before.
+void Compressor::silenceAbsentChannel(const Block& block) noexcept
+{
+    hasBeenStereo = hasBeenStereo || block.channels == 2;
+    if (block.channels == 2 || !hasBeenStereo)
+        return;
+    Channel& second = channelStates[1];
+    second.bypassDelay.recordSilence(block.frames, bypassPlace);
+    for (Delay* delay : {&second.wetDelay, &second.passDelay})
+        delay->recordSilence(block.frames, lookaheadPlace);
 }
 
 /// The linked side-chain becomes each channel's gain, for channels whose detector doesn't rest.
@@ -395,9 +418,9 @@ void Compressor::passBand(std::size_t index, const Block& block) noexcept
         const std::int32_t delay = 2 * halfBandDelay();
         Channel& channel = channelStates[index];
         channel.wetOversampleDelay.process(buffers.channel(WorkBuffers::wet, index, block.frames), delay,
-                                           oversampleDelayPosition);
+                                           oversamplePlace);
         channel.passOversampleDelay.process(buffers.channel(WorkBuffers::pass, index, block.frames), delay,
-                                            oversampleDelayPosition);
+                                            oversamplePlace);
     }
     feeds.feedUnity(index, block.frames, block.step);
 }
@@ -428,7 +451,7 @@ void Compressor::compressOversampled(std::size_t index, const Block& block) noex
 
     channel.gainDown.process(0.5, gainUp, gain);
     feeds.feedGain(index, gain, buffers.states(index, 2 * block.frames), block.step);
-    channel.wetOversampleDelay.process(wet, detour, oversampleDelayPosition);
+    channel.wetOversampleDelay.process(wet, detour, oversamplePlace);
     channel.gainUp.process(2.0, gain, gainUp);
     channel.signalUp.process(2.0, wet, wetUp);
     if (active.coreListen == CoreListen::difference)
@@ -437,7 +460,7 @@ void Compressor::compressOversampled(std::size_t index, const Block& block) noex
     channel.signalDown.process(0.5, wetUp, wet);
     channel.makeupRamp.apply(wet);
     channel.passOversampleDelay.process(buffers.channel(WorkBuffers::pass, index, block.frames), 2 * detour,
-                                        oversampleDelayPosition);
+                                        oversamplePlace);
 }
 
 void Compressor::mixDry(const Block& block) noexcept

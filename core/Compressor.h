@@ -51,7 +51,7 @@ public:
     /// Clears every state; gains stand at their targets.
     void reset() noexcept;
 
-    /// Sets the host's rate, and clears the filters and counters, which depend on it.
+    /// Sets the host's rate, and clears the filters, counters and delays, which depend on it.
     /// \param rateHz  above 0, up to 1 MHz
     void setRate(double rateHz) noexcept;
 
@@ -78,8 +78,9 @@ public:
     [[nodiscard]] const DisplayFeeds& displayFeeds() const noexcept { return feeds; }
 
 private:
+    static constexpr std::uint32_t kOversampleDelayLength = 256;
     using Delay = DelayRing<kMostLookahead>;
-    using OversampleDelay = DelayRing<256>;
+    using OversampleDelay = DelayRing<kOversampleDelayLength>;
 
     /// The shape of the block at hand.
     struct Block {
@@ -110,6 +111,7 @@ private:
     void filterSideChain(const Block& block) noexcept;
     void linkDetectorInputs(const Block& block) noexcept;
     void delayAudio(const Block& block) noexcept;
+    void silenceAbsentChannel(const Block& block) noexcept;
     void detectGains(const Block& block) noexcept;
     void compress(std::size_t index, const Block& block) noexcept;
     void compressOversampled(std::size_t index, const Block& block) noexcept;
@@ -128,8 +130,10 @@ private:
     WorkBuffers buffers;
     BandSplit bandSplit;
     std::array<Channel, 2> channelStates;
-    std::uint32_t delayPosition = 0;
-    std::uint32_t oversampleDelayPosition = 0;
+    RingPlace bypassPlace{kMostLookahead};    ///< of bypassDelay
+    RingPlace lookaheadPlace{kMostLookahead}; ///< of wetDelay and passDelay
+    RingPlace oversamplePlace{kOversampleDelayLength};
+    bool hasBeenStereo = false; ///< since the last reset
     DisplayFeeds feeds;
 };
 

@@ -8,74 +8,74 @@
 
 namespace sorvane::core {
 
+/// Where rings that work side by side stand: they share it, and their owner advances it once a block.
+struct RingPlace {
+    std::uint32_t length;   ///< samples until the rings wrap, from 1 to their capacity
+    std::uint32_t next = 0; ///< cell of the block's first sample, below \p length
+
+    void advance(std::size_t frames) noexcept { next = static_cast<std::uint32_t>((next + frames) % length); }
+};
+
+/// Takes samples into cells and gives out what other cells held, in place, one after the other: a cell that is read after
+/// it was written gives the new sample.
+void exchangeSamples(std::span<double> samples, const double* from, double* to) noexcept;
+
 /// A ring that delays a signal in place by up to its whole length. Audio thread.
 ///
-/// Rings that work side by side share one position, which their owner advances once a block. Fast because it copies in
-/// runs between the places where the ring wraps.
-template <std::uint32_t Length>
+/// Fast because it goes through the signal once, in runs between the places where the ring wraps, and touches no more
+/// memory than the length in force.
+template <std::uint32_t Capacity>
 class DelayRing {
 public:
-    static_assert((Length & (Length - 1)) == 0, "positions wrap by masking");
-    static constexpr std::uint32_t kMask = Length - 1;
-
     void clear() noexcept { cells.fill(0.0); }
 
-    /// \param samples   in place
-    /// \param delay     in samples; what is beyond the ring's length stops there, 0 only records
-    /// \param position  of the block's first sample
-    void process(std::span<double> samples, std::int32_t delay, std::uint32_t position) noexcept
+    /// \param samples  in place
+    /// \param delay    in samples; what is beyond the ring's length stops there, 0 only records
+    void process(std::span<double> samples, std::int32_t delay, RingPlace place) noexcept
     {
-        const std::uint32_t back = bounded(delay);
+        const auto back = std::min(static_cast<std::uint32_t>(std::max(delay, 0)), place.length);
         if (back == 0)
-            return record(samples, position);
-        std::array<double, kPiece> past;
+            return record(samples, place);
+        std::uint32_t to = place.next;
+        std::uint32_t from = to >= back ? to - back : to + place.length - back;
         while (!samples.empty()) {
-            const auto piece = samples.first(std::min(samples.size(), kPiece));
-            const std::size_t before = std::min<std::size_t>(piece.size(), back); // comes out of the ring
-            read(std::span(past).first(before), position - back);
-            record(piece, position); // after reading, which makes a delay of the whole length work
-            std::copy_backward(piece.begin(), piece.end() - static_cast<std::ptrdiff_t>(before), piece.end());
-            std::copy_n(past.begin(), before, piece.begin());
-            position += static_cast<std::uint32_t>(piece.size());
-            samples = samples.subspan(piece.size());
-        }
-    }
-
-    /// Takes a block in without giving any out: the state is that after process.
-    void record(std::span<const double> samples, std::uint32_t position) noexcept
-    {
-        while (!samples.empty()) {
-            const auto run = samples.first(runLength(samples.size(), position));
-            std::copy(run.begin(), run.end(), cells.begin() + (position & kMask));
-            position += static_cast<std::uint32_t>(run.size());
+            const auto run = samples.first(std::min<std::size_t>(samples.size(), place.length - std::max(from, to)));
+            exchangeSamples(run, cells.data() + from, cells.data() + to);
+            from = wrapped(from + run.size(), place);
+            to = wrapped(to + run.size(), place);
             samples = samples.subspan(run.size());
         }
     }
 
-private:
-    static constexpr std::size_t kPiece = 256;
-
-    static std::uint32_t bounded(std::int32_t delay) noexcept
-    {
-        return static_cast<std::uint32_t>(std::clamp<std::int32_t>(delay, 0, Length));
-    }
-
-    static std::size_t runLength(std::size_t wanted, std::uint32_t position) noexcept
-    {
-        return std::min<std::size_t>(wanted, Length - (position & kMask));
-    }
-
-    void read(std::span<double> samples, std::uint32_t position) const noexcept
+    /// Takes a block in without giving any out: the state is that after process.
+    void record(std::span<const double> samples, RingPlace place) noexcept
     {
         while (!samples.empty()) {
-            const std::size_t run = runLength(samples.size(), position);
-            std::copy_n(cells.begin() + (position & kMask), run, samples.begin());
-            position += static_cast<std::uint32_t>(run);
-            samples = samples.subspan(run);
+            const auto run = samples.first(std::min<std::size_t>(samples.size(), place.length - place.next));
+            std::copy(run.begin(), run.end(), cells.begin() + place.next);
+            place.next = wrapped(place.next + run.size(), place);
+            samples = samples.subspan(run.size());
         }
     }
 
-    std::array<double, Length> cells{};
+    /// The same for a block of zeros.
+    void recordSilence(std::size_t frames, RingPlace place) noexcept
+    {
+        while (frames > 0) {
+            const std::size_t run = std::min<std::size_t>(frames, place.length - place.next);
+            std::fill_n(cells.begin() + place.next, run, 0.0);
+            place.next = wrapped(place.next + run, place);
+            frames -= run;
+        }
+    }
+
+private:
+    static std::uint32_t wrapped(std::size_t cell, const RingPlace& place) noexcept
+    {
+        return cell == place.length ? 0 : static_cast<std::uint32_t>(cell);
+    }
+
+    std::array<double, Capacity> cells{};
 };
 
 } // namespace sorvane::core

@@ -7,6 +7,7 @@
 #include <lv2/midi/midi.h>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -14,6 +15,7 @@
 #include <iterator>
 #include <limits>
 #include <mutex>
+#include <numbers>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,7 +37,8 @@ const T* feature(const LV2_Feature* const* features, std::string_view uri)
 /// Of a meter; silence and what isn't a number read as the bottom of the scale.
 float decibels(float gain, float low, float high)
 {
-    const float db = 20.0F * std::log10(gain);
+    constexpr float kDbPerOctave = 20.0F * (std::numbers::ln2_v<float> / std::numbers::ln10_v<float>);
+    const float db = kDbPerOctave * std::log2(gain);
     return db > low ? std::min(db, high) : low;
 }
 
@@ -185,10 +188,25 @@ void Lv2Effect::takePorts()
         plug->designNow(); // the timer may have designed with some of them
 }
 
+/// Whether any port may hold another value than last time. Most blocks ask no
+/// more than this, and so it has no branches.
+bool Lv2Effect::anyPortChanged() const noexcept
+{
+    std::uint32_t difference = 0;
+    for (std::size_t tag = 0; tag < kParameterPorts; ++tag) {
+        const float* const control =
+            connections[tag] != nullptr ? static_cast<const float*>(connections[tag]) : &last[tag];
+        difference |= std::bit_cast<std::uint32_t>(*control) ^ std::bit_cast<std::uint32_t>(last[tag]);
+    }
+    return difference != 0;
+}
+
 /// Applies the ports that changed, or all.
 /// \return how many differed from what was agreed
 int Lv2Effect::applyPorts(bool all)
 {
+    if (!all && !anyPortChanged())
+        return 0;
     int count = 0;
     for (std::size_t tag = 0; tag < kParameterPorts; ++tag) {
         const auto* const control = static_cast<const float*>(connections[tag]);
@@ -245,11 +263,12 @@ void Lv2Effect::takeEvents()
 }
 
 /// The host's inputs aren't ours to write, and one may be an output too: the effect gets copies, taken before any output
-/// is written.
+/// is written. Side-chains that nothing listens to are left out.
 void Lv2Effect::processPart(std::size_t first, std::size_t frames)
 {
     std::array<float*, 4> ins{};
-    for (std::size_t i = 0; i < 2 * channels; ++i) {
+    const bool hearsSideChain = plug->getParameter(core::kExtSC) > 0.0F;
+    for (std::size_t i = 0; i < (hearsSideChain ? 2 : 1) * channels; ++i) {
         const auto* const source =
             connected<const float>(i < channels ? PortRole::input : PortRole::sideChain, i % channels);
         if (source == nullptr)

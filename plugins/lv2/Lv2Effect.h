@@ -69,6 +69,7 @@ private:
     void takeFirstPorts();
     void followFreeWheeling();
     void takePorts();
+    [[nodiscard]] bool anyPortChanged() const noexcept;
     int applyPorts(bool all);
     bool applyPort(std::size_t tag, float value);
     void takeEvents();

@@ -277,14 +277,14 @@ PlainRoute::Pair PlainRoute::chosen(const Pair& output, const Pair& pass, const 
     return output;
 }
 
-/// The channels' rings share one position, which goes on for a channel that a mono block leaves out.
+/// A channel that a mono block leaves out is silence to its ring.
 PlainRoute::Pair PlainRoute::delayed(std::vector<double> Channel::*ring, const Pair& samples)
 {
     Pair result = samples;
-    for (std::size_t c = 0; c < channelCount; ++c) {
+    for (std::size_t c = 0; c < 2; ++c) {
         std::vector<double>& cells = channels[c].*ring;
         const double before = cells[(delayPosition - delaySamples) % kDelayRing];
-        cells[delayPosition % kDelayRing] = samples[c];
+        cells[delayPosition % kDelayRing] = c < channelCount ? samples[c] : 0.0;
         if (delaySamples > 0)
             result[c] = before;
     }
