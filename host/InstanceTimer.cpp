@@ -24,11 +24,13 @@ void InstanceTimer::endForNow()
         return; // a host that exits in a call of ours; the thread goes with the process
     const std::lock_guard order(lifecycle);
     std::unique_lock lock(list);
+    ending = true;
     if (!waitForHost(lock, telling))
         return requestStop(); // it waits for the thread that is ending the process
     lock.unlock();
     stopAndWait();
     lock.lock();
+    ending = false;            // what older globals make ticks as ever
     instances.shrink_to_fit(); // nobody would free it when the library goes
 }
 
@@ -37,7 +39,8 @@ void InstanceTimer::add(PlugBase& instance)
     if (isWorker()) { // from within a call to the host
         const std::lock_guard lock(list);
         instances.push_back(&instance);
-        start(); // it runs, unless it was asked to end
+        if (!ending)
+            start(); // it runs, unless it was asked to end
         return;
     }
     const std::lock_guard order(lifecycle);
@@ -124,7 +127,7 @@ bool InstanceTimer::leave(bool toTellTheHost)
 {
     {
         const std::lock_guard lock(list);
-        if (toTellTheHost && std::find(instances.begin(), instances.end(), ticking) != instances.end())
+        if (toTellTheHost && !ending && std::find(instances.begin(), instances.end(), ticking) != instances.end())
             telling = ticking;
         toTellTheHost = telling != nullptr;
         ticking = nullptr;

@@ -59,6 +59,7 @@ private:
     std::vector<PlugBase*> instances;
     std::size_t cursor = 0;      ///< of the tick in progress
     PlugBase* ticking = nullptr; ///< the instance that it is at work in
+    bool ending = false;         ///< at exit: no host is told anything more
     PlugBase* telling = nullptr; ///< the instance, perhaps ended since, that the host is being told of
 };
 

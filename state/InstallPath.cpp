@@ -52,7 +52,7 @@ std::string installFolder()
 std::vector<std::string> packageFolders()
 {
     std::vector<std::string> folders = platform::sharedDataFolders();
-    folders.push_back(ownDataFolder());
+    folders.insert(folders.begin(), ownDataFolder());
     std::vector<std::string> found;
     for (const std::string& shared : folders) {
         std::string folder = shared + kOurFolder;

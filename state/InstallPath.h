@@ -13,8 +13,8 @@ namespace sorvane::state {
 [[nodiscard]] std::string installFolder();
 
 /// Where packages install presets and banks, to be read where the user's folder has none; the most important one first:
-/// the system's data folders, and last that of our own installation: what the environment's SORVANE_DATA_FOLDER names,
-/// else the share folder of the prefix that we were loaded from, wherever it was moved, else that of the build's prefix.
+/// that of our own installation (what the environment's SORVANE_DATA_FOLDER names, else the share folder of the prefix
+/// that we were loaded from, wherever it was moved, else that of the build's prefix), then the system's data folders.
 [[nodiscard]] std::vector<std::string> packageFolders();
 
 /// "Presets/" in an install folder.

@@ -48,9 +48,10 @@ constexpr auto kUnknownPorts = [] {
     return ports;
 }();
 
-/// Of a normalised value that a state holds: hosts keep the port beside it as a text of so many digits, and what the state
-/// holds is the truer.
-constexpr float kTextTolerance = 1.0e-6F;
+// In the port's unit: hosts keep a port beside a state as a text, with six digits behind the point or six in all, and
+// what the state holds is the truer.
+constexpr float kTextAbsolute = 1.0e-6F;
+constexpr float kTextRelative = 1.0e-5F;
 
 } // namespace
 
@@ -138,7 +139,8 @@ void Lv2Effect::process(std::uint32_t frames)
     report();
 }
 
-/// All ports, with their designs there and then; silent so far, the effect is free to start anew.
+/// All ports, or, when they have been taken before, those that were written since, with their designs there and then;
+/// silent so far, the effect is free to start anew. May wait for a state that is being saved or restored.
 void Lv2Effect::takeFirstPorts()
 {
     bool changed = false;
@@ -147,7 +149,7 @@ void Lv2Effect::takeFirstPorts()
         changed = restored;
         restored = false;
         const platform::AudioThreadScope audioThread; // one design is enough
-        changed |= applyPorts(true) > 0;
+        changed |= applyPorts(!everRan) > 0;
     }
     if (changed) {
         try {
@@ -159,6 +161,7 @@ void Lv2Effect::takeFirstPorts()
         }
     }
     firstRun = false;
+    everRan = true;
 }
 
 void Lv2Effect::followFreeWheeling()
@@ -188,8 +191,7 @@ void Lv2Effect::takePorts()
         plug->designNow(); // the timer may have designed with some of them
 }
 
-/// Whether any port may hold another value than last time. Most blocks ask no
-/// more than this, and so it has no branches.
+/// Whether any port may hold another value than last time. Most blocks ask no more than this, and so it has no branches.
 bool Lv2Effect::anyPortChanged() const noexcept
 {
     std::uint32_t difference = 0;
@@ -216,18 +218,33 @@ int Lv2Effect::applyPorts(bool all)
     return count;
 }
 
+float Lv2Effect::normalOf(std::size_t tag, float port) const
+{
+    if (core::factoryParameters()[tag].scale == core::ScaleType::onOff)
+        port = (port > 0.0F) == (tag != core::kBypass) ? 1.0F : 0.0F; // its port says "enabled"
+    return plug->toNormalised(static_cast<std::int32_t>(tag), port);
+}
+
+/// Whether a port holds what was agreed, as far as the text can tell in which a host keeps it beside a state.
+bool Lv2Effect::isAgreed(std::size_t tag, float normal) const
+{
+    if (normal == agreed[tag] || !fromState[tag])
+        return normal == agreed[tag];
+    const auto index = static_cast<std::int32_t>(tag);
+    const float value = plug->fromNormalised(index, agreed[tag]);
+    const float off = std::abs(plug->fromNormalised(index, normal) - value);
+    return off <= std::max(kTextAbsolute, kTextRelative * std::abs(value));
+}
+
 bool Lv2Effect::applyPort(std::size_t tag, float value)
 {
     if (std::isnan(value))
         return false;
     last[tag] = value;
-    const auto index = static_cast<std::int32_t>(tag);
-    if (core::factoryParameters()[tag].scale == core::ScaleType::onOff)
-        value = (value > 0.0F) == (tag != core::kBypass) ? 1.0F : 0.0F; // its port says "enabled"
-    const float normal = plug->toNormalised(index, value);
-    if (std::abs(normal - agreed[tag]) <= (fromState[tag] ? kTextTolerance : 0.0F))
+    const float normal = normalOf(tag, value);
+    if (isAgreed(tag, normal))
         return false;
-    plug->setParameter(index, normal);
+    plug->setParameter(static_cast<std::int32_t>(tag), normal);
     agreed[tag] = normal;
     fromState[tag] = false;
     return true;

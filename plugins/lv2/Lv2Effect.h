@@ -72,6 +72,8 @@ private:
     [[nodiscard]] bool anyPortChanged() const noexcept;
     int applyPorts(bool all);
     bool applyPort(std::size_t tag, float value);
+    [[nodiscard]] float normalOf(std::size_t tag, float port) const;
+    [[nodiscard]] bool isAgreed(std::size_t tag, float normal) const;
     void takeEvents();
     void process(std::uint32_t frames);
     void processPart(std::size_t first, std::size_t frames);
@@ -100,7 +102,8 @@ private:
     std::int32_t capacity = 0;  ///< frames that fit in a buffer
     std::vector<float> storage; ///< inputs, side-chains and, for outputs that aren't connected, one buffer more
     bool freeWheeling = false;
-    bool firstRun = true;
+    bool firstRun = true; ///< since activation
+    bool everRan = false;
 
     std::array<void*, kStereoPorts.size()> connections{};
     std::array<float, kParameterPorts> last; ///< of the ports, as they were read last; NaN where that doesn't count

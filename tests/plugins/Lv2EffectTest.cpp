@@ -180,7 +180,11 @@ TEST(Lv2Effect, StateHoldsWhatPortsCannot)
             EXPECT_EQ(instance.restore(odd), LV2_STATE_SUCCESS);
             instance.activate();
             instance.run(64);
-            EXPECT_EQ(loaded(instance)->getParameterValue(kThreshold), -33.0F) << text;
+            EXPECT_EQ(loaded(instance)->getParameterValue(kThreshold), -40.0F)
+                << text << ": its port wasn't written since";
+            instance.controls[kThreshold] = instance.controls[kThreshold] == -33.0F ? -34.0F : -33.0F;
+            instance.run(64);
+            EXPECT_EQ(loaded(instance)->getParameterValue(kThreshold), instance.controls[kThreshold]) << text;
         }
     }
     // The default state doesn't take from a user what is their own.
