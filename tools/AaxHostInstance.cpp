@@ -92,8 +92,11 @@ AaxInstance::AaxInstance(const AaxLibrary& library, AaxAudioThread& thread, std:
     : component(library.effect().componentFor(channels)), audioThread(thread), rate(rateHz)
 {
     const auto create = library.effect().createParameters;
-    if (component == nullptr || create == nullptr)
-        throw Failure(ExitCode::input, "the plug-in has no component of " + std::to_string(channels) + " channels");
+    if (component == nullptr || component->properties == nullptr || component->callback == nullptr)
+        throw Failure(ExitCode::input,
+                      "the plug-in has no component of " + std::to_string(channels) + " channels that processes");
+    if (create == nullptr)
+        throw Failure(ExitCode::input, "the plug-in's effect makes no data model");
     parameters.reset(create());
     if (!parameters)
         throw Failure(ExitCode::input, "the plug-in gives no instance");
@@ -162,7 +165,7 @@ std::vector<AaxSavedChunk> AaxInstance::save()
         std::int32_t size = 0;
         aax::Chunk chunk;
         if (parameters->getChunkIDFromIndex(i, saved.chunkId) == AAX_SUCCESS &&
-            parameters->getChunkSize(saved.chunkId, size) == AAX_SUCCESS) {
+            parameters->getChunkSize(saved.chunkId, size) == AAX_SUCCESS && size >= 0) {
             saved.bytes.resize(static_cast<std::size_t>(size));
             chunk.size = size;
             chunk.data = saved.bytes.data();

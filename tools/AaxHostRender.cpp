@@ -10,6 +10,7 @@
 #include <iomanip>
 #include <memory>
 #include <sstream>
+#include <utility>
 
 namespace sorvane::tools {
 
@@ -97,11 +98,16 @@ public:
           interleaved(static_cast<std::size_t>(options.blockFrames) * 2)
     {}
 
-    /// Fresh filters slide to their design; silence runs through until they are there.
+    /// Does what is due before the first frame. Fresh filters slide to their design; silence runs through until they are
+    /// there.
     void settle(AaxInstance& instance)
     {
+        (void)beginBlock(instance);
+        const bool playing = std::exchange(instance.transport.playing, false);
         for (std::int64_t left = input.rate() / 10; left > 0; left -= options.blockFrames)
             block.process(instance, std::min<std::int64_t>(left, options.blockFrames));
+        instance.deliverAutomation();
+        instance.transport.playing = playing;
     }
 
     std::int64_t play(AaxInstance& instance, AudioWriter& output)
@@ -243,9 +249,8 @@ std::string renderThroughAax(const AaxRenderOptions& options)
     AudioWriter output(options.output, outputFormat(options.output, "KEEP", input.description()), input.channels(),
                        input.rate(), input.frames());
     Player player(options, input, side.get());
-    player.settle(instance);
-    instance.deliverAutomation();
     instance.transport.playing = true;
+    player.settle(instance);
     const std::int32_t latency = instance.latency();
     const std::int64_t frames = player.play(instance, output);
     output.commit();
@@ -269,8 +274,12 @@ std::string describeAax(const std::string& plugin)
     AaxAudioThread audioThread;
     for (const ComponentRecord* const component : library.effect().components) {
         text << "instance of " << component->channels() << " channels\n";
-        AaxInstance instance(library, audioThread, component->channels(), 48000.0F);
-        describeInstance(text, instance);
+        try {
+            AaxInstance instance(library, audioThread, component->channels(), 48000.0F);
+            describeInstance(text, instance);
+        } catch (const Failure& failure) {
+            text << "  none: " << failure.what() << '\n';
+        }
     }
     return text.str();
 }

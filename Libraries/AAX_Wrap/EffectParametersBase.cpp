@@ -30,15 +30,30 @@ double readValue(const char* bytes)
     return std::bit_cast<double>(bits);
 }
 
+/// Whether two values put the effect in one place: it keeps them in single precision, and steps where it has steps.
+bool meansTheSame(const HostParameter& parameter, double a, double b)
+{
+    constexpr double kSinglePrecision = 1.0e-6;
+    return std::abs(a - b) <= kSinglePrecision ||
+           (parameter.type == ParameterType::discrete && parameter.stepIndexOf(a) == parameter.stepIndexOf(b));
+}
+
 } // namespace
 
 Result EffectParametersBase::initialize(Controller* newController)
 {
     if (newController == nullptr)
         return AAX_ERROR_NULL_OBJECT;
+    AutomationDelegate* const oldAutomation = hostAutomation.load(std::memory_order_acquire);
+    Controller* const oldController = hostController.load(std::memory_order_acquire);
     hostAutomation.store(newController->automationDelegate(), std::memory_order_release);
     hostController.store(newController, std::memory_order_release);
-    return effectInit();
+    const Result result = guarded([&] { return effectInit(); });
+    if (result != AAX_SUCCESS) { // the host may end the one that failed
+        hostAutomation.store(oldAutomation, std::memory_order_release);
+        hostController.store(oldController, std::memory_order_release);
+    }
+    return result;
 }
 
 std::int32_t EffectParametersBase::getNumberOfParameters() const
@@ -104,7 +119,7 @@ Result EffectParametersBase::setParameterNormalizedValue(const char* identifier,
     AutomationDelegate* const toHost = automation();
     if (toHost == nullptr)
         return updateParameterNormalizedValue(identifier, normal);
-    return guarded([&] { return toHost->postSetValueRequest(identifier, normal); });
+    return guarded([&] { return toHost->postSetValueRequest(identifier, std::clamp(normal, 0.0, 1.0)); });
 }
 
 Result EffectParametersBase::updateParameterNormalizedValue(const char* identifier, double normal)
@@ -196,7 +211,7 @@ Result EffectParametersBase::compareActiveChunk(const Chunk& chunk, bool& isEqua
         std::vector<std::pair<const HostParameter*, double>> values;
         isEqual = readControlState(chunk, values) && std::all_of(values.begin(), values.end(), [&](const auto& value) {
                       const auto& [parameter, normal] = value;
-                      return parameter->getNormalizedValue() == normal ||
+                      return meansTheSame(*parameter, normal, parameter->getNormalizedValue()) ||
                              std::find(compareIgnored.begin(), compareIgnored.end(), parameter->identifier) !=
                                  compareIgnored.end();
                   });

@@ -17,9 +17,9 @@ bool BinaryDisplayDelegate::textToValue(const char* text, double& normal) const
     return true;
 }
 
-std::int32_t HostParameter::getStepIndex() const noexcept
+std::int32_t HostParameter::stepIndexOf(double value) const noexcept
 {
-    return static_cast<std::int32_t>(std::lround(getNormalizedValue() * (numSteps - 1)));
+    return static_cast<std::int32_t>(std::lround(value * (numSteps - 1)));
 }
 
 } // namespace sorvane::aax

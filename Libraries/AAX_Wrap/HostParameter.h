@@ -51,7 +51,9 @@ public:
     /// The value as a switch reads it.
     [[nodiscard]] bool isTrue() const noexcept { return normal >= 0.5; }
     /// Place of the value, 0 to numSteps - 1.
-    [[nodiscard]] std::int32_t getStepIndex() const noexcept;
+    [[nodiscard]] std::int32_t getStepIndex() const noexcept { return stepIndexOf(normal); }
+    /// Place that another value, 0 to 1, would have.
+    [[nodiscard]] std::int32_t stepIndexOf(double value) const noexcept;
 
     const std::string identifier;
     const std::string name;
