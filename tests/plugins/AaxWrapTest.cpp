@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <new>
@@ -163,6 +164,98 @@ TEST_F(AaxWrapTest, SendsWhatTheEffectSends)
         EXPECT_EQ(sent, "7\x90\x40\x7F"
                         "9\xF0wxy9z\xF7"); // once
     }
+}
+
+TEST_F(AaxWrapTest, HandsMidiToTheEffectAnEventAtATime)
+{
+    struct Node final : MidiNode {
+        std::uint32_t packets(const MidiPacket*& list) override
+        {
+            list = source.data();
+            return static_cast<std::uint32_t>(source.size());
+        }
+        Transport* transport() override { return nullptr; }
+        std::vector<MidiPacket> source = {
+            {.timeStamp = 7, .length = 3, .data = {0xB0, 7, 64, 0}, .isImmediate = false},
+            {.timeStamp = 300, .length = 2, .data = {0xC0, 5, 0, 0}, .isImmediate = true}};
+    } node;
+    struct Seen {
+        std::int32_t count, type, byteSize, deltaFrames, flags;
+        std::array<std::uint8_t, 3> bytes;
+        auto operator<=>(const Seen&) const = default;
+    };
+    static std::vector<Seen> seen;
+    core::Plug& effect = parameters->getEffect();
+    effect.getAeffect()->dispatcher = [](host::AEffect*, std::int32_t opcode, std::int32_t, host::Pointer, void* data,
+                                         float) -> host::Pointer {
+        const auto& events = *static_cast<const host::Events*>(data);
+        const auto& event = *reinterpret_cast<const host::MidiEvent*>(events.events[0]);
+        EXPECT_EQ(opcode, 25);
+        seen.push_back({events.numEvents,
+                        event.head.type,
+                        event.head.byteSize,
+                        event.head.deltaFrames,
+                        event.head.flags,
+                        {event.midiData[0], event.midiData[1], event.midiData[2]}});
+        return 1;
+    };
+    PlainBlock block(*parameters);
+    block.context.midiIn = &node;
+    for (const double bypass : {0.0, 1.0}) {
+        seen.clear();
+        (void)update("MasterBypassID", bypass);
+        playOnThread(block);
+        ASSERT_EQ(seen.size(), 2U) << bypass;
+        EXPECT_EQ(seen[0], (Seen{1, 1, 32, 7, 0, {0xB0, 7, 64}}));
+        EXPECT_EQ(seen[1], (Seen{1, 1, 32, 300, 1, {0xC0, 5, 0}}));
+    }
+}
+
+TEST_F(AaxWrapTest, KeepsTheControllerThatWorksAndARestoredSessionUnchanged)
+{
+    PlainController failing;
+    failing.stemResult = AAX_ERROR_NULL_OBJECT;
+    EXPECT_NE(parameters->initialize(&failing), AAX_SUCCESS);
+    controller.latency = failing.latency = -1;
+    EXPECT_EQ(askHost(13), 0);
+    EXPECT_NE(controller.latency, -1);
+    EXPECT_EQ(failing.latency, -1);
+
+    // What the effect keeps in single precision, and its steps, are no change.
+    for (std::int32_t i = 0; i < parameters->getNumberOfParameters(); ++i) {
+        ParameterInfo info{};
+        (void)parameters->getParameterInfo(i, info);
+        if (i != core::kABBank)
+            (void)update(info.identifier, 0.491);
+    }
+    HookedParameters later;
+    EXPECT_EQ(later.initialize(&controller), AAX_SUCCESS);
+    std::vector<std::string> kept(2);
+    std::array<Chunk, 2> chunks{};
+    for (std::size_t i = 0; i < 2; ++i) {
+        (void)parameters->getChunkIDFromIndex(static_cast<std::int32_t>(i), chunks[i].chunkId);
+        std::int32_t size = 0;
+        ASSERT_EQ(parameters->getChunkSize(chunks[i].chunkId, size), AAX_SUCCESS);
+        kept[i].resize(static_cast<std::size_t>(size));
+        chunks[i].size = size;
+        chunks[i].data = reinterpret_cast<std::byte*>(kept[i].data());
+        ASSERT_EQ(parameters->getChunk(chunks[i].chunkId, chunks[i]), AAX_SUCCESS);
+        EXPECT_EQ(later.setChunk(chunks[i].chunkId, chunks[i]), AAX_SUCCESS);
+    }
+    const auto isEqual = [&] {
+        bool equal = true;
+        for (const Chunk& chunk : chunks) {
+            bool same = false;
+            EXPECT_EQ(later.compareActiveChunk(chunk, same), AAX_SUCCESS);
+            equal = equal && same;
+        }
+        return equal;
+    };
+    EXPECT_TRUE(isEqual());
+    ParameterInfo info{};
+    (void)later.getParameterInfo(core::kThreshold, info);
+    (void)later.updateParameterNormalizedValue(info.identifier, 0.492);
+    EXPECT_FALSE(isEqual());
 }
 
 TEST_F(AaxWrapTest, FillsEveryOutputWhateverTheBuffersAre)
