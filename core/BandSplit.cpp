@@ -230,12 +230,13 @@ void BandSplit::beginBlock() noexcept
     if (const InForce* const newest = mailbox.take()) {
         linearPhase = newest->linearPhase;
         dryMode = newest->dryMode;
+        // Only now, as they lie far apart: asking each of them in every block would fetch as many cache lines.
+        for (Channel& channel : channelFilters)
+            for (dsp::BLTEQ* filter : {&channel.splitHPF, &channel.splitLPF, &channel.splitBPF, &channel.restLPF,
+                                       &channel.restHPF, &channel.restNotch})
+                filter->beginBlock();
     }
     fir.acceptPending();
-    for (Channel& channel : channelFilters)
-        for (dsp::BLTEQ* filter : {&channel.splitHPF, &channel.splitLPF, &channel.splitBPF, &channel.restLPF,
-                                   &channel.restHPF, &channel.restNotch})
-            filter->beginBlock();
 }
 
 void BandSplit::process(std::span<const Signals> signals) noexcept
