@@ -1,5 +1,7 @@
 #include "BandSplit.h"
 
+#include "BlockMath.h"
+
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -265,8 +267,7 @@ void BandSplit::splitLinearPhase(std::span<const Signals> signals) noexcept
         channelFilters[c].restDelay.process(rest, fir.delaySamples(), delayPlace);
         fir.process(static_cast<int>(c), band);
         if (dryMode == DryMode::remainder)
-            for (std::size_t i = 0; i < rest.size(); ++i)
-                rest[i] -= band[i];
+            dsp::addScaled(band, -1.0, rest);
     }
 }
 
