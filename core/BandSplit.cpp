@@ -1,5 +1,7 @@
 #include "BandSplit.h"
 
+#include "BlockMath.h"
+
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -230,12 +232,13 @@ void BandSplit::beginBlock() noexcept
     if (const InForce* const newest = mailbox.take()) {
         linearPhase = newest->linearPhase;
         dryMode = newest->dryMode;
+        // Only now, as they lie far apart: asking each of them in every block would fetch as many cache lines.
+        for (Channel& channel : channelFilters)
+            for (dsp::BLTEQ* filter : {&channel.splitHPF, &channel.splitLPF, &channel.splitBPF, &channel.restLPF,
+                                       &channel.restHPF, &channel.restNotch})
+                filter->beginBlock();
     }
     fir.acceptPending();
-    for (Channel& channel : channelFilters)
-        for (dsp::BLTEQ* filter : {&channel.splitHPF, &channel.splitLPF, &channel.splitBPF, &channel.restLPF,
-                                   &channel.restHPF, &channel.restNotch})
-            filter->beginBlock();
 }
 
 void BandSplit::process(std::span<const Signals> signals) noexcept
@@ -264,8 +267,7 @@ void BandSplit::splitLinearPhase(std::span<const Signals> signals) noexcept
         channelFilters[c].restDelay.process(rest, fir.delaySamples(), delayPlace);
         fir.process(static_cast<int>(c), band);
         if (dryMode == DryMode::remainder)
-            for (std::size_t i = 0; i < rest.size(); ++i)
-                rest[i] -= band[i];
+            dsp::addScaled(band, -1.0, rest);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "Compressor.h"
 
+#include "BlockMath.h"
 #include "CpuDispatch.h"
 #include "Parameters.h"
 
@@ -9,12 +10,6 @@
 namespace sorvane::core {
 
 namespace {
-
-void multiply(std::span<double> samples, std::span<const double> gains)
-{
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        samples[i] *= gains[i];
-}
 
 void copy(std::span<const double> source, std::span<double> destination)
 {
@@ -75,17 +70,25 @@ void write(std::span<const double> source, Sample* destination)
         dsp::CpuDispatch<writeSamples<Sample>>::run(source.data(), destination, source.size());
 }
 
-/// Mixes the channels' side-chains, in place if asked. Without a second channel that is silence: the link only scales.
-void linkChannels(const LinkMatrix& m, std::span<const double> in0, std::span<const double> in1, std::span<double> out0,
-                  std::span<double> out1)
+[[gnu::always_inline]] inline void linkPair(const LinkMatrix* matrix, double* __restrict first,
+                                            double* __restrict second, std::size_t count) noexcept
 {
-    for (std::size_t i = 0; i < in0.size(); ++i) {
-        const double s0 = in0[i];
-        const double s1 = in1.empty() ? 0.0 : in1[i];
-        out0[i] = s0 * m.m00 + s1 * m.m01;
-        if (!in1.empty())
-            out1[i] = s0 * m.m10 + s1 * m.m11;
+    const LinkMatrix m = *matrix;
+    for (std::size_t i = 0; i < count; ++i) {
+        const double s0 = first[i];
+        const double s1 = second[i];
+        first[i] = s0 * m.m00 + s1 * m.m01;
+        second[i] = s0 * m.m10 + s1 * m.m11;
     }
+}
+
+/// Mixes the channels' side-chains, in place. Without a second channel that is silence: the link only scales.
+void linkChannels(const LinkMatrix& m, std::span<double> first, std::span<double> second)
+{
+    if (!second.empty())
+        return dsp::CpuDispatch<linkPair>::run(&m, first.data(), second.data(), first.size());
+    for (double& sample : first)
+        sample *= m.m00;
 }
 
 /// Samples at the host rate that a pass up and a pass down delay by.
@@ -338,10 +341,14 @@ void Compressor::filterSideChain(const Block& block) noexcept
         channelStates[0].eq.process(side(0));
     for (std::size_t c = 0; c < block.channels; ++c)
         channelStates[c].crossings.process(side(c), active.channels[c].crossingThreshold);
-    if (listensToSideChain())
-        linkChannels(active.link, side(0), block.channels == 2 ? side(1) : std::span<double>(),
-                     buffers.channel(WorkBuffers::listen, 0, block.frames),
-                     buffers.channel(WorkBuffers::listen, 1, block.frames));
+    if (!listensToSideChain())
+        return;
+    std::array<std::span<double>, 2> heard;
+    for (std::size_t c = 0; c < block.channels; ++c) {
+        heard[c] = buffers.channel(WorkBuffers::listen, c, block.frames);
+        copy(side(c), heard[c]);
+    }
+    linkChannels(active.link, heard[0], heard[1]);
 }
 
 bool Compressor::listensToSideChain() const noexcept
@@ -361,7 +368,7 @@ void Compressor::linkDetectorInputs(const Block& block) noexcept
             channelStates[c].detectorUp.process(2.0, side, inputs[c]);
         }
     }
-    linkChannels(active.link, inputs[0], inputs[1], inputs[0], inputs[1]);
+    linkChannels(active.link, inputs[0], inputs[1]);
 }
 
 /// The audio waits for the look-ahead, so that a peak meets the gain that it caused.
@@ -435,7 +442,7 @@ void Compressor::compress(std::size_t index, const Block& block) noexcept
     if (active.coreListen == CoreListen::difference)
         complementGains(gain);
     channelStates[index].makeupRamp.apply(gain);
-    multiply(buffers.channel(WorkBuffers::wet, index, block.frames), gain);
+    dsp::multiply(buffers.channel(WorkBuffers::wet, index, block.frames), gain);
 }
 
 /// The same at twice the rate. The gain goes down to the host rate, where the display takes it, and up again, which
@@ -456,7 +463,7 @@ void Compressor::compressOversampled(std::size_t index, const Block& block) noex
     channel.signalUp.process(2.0, wet, wetUp);
     if (active.coreListen == CoreListen::difference)
         complementGains(gainUp);
-    multiply(wetUp, gainUp);
+    dsp::multiply(wetUp, gainUp);
     channel.signalDown.process(0.5, wetUp, wet);
     channel.makeupRamp.apply(wet);
     channel.passOversampleDelay.process(buffers.channel(WorkBuffers::pass, index, block.frames), 2 * detour,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "BlockMath.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -47,8 +49,7 @@ struct GainRamp {
         const std::size_t moving = takeMoving(source.size());
         for (std::size_t i = 0; i < moving; ++i)
             destination[i] += valueBefore(moving - i) * source[i];
-        for (std::size_t i = moving; i < source.size(); ++i)
-            destination[i] += target * source[i];
+        dsp::addScaled(source.subspan(moving), target, destination.subspan(moving));
     }
 
     /// Goes on by a block that nothing is multiplied in.

@@ -34,6 +34,7 @@ void SideChainEQ::design(const SideChainEdge& highPass, const SideChainEdge& low
     scLPF.update();
     scHPF.update();
     scPeak.update();
+    isDesigned.store(true, std::memory_order_release);
 }
 
 void SideChainEQ::setRate(float rateHz) noexcept
@@ -50,6 +51,9 @@ void SideChainEQ::reset() noexcept
 
 void SideChainEQ::beginBlock() noexcept
 {
+    if (!isDesigned.load(std::memory_order_relaxed))
+        return;
+    isDesigned.exchange(false, std::memory_order_acquire); // first: a design that ends meanwhile asks anew
     for (dsp::TrimoraEQ* filter : {&scLPF, &scHPF, &scPeak})
         filter->beginBlock();
 }

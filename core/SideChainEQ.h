@@ -2,6 +2,8 @@
 
 #include "TrimoraEQ.h"
 
+#include <atomic>
+#include <cstdint>
 #include <span>
 
 namespace sorvane::core {
@@ -37,6 +39,10 @@ struct SideChainEQ {
     /// Both channels, side by side where their filters are alike.
     static void processPair(SideChainEQ& first, std::span<double> firstSamples, SideChainEQ& second,
                             std::span<double> secondSamples) noexcept;
+
+    /// There is a design that the audio thread hasn't taken: one value to ask in each block, where the filters lie far
+    /// apart.
+    std::atomic<bool> isDesigned{false};
 };
 
 } // namespace sorvane::core

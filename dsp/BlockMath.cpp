@@ -49,6 +49,20 @@ struct Chosen {
     }
 };
 
+[[gnu::always_inline]] inline void multiplyEach(double* __restrict samples, const double* __restrict gains,
+                                                std::size_t count) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i)
+        samples[i] *= gains[i];
+}
+
+[[gnu::always_inline]] inline void addEach(const double* __restrict source, double gain, double* __restrict destination,
+                                           std::size_t count) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i)
+        destination[i] += gain * source[i];
+}
+
 } // namespace
 
 double lowest(std::span<const double> values) noexcept
@@ -63,6 +77,16 @@ double highest(std::span<const double> values) noexcept
     double greatest = -std::numeric_limits<double>::infinity();
     VectorDispatch<Chosen<Greater>>::run(values.data(), values.size(), &greatest);
     return greatest;
+}
+
+void multiply(std::span<double> samples, std::span<const double> gains) noexcept
+{
+    CpuDispatch<multiplyEach>::run(samples.data(), gains.data(), samples.size());
+}
+
+void addScaled(std::span<const double> source, double gain, std::span<double> destination) noexcept
+{
+    CpuDispatch<addEach>::run(source.data(), gain, destination.data(), source.size());
 }
 
 } // namespace sorvane::dsp

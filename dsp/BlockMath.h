@@ -10,4 +10,10 @@ namespace sorvane::dsp {
 [[nodiscard]] double lowest(std::span<const double> values) noexcept;
 [[nodiscard]] double highest(std::span<const double> values) noexcept;
 
+/// Multiplies each sample by the gain beside it. As long as one another.
+void multiply(std::span<double> samples, std::span<const double> gains) noexcept;
+
+/// Adds \p gain times the source. As long as one another, and apart.
+void addScaled(std::span<const double> source, double gain, std::span<double> destination) noexcept;
+
 } // namespace sorvane::dsp
