@@ -65,7 +65,7 @@ public:
     {
         if (file.size() < 12 || file.size() > kLargestFile || !readTables())
             return false;
-        const std::uint32_t hmetrics = hhea.u16(34);
+        const std::size_t hmetrics = hhea.u16(34);
         const std::size_t glyphs = maxp.u16(4);
         longOffsets = head.u16(50) == 1;
         if (head.size() < 54 || hhea.size() < 36 || maxp.size() < 6 || head.u16(50) > 1 || glyphs == 0)

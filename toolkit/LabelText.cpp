@@ -25,7 +25,8 @@ Shared<CDIB> makeTextImage(const Coverage& coverage, std::uint32_t colour, int h
     at = 0;
     for (int y = 0; y < coverage.height; ++y)
         for (int x = 0; x < coverage.width; ++x) {
-            Pixel& pixel = image->row(y + radius)[static_cast<std::size_t>(x + radius)];
+            const int column = x + radius;
+            Pixel& pixel = image->row(y + radius)[static_cast<std::size_t>(column)];
             pixel = laidOver(pixelOf(colour, coverage.values[at++]), pixel);
         }
     return image;

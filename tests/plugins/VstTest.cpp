@@ -130,8 +130,8 @@ TEST(Vst, EveryOpcodeIsAnswered)
     EXPECT_EQ(properties.flags, 4) << "one of five";
     effect.set(kListen, 0.0F);
     std::set<std::string> choices;
-    for (float normal = 0.0F; normal < 1.0F; normal += properties.stepFloat) {
-        effect.set(kListen, normal);
+    for (int step = 0; static_cast<float>(step) * properties.stepFloat < 1.0F; ++step) {
+        effect.set(kListen, static_cast<float>(step) * properties.stepFloat);
         choices.insert(effect.text(7, kListen));
     }
     EXPECT_EQ(choices.size(), 5U);
