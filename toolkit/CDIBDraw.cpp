@@ -161,8 +161,7 @@ void darkenCornerPixels(CDIB& image)
 
 Coverage distanceHalo(const Coverage& shape, int radius)
 {
-    constexpr int kMaxRadius = 64;
-    radius = std::clamp(radius, 0, kMaxRadius);
+    radius = std::clamp(radius, 0, kLargestHalo);
     Coverage halo{shape.width + 2 * radius, shape.height + 2 * radius, {}};
     const auto width = static_cast<std::size_t>(halo.width);
     const auto height = static_cast<std::size_t>(halo.height);

@@ -193,7 +193,7 @@ void CDrawContext::drawText(std::string_view text, CPoint point, const Font& tex
     const int top = roundToPixel(at.y);
     const Coverage coverage = renderText(textFont, size * drawScale, text);
     if (haloRadius > 0) {
-        const int radius = roundToPixel(static_cast<float>(haloRadius) * drawScale);
+        const int radius = std::min(roundToPixel(static_cast<float>(haloRadius) * drawScale), kLargestHalo);
         drawCoverage(distanceHalo(coverage, radius), left - radius, top - radius, 0xFF000000U | kHaloColour);
     }
     drawCoverage(coverage, left, top, colour);

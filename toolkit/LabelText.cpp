@@ -13,7 +13,7 @@ Shared<CDIB> makeTextImage(const Coverage& coverage, std::uint32_t colour, int h
         const auto part = [&](int shift) { return ((rgb >> shift & 0xFFU) * covered >> 8) << shift; };
         return covered << 24 | part(16) | part(8) | part(0);
     };
-    const int radius = std::max(haloRadius, 0);
+    const int radius = std::clamp(haloRadius, 0, kLargestHalo);
     Coverage halo;
     if (radius > 0)
         halo = distanceHalo(coverage, radius);

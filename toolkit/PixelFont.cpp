@@ -87,7 +87,7 @@ int PixelFont::advanceOf(char character) const
     const std::uint8_t glyph = glyphOf[static_cast<std::uint8_t>(character)];
     if (glyph == kNone)
         return 0;
-    return (fixedWidth ? cellWidth : widths[glyph]) + spacing;
+    return fixedWidth ? cellWidth : widths[glyph] + spacing;
 }
 
 PixelRect PixelFont::areaOf(char character) const

@@ -177,6 +177,14 @@ TEST(Text, TakesWhatIsNoText)
         EXPECT_LE(image.width, CDIB::kMaxSide);
         EXPECT_GE(measureText(font, size, "W").width, 0.0F);
     }
+    CDIB picture(40, 40, false);
+    COffscreenContext context(picture, 2.0F);
+    for (const int radius : {-1, 40, 1000, 1 << 30}) {
+        const Shared<CDIB> image = makeTextImage(renderText(font, 12.0F, "W"), 0xFFFFFF, radius);
+        EXPECT_LE(image->getWidth(), 20 + 2 * kLargestHalo);
+        drawLabelText(context, {0, 0, 20, 20}, font, "W", 12.0F, TextAlignment::left, true, 0xFFFFFF, nullptr, radius);
+        context.drawText("W", {0, 0}, font, 0xFFFFFFFF, 12.0F, radius);
+    }
     for (const std::string_view file : {"", "\0\1\0\0", "not a font at all"})
         EXPECT_EQ(Font::parse(file), nullptr);
     const std::string_view sound = platform::resource("TTF", "DSP-Bold");
@@ -231,6 +239,9 @@ TEST(PixelFont, WritesTheGlyphsOfItsStripAndNothingElse)
         EXPECT_TRUE(red);
     }
     EXPECT_EQ(larger.widthOf("Mi"), larger.widthOf("M") + larger.widthOf("i"));
+    PixelFont even(getBitmap(PixelFont::kLargerStrip));
+    even.setFixedWidth(true);
+    EXPECT_EQ(even.widthOf("Mi1"), 3 * 9); // by the cell
     EXPECT_EQ(PixelFont(nullptr).widthOf("0"), 0);
 }
 
