@@ -25,8 +25,11 @@ public:
     void remember() const noexcept { uses.fetch_add(1, std::memory_order_relaxed); }
     void forget() const noexcept
     {
-        if (uses.fetch_sub(1, std::memory_order_acq_rel) == 1)
-            delete this;
+        if (uses.fetch_sub(1, std::memory_order_acq_rel) != 1)
+            return;
+        uses.store(1, std::memory_order_relaxed); // so that a use that comes and goes meanwhile isn't the last again
+        const_cast<CBaseObject*>(this)->beforeDelete();
+        delete this;
     }
     [[nodiscard]] int useCount() const noexcept { return uses.load(std::memory_order_relaxed); }
 
@@ -35,6 +38,8 @@ public:
 
 protected:
     virtual ~CBaseObject() = default;
+    /// The last use has gone, and all of the object is there still.
+    virtual void beforeDelete() {}
 
 private:
     mutable std::atomic<int> uses{1};

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 
 namespace sorvane::toolkit {
 
@@ -23,7 +24,19 @@ void sleepStep()
 
 CControl::~CControl()
 {
-    finishWheelEdit();
+    finishWheelEdit(); // of one that was begun while it was deleted
+}
+
+void CControl::beforeDelete()
+{
+    finishEdits(); // while its class can be asked still
+    CView::beforeDelete();
+}
+
+bool CControl::isDirty() const
+{
+    const bool drawn = oldValue == value || (std::isnan(oldValue) && std::isnan(value));
+    return !drawn || CView::isDirty();
 }
 
 void CControl::bounceValue()
@@ -36,20 +49,26 @@ bool CControl::checkDefaultValue(int buttons)
     if (buttons != (kLButton | kControl))
         return false;
     const float before = value;
+    beginEdit();
     setValue(defaultValue);
     tellChange(before);
+    endEdit();
     setDirty();
     return true;
 }
 
 void CControl::beginEdit()
 {
+    if (editOpen.exchange(true))
+        return;
     if (listener != nullptr)
         listener->controlBeginEdit(*this);
 }
 
 void CControl::endEdit()
 {
+    if (!editOpen.exchange(false))
+        return;
     if (listener != nullptr)
         listener->controlEndEdit(*this);
 }
@@ -131,9 +150,15 @@ void CControl::finishWheelEdit()
         wheelHeld.store(false, std::memory_order_release);
 }
 
-void CControl::removed()
+void CControl::finishEdits()
 {
     finishWheelEdit();
+    endEdit(); // of a press whose release won't come, or of a wheel step that led here
+}
+
+void CControl::removed()
+{
+    finishEdits();
     CView::removed();
 }
 

@@ -32,10 +32,13 @@ public:
     [[nodiscard]] virtual float getDefaultValue() const { return defaultValue; }
     /// Brings the value into its range; one that isn't a number becomes the lowest.
     virtual void bounceValue();
-    /// With Control and the left button, and nothing else, goes back to the default and tells the listener.
+    /// With Control and the left button, and nothing else, goes back to the default: an edit of its own. \return whether
+    /// it was so
     virtual bool checkDefaultValue(int buttons);
     virtual void setTag(int newTag) { tag = newTag; }
     [[nodiscard]] virtual int getTag() const { return tag; }
+    /// The listener is told of one edit at a time: of the first beginning and the first end. An edit that is open when the
+    /// control leaves its window, or is deleted, ends there.
     virtual void beginEdit();
     virtual void endEdit();
     /// Before the value goes to the listener.
@@ -48,9 +51,8 @@ public:
     [[nodiscard]] virtual float getWheelInc() const { return wheelInc; }
 
     /// Also when the value isn't the one that was drawn last.
-    [[nodiscard]] bool isDirty() const override { return oldValue != value || CView::isDirty(); }
+    [[nodiscard]] bool isDirty() const override;
     void setDirty(bool on = true) override;
-    /// Ends its wheel edit.
     void removed() override;
     [[nodiscard]] bool isTypeOf(std::string_view name) const override
     {
@@ -58,14 +60,13 @@ public:
     }
 
 protected:
-    /// Waits for the end of its wheel edit.
     ~CControl() override;
+    void beforeDelete() override;
 
     /// Tells the listener of the value when it isn't \p before.
     void tellChange(float before);
     /// One wheel step of an edit: the value moves by \p change, within its range. \return true
     bool wheelBy(float change);
-    void finishWheelEdit();
 
     CControlListener* listener;
     int tag;
@@ -78,7 +79,11 @@ protected:
 
 private:
     void awaitWheelEnd();
+    /// Waits for the end of its wheel edit.
+    void finishWheelEdit();
+    void finishEdits();
 
+    std::atomic<bool> editOpen{false};
     std::thread wheelWorker;
     std::mutex editing;                   ///< held during a begin and an end of a wheel edit
     std::atomic<bool> inWheelEdit{false}; ///< from beginWheelEdit to the worker's end

@@ -1,5 +1,6 @@
 #include "CFrame.h"
 
+#include <bit>
 #include <cmath>
 #include <utility>
 
@@ -9,17 +10,42 @@ namespace {
 
 constexpr std::size_t kMostAreas = 12; ///< that are painted apart; more become one
 
+float usableScale(float scale)
+{
+    return scale > 0.0F ? std::clamp(scale, CFrame::kSmallestScale, CFrame::kLargestScale) : 1.0F;
+}
+
+bool isOneButton(int buttons)
+{
+    return std::popcount(static_cast<unsigned>(buttons & (kLButton | kMButton | kRButton))) <= 1;
+}
+
 } // namespace
 
-CFrame::CFrame(const CRect& frameRect, float drawScale)
-    : CViewContainer({0, 0, frameRect.width(), frameRect.height()}), scale(drawScale > 0.0F ? drawScale : 1.0F)
+struct CFrame::Event {
+    explicit Event(CFrame& frame) : kept(&frame), guard(frame.lock()) {}
+
+    Shared<CFrame> kept; ///< goes after the lock
+    std::unique_lock<std::recursive_mutex> guard;
+};
+
+CFrame::CFrame(const CRect& frameRect, float drawScale) : CViewContainer(CRect{}), scale(usableScale(drawScale))
 {
-    makePicture();
+    placeSize(frameRect.width(), frameRect.height());
 }
 
 CFrame::~CFrame()
 {
     CFrame::close();
+}
+
+void CFrame::placeSize(float newWidth, float newHeight)
+{
+    const float largest = std::floor(static_cast<float>(CDIB::kMaxSide) / scale);
+    const auto side = [largest](float length) { return length > 1.0F ? std::min(length, largest) : 1.0F; };
+    rect = {0, 0, side(newWidth), side(newHeight)};
+    setMouseableArea(rect);
+    makePicture();
 }
 
 void CFrame::makePicture()
@@ -32,8 +58,12 @@ void CFrame::makePicture()
 void CFrame::open(platform::Window& newWindow)
 {
     const auto guard = lock();
+    if (window != nullptr && window != &newWindow)
+        window->setListener(nullptr);
     window = &newWindow;
     windowGone = false;
+    hasKeyboard = false;
+    pointerShown = true;
     frame = this;
     window->setListener(this);
     for (const Shared<CView>& child : getViews())
@@ -44,8 +74,8 @@ void CFrame::open(platform::Window& newWindow)
 void CFrame::close()
 {
     const auto guard = lock();
+    endModal();
     setFocusView(nullptr);
-    modalView = nullptr;
     removeAll();
     frame = nullptr;
     if (platform::Window* const left = std::exchange(window, nullptr))
@@ -93,6 +123,10 @@ void CFrame::repaint(const CRect& area)
     // Whole logical pixels, so that at a fractional scale no half of one keeps what was there.
     context.setClipRect(
         {std::floor(area.left) - 1, std::floor(area.top) - 1, std::ceil(area.right) + 1, std::ceil(area.bottom) + 1});
+    if (backgroundColour.alpha < 255) { // so that nothing is laid over what was there
+        context.setFillColor({0, 0, 0, 255});
+        context.drawRect(rect, DrawStyle::filled);
+    }
     draw(context);
 }
 
@@ -125,6 +159,8 @@ void CFrame::setFocusView(CView* view)
         takeKeyboard();
     }
     giveKeyboardBack();
+    if (old && focusView == nullptr)
+        notify(old.get(), kMsgLooseFocus);
 }
 
 void CFrame::takeKeyboard()
@@ -146,6 +182,8 @@ void CFrame::giveKeyboardBack()
 void CFrame::setModalView(CView* view)
 {
     endModal();
+    if (view == nullptr)
+        return;
     addView(view);
     modalView = view;
     takeKeyboard();
@@ -164,6 +202,7 @@ void CFrame::forgetView(const CView& view)
         focusView = nullptr;
     if (modalView == &view)
         modalView = nullptr;
+    giveKeyboardBack();
 }
 
 void CFrame::setCursor(CursorShape shape)
@@ -174,6 +213,7 @@ void CFrame::setCursor(CursorShape shape)
 
 void CFrame::showPointer(bool show)
 {
+    pointerShown = show;
     if (window != nullptr)
         window->showPointer(show);
 }
@@ -199,9 +239,7 @@ void CFrame::requestClipboard()
 void CFrame::setSize(float newWidth, float newHeight)
 {
     const auto guard = lock();
-    rect = {0, 0, std::max(newWidth, 1.0F), std::max(newHeight, 1.0F)};
-    setMouseableArea(rect);
-    makePicture();
+    placeSize(newWidth, newHeight);
     if (window != nullptr)
         window->resize(picture->getWidth(), picture->getHeight());
 }
@@ -209,9 +247,9 @@ void CFrame::setSize(float newWidth, float newHeight)
 void CFrame::setScale(float newScale)
 {
     const auto guard = lock();
-    if (!(newScale > 0.0F) || newScale == scale)
+    if (!(newScale > 0.0F) || usableScale(newScale) == scale)
         return;
-    scale = newScale;
+    scale = usableScale(newScale);
     setSize(rect.width(), rect.height());
 }
 
@@ -245,7 +283,7 @@ MouseResult CFrame::onMouseDown(CPoint where, int buttons)
 
 void CFrame::windowExposed(const platform::WindowArea& area)
 {
-    const auto guard = lock();
+    const Event event(*this);
     if (window == nullptr)
         return;
     const PixelRect seen = PixelRect{area.left, area.top, area.right, area.bottom}.intersectedWith(picture->bounds());
@@ -255,20 +293,25 @@ void CFrame::windowExposed(const platform::WindowArea& area)
 
 void CFrame::windowResized(int /*width*/, int /*height*/)
 {
-    const auto guard = lock();
+    const Event event(*this);
     invalidRect(rect); // the frame keeps its size: whoever owns it sets that
 }
 
 void CFrame::windowMouseDown(int x, int y, int buttons)
 {
-    const auto guard = lock();
+    const Event event(*this);
     mousePosition = toLogical(x, y);
+    if (pressed != nullptr) {
+        if (!isOneButton(buttons))
+            return;
+        onMouseUp(mousePosition, buttons); // whose release was lost
+    }
     onMouseDown(mousePosition, buttons);
 }
 
 void CFrame::windowMouseMoved(int x, int y, int buttons)
 {
-    const auto guard = lock();
+    const Event event(*this);
     mousePosition = toLogical(x, y);
     if (modalView != nullptr && pressed == nullptr)
         Shared<CView>(modalView)->onMouseMoved(mousePosition, buttons);
@@ -278,25 +321,33 @@ void CFrame::windowMouseMoved(int x, int y, int buttons)
 
 void CFrame::windowMouseUp(int x, int y, int buttons)
 {
-    const auto guard = lock();
+    const Event event(*this);
     mousePosition = toLogical(x, y);
+    if (!isOneButton(buttons))
+        return;
     if (modalView != nullptr && pressed == nullptr) // of the press that opened it
         Shared<CView>(modalView)->onMouseUp(mousePosition, buttons);
     else
         onMouseUp(mousePosition, buttons);
+    if (!pointerShown) // by a control that has gone meanwhile
+        showPointer(true);
+    if (!rect.contains(mousePosition)) // which it left while the button was held
+        onMouseExited(mousePosition, 0);
 }
 
 void CFrame::windowMouseLeft()
 {
-    const auto guard = lock();
+    const Event event(*this);
     if (pressed == nullptr)
         onMouseExited(mousePosition, 0);
 }
 
 void CFrame::windowWheel(int x, int y, WheelAxis axis, float distance, int buttons)
 {
-    const auto guard = lock();
+    const Event event(*this);
     mousePosition = toLogical(x, y);
+    if (!std::isfinite(distance) || distance == 0.0F)
+        return;
     if (modalView != nullptr)
         Shared<CView>(modalView)->onWheel(mousePosition, axis, distance, buttons);
     else
@@ -305,20 +356,20 @@ void CFrame::windowWheel(int x, int y, WheelAxis axis, float distance, int butto
 
 bool CFrame::windowKeyDown(const KeyPress& key)
 {
-    const auto guard = lock();
+    const Event event(*this);
     const Shared<CView> taker(modalView != nullptr ? modalView : focusView);
     return taker && taker->onKeyDown(key);
 }
 
 void CFrame::windowSeen(bool seen)
 {
-    const auto guard = lock();
+    const Event event(*this);
     seenChanged(seen);
 }
 
 void CFrame::windowFocusChanged(bool hasFocus)
 {
-    const auto guard = lock();
+    const Event event(*this);
     if (hasFocus)
         return;
     hasKeyboard = false; // it has gone elsewhere, and stays there
@@ -327,14 +378,14 @@ void CFrame::windowFocusChanged(bool hasFocus)
 
 void CFrame::windowPasted(std::string_view text)
 {
-    const auto guard = lock();
+    const Event event(*this);
     if (const Shared<CView> taker(focusView); taker)
         taker->onPaste(text);
 }
 
 void CFrame::windowClosed()
 {
-    const auto guard = lock();
+    const Event event(*this);
     windowGone = true;
     window = nullptr;
 }

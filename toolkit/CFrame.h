@@ -12,10 +12,15 @@ namespace sorvane::toolkit {
 /// The root of the views of a window, which it draws into a picture of its own and shows from there.
 ///
 /// One lock guards its whole tree: it is held while an event is handled and while it is drawn. Whoever else touches views
-/// takes it first.
+/// takes it first. An event may close the frame, or drop its last use, which then goes when the event is over.
+///
+/// What nothing is drawn on is black. While a button is held, presses of others count for nothing.
 class CFrame : public CViewContainer, private platform::WindowListener {
 public:
-    /// \param scale  pixels of the window per logical pixel
+    static constexpr float kSmallestScale = 0.1F;
+    static constexpr float kLargestScale = 16.0F;
+
+    /// \param scale  pixels of the window per logical pixel; cut to its limits, 1 when it isn't above 0
     explicit CFrame(const CRect& frameRect, float scale = 1.0F);
     ~CFrame() override;
 
@@ -35,7 +40,7 @@ public:
     void invalidRect(const CRect& area);
     void setFocusView(CView* view);
     [[nodiscard]] CView* getFocusView() const { return focusView; }
-    /// Takes over the caller's use of a view, to which all events go until endModal.
+    /// Takes over the caller's use of a view, to which all events go until endModal. Null is endModal.
     void setModalView(CView* view);
     void endModal();
     [[nodiscard]] CView* getModalView() const { return modalView; }
@@ -47,7 +52,7 @@ public:
     void setClipboard(const std::string& text);
     void requestClipboard();
 
-    /// Size in logical pixels, of the window too.
+    /// Size in logical pixels, of the window too: at least 1, at most what an image can have.
     virtual void setSize(float newWidth, float newHeight);
     /// Pixels of the window per logical pixel; the window grows or shrinks with it.
     void setScale(float newScale);
@@ -71,6 +76,9 @@ protected:
 private:
     friend class CView;
 
+    /// While an event is handled: the lock, and a use of the frame.
+    struct Event;
+
     void takeKeyboard();
     /// To the host, when no view wants it any more.
     void giveKeyboardBack();
@@ -82,6 +90,7 @@ private:
     [[nodiscard]] CPoint toLogical(int x, int y) const;
     [[nodiscard]] platform::WindowArea toWindow(const CRect& area) const;
     void makePicture();
+    void placeSize(float newWidth, float newHeight);
 
     void windowExposed(const platform::WindowArea& area) override;
     void windowResized(int width, int height) override;
@@ -106,6 +115,7 @@ private:
     CPoint mousePosition;
     bool windowGone = false;
     bool hasKeyboard = false;
+    bool pointerShown = true;
 };
 
 } // namespace sorvane::toolkit

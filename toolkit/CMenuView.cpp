@@ -198,7 +198,8 @@ bool CMenuView::onWheel(CPoint where, float distance, int /*buttons*/)
     float height = 2.0F * kPadding;
     for (const CMenuItem& item : level.menu->getEntries())
         height += heightOf(item);
-    level.scrolled = std::clamp(level.scrolled - 2.0F * kItemHeight * distance, 0.0F, height - level.area.height());
+    const float hidden = std::max(height - level.area.height(), 0.0F);
+    level.scrolled = std::clamp(level.scrolled - 2.0F * kItemHeight * distance, 0.0F, hidden);
     setDirty();
     return true;
 }

@@ -10,7 +10,7 @@ constexpr float kFine = 0.1F;
 
 float CSlider::position() const
 {
-    return vmax > vmin ? std::clamp((value - vmin) / (vmax - vmin), 0.0F, 1.0F) : 0.0F;
+    return vmax > vmin && value > vmin ? std::min((value - vmin) / (vmax - vmin), 1.0F) : 0.0F;
 }
 
 float CSlider::range() const
@@ -48,9 +48,7 @@ MouseResult CSlider::onMouseDown(CPoint where, int buttons)
     if ((buttons & kLButton) == 0)
         return MouseResult::notHandled;
     if ((buttons & kControl) != 0) {
-        beginEdit();
         checkDefaultValue(buttons & (kLButton | kControl));
-        endEdit();
         return MouseResult::handledNoMore;
     }
     dragging = true;

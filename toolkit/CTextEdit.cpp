@@ -133,6 +133,12 @@ void CTextEdit::looseFocus()
     closeEdit(false);
 }
 
+void CTextEdit::removed()
+{
+    closeEdit(false);
+    CParamDisplay::removed();
+}
+
 MouseResult CTextEdit::onMouseDown(CPoint where, int buttons)
 {
     if ((buttons & kLButton) == 0)

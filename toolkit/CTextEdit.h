@@ -27,6 +27,8 @@ public:
     void onPaste(std::string_view pasted) override;
     void takeFocus() override;
     void looseFocus() override;
+    /// Ends the edit as Escape does.
+    void removed() override;
     [[nodiscard]] bool isTypeOf(std::string_view name) const override
     {
         return name == "CTextEdit" || CParamDisplay::isTypeOf(name);

@@ -64,7 +64,8 @@ public:
     virtual void onPaste(std::string_view /*text*/) {}
 
     virtual void setViewSize(const CRect& newRect, bool repaint = true);
-    [[nodiscard]] const CRect& getViewSize() const { return rect; }
+    [[nodiscard]] virtual const CRect& getViewSize() const { return rect; }
+    /// Where the mouse meets it, which setViewSize leaves alone.
     virtual void setMouseableArea(const CRect& area) { mouseableArea = area; }
     [[nodiscard]] const CRect& getMouseableArea() const { return mouseableArea; }
 

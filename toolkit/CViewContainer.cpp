@@ -1,5 +1,7 @@
 #include "CViewContainer.h"
 
+#include "CControl.h"
+
 #include <algorithm>
 
 namespace sorvane::toolkit {
@@ -11,7 +13,7 @@ CViewContainer::~CViewContainer()
 
 void CViewContainer::addView(CView* view)
 {
-    if (view == nullptr)
+    if (view == nullptr || view == this || holds(view))
         return;
     children.push_back(Shared<CView>::adopt(view));
     if (getFrame() != nullptr)
@@ -85,14 +87,34 @@ bool CViewContainer::isDirty() const
                                            [](const auto& child) { return child->isVisible() && child->isDirty(); });
 }
 
+bool CViewContainer::meetsMouse(CView& view, CPoint local, int buttons)
+{
+    return view.isVisible() && view.isMouseEnabled() && view.hitTest(local, buttons);
+}
+
 CView* CViewContainer::childAt(CPoint local, int buttons) const
 {
     for (auto child = children.rbegin(); child != children.rend(); ++child) {
         CView& view = **child;
-        if (view.isVisible() && view.isMouseEnabled() && view.hitTest(local, buttons))
-            return &view;
+        if (!meetsMouse(view, local, buttons))
+            continue;
+        // What is beneath a transparent container shows where it has nothing.
+        if (const auto* const container = dynamic_cast<CViewContainer*>(&view);
+            container != nullptr && view.isTransparent() &&
+            container->childAt(container->inside(local), buttons) == nullptr)
+            continue;
+        return &view;
     }
     return nullptr;
+}
+
+bool CViewContainer::isLeftToListener(CView& view, int buttons)
+{
+    if ((buttons & (kRButton | kShift | kControl | kAlt | kApple)) == 0)
+        return false;
+    auto* const control = dynamic_cast<CControl*>(&view);
+    return control != nullptr && control->getListener() != nullptr &&
+           control->getListener()->controlModifierClicked(*control, buttons);
 }
 
 MouseResult CViewContainer::onMouseDown(CPoint where, int buttons)
@@ -101,8 +123,10 @@ MouseResult CViewContainer::onMouseDown(CPoint where, int buttons)
     const std::vector<Shared<CView>> before = children; // a press may change them
     for (auto child = before.rbegin(); child != before.rend(); ++child) {
         CView& view = **child;
-        if (!holds(&view) || !view.isVisible() || !view.isMouseEnabled() || !view.hitTest(local, buttons))
+        if (!holds(&view) || !meetsMouse(view, local, buttons))
             continue;
+        if (isLeftToListener(view, buttons))
+            return MouseResult::handledNoMore;
         const MouseResult result = view.onMouseDown(local, buttons);
         if (result == MouseResult::handled && holds(&view))
             pressed = &view;
@@ -118,11 +142,13 @@ void CViewContainer::hover(CView* child, CPoint local, int buttons)
 {
     if (child == hovered)
         return;
-    CView* const left = std::exchange(hovered, child);
-    if (left != nullptr && holds(left))
+    // Each may remove itself or the other.
+    const Shared<CView> left(std::exchange(hovered, child));
+    const Shared<CView> entered(child);
+    if (left && holds(left.get()))
         left->onMouseExited(local, buttons);
-    if (hovered != nullptr && holds(hovered))
-        hovered->onMouseEntered(local, buttons);
+    if (entered && hovered == entered.get() && holds(entered.get()))
+        entered->onMouseEntered(local, buttons);
 }
 
 MouseResult CViewContainer::onMouseMoved(CPoint where, int buttons)
@@ -157,21 +183,34 @@ MouseResult CViewContainer::onMouseExited(CPoint where, int buttons)
 bool CViewContainer::onWheel(CPoint where, WheelAxis axis, float distance, int buttons)
 {
     const CPoint local = inside(where);
-    const Shared<CView> under(childAt(local, buttons));
-    return under && under->onWheel(local, axis, distance, buttons);
+    const std::vector<Shared<CView>> before = children; // a step may change them
+    for (auto child = before.rbegin(); child != before.rend(); ++child) {
+        CView& view = **child;
+        if (!holds(&view) || !meetsMouse(view, local, buttons))
+            continue;
+        if (view.onWheel(local, axis, distance, buttons))
+            return true;
+        if (!view.isTransparent())
+            return false;
+    }
+    return false;
 }
 
 void CViewContainer::attached(CViewContainer& newParent)
 {
     CView::attached(newParent);
-    for (const Shared<CView>& child : children)
-        child->attached(*this);
+    const std::vector<Shared<CView>> all = children; // which may change as they come
+    for (const Shared<CView>& child : all)
+        if (holds(child.get()))
+            child->attached(*this);
 }
 
 void CViewContainer::removed()
 {
-    for (const Shared<CView>& child : children)
-        child->removed();
+    const std::vector<Shared<CView>> all = children; // which may change as they go
+    for (const Shared<CView>& child : all)
+        if (holds(child.get()))
+            child->removed();
     pressed = nullptr;
     hovered = nullptr;
     CView::removed();

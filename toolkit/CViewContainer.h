@@ -14,7 +14,7 @@ public:
     using CView::CView;
     ~CViewContainer() override;
 
-    /// Takes over the caller's use of a view.
+    /// Takes over the caller's use of a view, in front of the others. Null, itself and one that it has do nothing.
     void addView(CView* view);
     /// Drops it. A view of another container is left alone.
     void removeView(CView& view);
@@ -48,6 +48,8 @@ private:
 
     [[nodiscard]] CPoint inside(CPoint where) const { return where - rect.origin(); }
     [[nodiscard]] CView* childAt(CPoint local, int buttons) const;
+    [[nodiscard]] static bool meetsMouse(CView& view, CPoint local, int buttons);
+    [[nodiscard]] static bool isLeftToListener(CView& view, int buttons);
     void hover(CView* child, CPoint local, int buttons);
     void loose(const CView& child);
     /// Whether it is still a child of this container, which an event may have changed.

@@ -19,6 +19,7 @@ public:
     void setValue(float newValue) override { target.setValue(newValue); }
     void setDirty(bool on = true) override { target.setDirty(on); }
     void setViewSize(const CRect& newRect, bool invalidate = true) override { target.setViewSize(newRect, invalidate); }
+    [[nodiscard]] const CRect& getViewSize() const override { return target.getViewSize(); }
     void setMouseableArea(const CRect& area) override { target.setMouseableArea(area); }
     void setBackground(CBitmap* bitmap) override { target.setBackground(bitmap); }
 

@@ -5,7 +5,8 @@
 
 namespace sorvane::toolkit {
 
-/// A control that builds its picture in memory: one image to draw in, one to draw from, both as large as the control.
+/// A control that builds its picture in memory: one image to draw in, one to draw from, both as large as the control and
+/// black when its size changes.
 class nControl : public CControl {
 public:
     nControl(const CRect& viewRect, CControlListener* controlListener, int controlTag)
@@ -21,7 +22,7 @@ public:
     }
 
 protected:
-    int width = 0;
+    int width = 0; ///< of the images
     int height = 0;
     Shared<CDIB> work;  ///< for the control's own drawing
     Shared<CDIB> shown; ///< what draw puts on the screen
@@ -29,9 +30,12 @@ protected:
 private:
     void makeImages()
     {
-        width = roundToPixel(rect.width());
-        height = roundToPixel(rect.height());
-        work = Shared<CDIB>::adopt(new CDIB(width, height, false));
+        auto image = Shared<CDIB>::adopt(new CDIB(roundToPixel(rect.width()), roundToPixel(rect.height()), false));
+        if (work && image->bounds() == work->bounds())
+            return;
+        width = image->getWidth();
+        height = image->getHeight();
+        work = std::move(image);
         shown = Shared<CDIB>::adopt(new CDIB(width, height, false));
     }
 };

@@ -1,16 +1,14 @@
 // A frame with controls in a window in memory: what events do, and what is painted for them.
 
-#include "CGFrame.h"
 #include "CHighlightControl.h"
 #include "CKickButton.h"
 #include "COptionMenu.h"
 #include "CSlider.h"
 #include "CTextEdit.h"
-#include "HeadlessWindow.h"
+#include "OpenedFrame.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -20,42 +18,8 @@ namespace {
 
 using namespace sorvane;
 using namespace sorvane::toolkit;
+using namespace sorvane::test;
 using Steady = std::chrono::steady_clock;
-
-class Log final : public CControlListener {
-public:
-    void valueChanged(CControl& control) override { add("v", control); }
-    void controlBeginEdit(CControl& control) override { add("b", control); }
-    void controlEndEdit(CControl& control) override
-    {
-        add("e", control);
-        ended = Steady::now();
-        ++ends;
-    }
-    std::string take()
-    {
-        const std::lock_guard guard(lock);
-        return std::exchange(text, {});
-    }
-    bool awaitEnds(int count)
-    {
-        for (int i = 0; i < 3000 && ends < count; ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return ends == count;
-    }
-
-    Steady::time_point ended; ///< read after awaitEnds
-    std::atomic<int> ends{0};
-
-private:
-    void add(const char* what, const CControl& control)
-    {
-        const std::lock_guard guard(lock);
-        text.append(what).append(std::to_string(control.getTag())).append(1, ' ');
-    }
-    std::mutex lock;
-    std::string text;
-};
 
 /// Answers as it is told, and notes what came.
 class Probe final : public CView {
@@ -78,34 +42,6 @@ private:
     MouseResult answer;
     std::string& text;
     char name;
-};
-
-struct Opened {
-    explicit Opened(float scale = 1.0F) : window(static_cast<int>(200 * scale), static_cast<int>(100 * scale))
-    {
-        frame = Shared<CGFrame>::adopt(new CGFrame({0, 0, 200, 100}, nullptr, scale));
-        frame->open(window);
-    }
-    ~Opened() { frame->close(); }
-    Opened(const Opened&) = delete;
-    Opened& operator=(const Opened&) = delete;
-
-    platform::WindowListener& events() { return *window.getListener(); }
-    void click(int x, int y, int buttons = kLButton)
-    {
-        events().windowMouseDown(x, y, buttons);
-        if (window.getListener() != nullptr)
-            events().windowMouseUp(x, y, buttons);
-    }
-    bool key(Key pressed, int modifiers = 0) { return events().windowKeyDown({pressed, 0, modifiers}); }
-    void type(const char* text, int modifiers = 0)
-    {
-        for (; *text != 0; ++text)
-            events().windowKeyDown({Key::character, static_cast<char32_t>(*text), modifiers});
-    }
-
-    platform::HeadlessWindow window;
-    Shared<CGFrame> frame;
 };
 
 TEST(CFrame, RoutesTheMouseAsViewsAnswer)
@@ -205,7 +141,7 @@ TEST(CFrame, PaintsWhatIsDirtyAndNothingElse)
 TEST(CControl, EditsByMouseBeginAndEndOnce)
 {
     Opened opened;
-    Log log;
+    EditLog log;
     auto* const slider = new CSlider({0, 0, 100, 10}, &log, 1, CSlider::Direction::horizontal);
     opened.frame->addView(slider);
     opened.events().windowMouseDown(10, 5, kLButton);
@@ -252,7 +188,7 @@ TEST(CControl, EditsByMouseBeginAndEndOnce)
 TEST(CControl, OneWheelGestureIsOneEdit)
 {
     Opened opened;
-    Log log;
+    EditLog log;
     const auto addSlider = [&](float top, int tag) {
         auto* const slider = new CSlider({0, top, 100, top + 10}, &log, tag, CSlider::Direction::horizontal);
         opened.frame->addView(slider);
@@ -283,7 +219,7 @@ TEST(CControl, OneWheelGestureIsOneEdit)
 TEST(COptionMenu, ChoosesByClicksDragsKeysAndWheel)
 {
     Opened opened;
-    Log log;
+    EditLog log;
     auto* const menu = new COptionMenu({0, 0, 60, 10}, &log, 1);
     menu->addEntry("A");
     menu->addEntry("B", false, false);
@@ -339,7 +275,7 @@ TEST(COptionMenu, ChoosesByClicksDragsKeysAndWheel)
 TEST(CTextEdit, EditsByKeysMouseAndClipboard)
 {
     Opened opened;
-    Log log;
+    EditLog log;
     auto* const edit = new CTextEdit({0, 0, 100, 20}, &log, 1);
     edit->setText("12\xC3\xA4");
     opened.frame->addView(edit);
@@ -386,15 +322,16 @@ TEST(CTextEdit, EditsByKeysMouseAndClipboard)
 
 TEST(CGFrame, OffersClicksToTheHostAndTellsOfLostFocus)
 {
-    struct Callback final : iVSTFrameCallbackInterface {
-        bool getControlTagAt(CPoint where, std::int32_t& tag) override
+    struct Callback final : host::iVSTFrameCallbackInterface {
+        bool getControlTagAt(float x, float /*y*/, std::int32_t& tag) override
         {
             tag = 7;
-            return where.x < 50;
+            return x < 50;
         }
-        bool frameMessage(int message, std::int32_t tag) override
+        bool frameMessage(std::int32_t message, std::int32_t tag, bool isSecondaryButton) override
         {
-            text.append(std::to_string(message)).append(1, ':').append(std::to_string(tag)).append(1, ' ');
+            text.append(std::to_string(message)).append(1, ':').append(std::to_string(tag));
+            text.append(isSecondaryButton ? "r " : " ");
             return taken;
         }
         std::string text;
@@ -408,12 +345,17 @@ TEST(CGFrame, OffersClicksToTheHostAndTellsOfLostFocus)
     window.getListener()->windowMouseDown(10, 10, kLButton);
     EXPECT_EQ(log, "");
     window.getListener()->windowMouseDown(60, 10, kLButton);
+    window.getListener()->windowMouseUp(60, 10, kLButton);
     callback.taken = false;
-    window.getListener()->windowMouseDown(20, 10, kLButton);
-    EXPECT_EQ(log, "ad60 ad20 ");
+    window.getListener()->windowMouseDown(20, 10, kRButton);
+    EXPECT_EQ(log, "ad60 au60 ad20 ");
     EXPECT_EQ(frame->notify(nullptr, kMsgCheckIfViewContainer), CMessageResult::notified);
-    frame->notify(nullptr, kMsgLooseFocus);
-    EXPECT_EQ(callback.text, "0:7 0:7 3:0 ");
+    auto* const edit = new CTextEdit({0, 0, 50, 20}, nullptr, 8);
+    frame->addView(edit);
+    frame->setFocusView(edit);
+    EXPECT_EQ(callback.text, "0:7 0:7r ");
+    window.getListener()->windowFocusChanged(false);
+    EXPECT_EQ(callback.text, "0:7 0:7r 3:-1 ");
     frame->close();
 }
 
