@@ -1,5 +1,6 @@
 #include "CDIBDraw.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -21,6 +22,17 @@ void blendBox(CDIB& image, double left, double top, double right, double bottom,
     outline.addPolygon(std::array{DevicePoint{left, top}, DevicePoint{right, top}, DevicePoint{right, bottom},
                                   DevicePoint{left, bottom}});
     fillOutline(image, outline, withOpacity(colour, opacity), image.bounds());
+}
+
+void blendRun(std::span<Pixel> pixels, Pixel colour)
+{
+    if (colour >> 24 == 255) {
+        std::fill(pixels.begin(), pixels.end(), colour);
+        return;
+    }
+    const std::uint32_t rest = 255 - (colour >> 24);
+    for (Pixel& pixel : pixels)
+        pixel = colour + multipliedPixel(pixel, rest);
 }
 
 /// Squared distances along a line of samples, from the squared distances across it, in place: the lower envelope of the
@@ -89,9 +101,8 @@ void fillRect(CDIB& image, const PixelRect& rect, Pixel colour)
     if (target.isEmpty())
         return;
     for (int y = target.top; y < target.bottom; ++y)
-        for (Pixel& pixel :
-             image.row(y).subspan(static_cast<std::size_t>(target.left), static_cast<std::size_t>(target.width())))
-            pixel = laidOver(colour, pixel);
+        blendRun(image.row(y).subspan(static_cast<std::size_t>(target.left), static_cast<std::size_t>(target.width())),
+                 colour);
     image.markDirty();
 }
 
@@ -99,11 +110,14 @@ void fillOutline(CDIB& image, const Outline& outline, Pixel colour, const PixelR
 {
     outline.rasterise(clip.intersectedWith(image.bounds()),
                       [&](int y, int left, std::span<const std::uint8_t> coverage) {
-                          Pixel* pixel = image.row(y).data() + left;
-                          for (const std::uint8_t covered : coverage) {
+                          const auto pixels = image.row(y).subspan(static_cast<std::size_t>(left), coverage.size());
+                          // Most of a row is covered alike.
+                          for (std::size_t i = 0, end = 0; i < coverage.size(); i = end) {
+                              const std::uint8_t covered = coverage[i];
+                              for (end = i + 1; end < coverage.size() && coverage[end] == covered;)
+                                  ++end;
                               if (covered != 0)
-                                  *pixel = laidOver(multipliedPixel(colour, covered), *pixel);
-                              ++pixel;
+                                  blendRun(pixels.subspan(i, end - i), multipliedPixel(colour, covered));
                           }
                       });
     image.markDirty();

@@ -2,6 +2,7 @@
 
 #include "LabelText.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -256,15 +257,21 @@ void COffscreenContext::drawTexels(const TexelMap& map, std::uint32_t alpha)
     std::vector<std::size_t> columns(static_cast<std::size_t>(map.pixels.width()));
     for (std::size_t i = 0; i < columns.size(); ++i)
         columns[i] = texel(map.left + static_cast<double>(i) * map.stepX, map.bitmap.getWidth());
+    // One texel a pixel.
+    const bool inSteps = map.stepX == 1.0 && columns.back() - columns.front() + 1 == columns.size();
+    const Pixel always = map.bitmap.isOpaque() ? 0xFF000000U : 0U;
+    std::vector<Pixel> texels(columns.size());
     for (int y = map.pixels.top; y < map.pixels.bottom; ++y) {
         const auto source =
             map.bitmap.row(static_cast<int>(texel(map.top + (y - map.pixels.top) * map.stepY, map.bitmap.getHeight())));
-        Pixel* pixel = image.row(y).data() + map.pixels.left;
-        for (const std::size_t column : columns) {
-            const Pixel colour = map.bitmap.isOpaque() ? source[column] | 0xFF000000U : source[column];
-            *pixel = addedOver(alpha == 255 ? colour : multipliedPixel(colour, alpha), *pixel);
-            ++pixel;
-        }
+        if (inSteps)
+            std::copy_n(&source[columns.front()], texels.size(), texels.begin());
+        else
+            std::transform(columns.begin(), columns.end(), texels.begin(),
+                           [source](std::size_t column) { return source[column]; });
+        const auto pixels = image.row(y).subspan(static_cast<std::size_t>(map.pixels.left), texels.size());
+        for (std::size_t i = 0; i < texels.size(); ++i)
+            pixels[i] = addedOver(multipliedPixel(texels[i] | always, alpha), pixels[i]);
     }
     image.markDirty();
 }

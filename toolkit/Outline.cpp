@@ -1,5 +1,6 @@
 #include "Outline.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>
@@ -56,19 +57,21 @@ public:
             double sum = 0.0;
             const float* const area = &areas[y * stride];
             const auto width = static_cast<std::size_t>(box.width());
-            for (std::size_t x = span.first; x < width; ++x) {
+            std::size_t end = span.first;
+            while (end < width) {
+                const std::size_t x = end++;
                 sum += static_cast<double>(area[x]);
+                if (x < span.last || std::abs(sum) >= 1.0e-5) // up to the next edge; else nothing more follows
+                    while (end < width && area[end] == 0.0F)
+                        ++end;
                 const double nearest = std::min(std::abs(sum), 1.0) * 255.0 + 0.5;
-                coverage[x] = static_cast<std::uint8_t>(nearest);
-                if (x >= span.last && std::abs(sum) < 1.0e-5) { // nothing more follows
-                    row(box.top + static_cast<int>(y), box.left + static_cast<int>(span.first),
-                        std::span(coverage).subspan(span.first, x - span.first + 1));
+                std::fill(&coverage[x], coverage.data() + end, static_cast<std::uint8_t>(nearest));
+                if (x >= span.last && std::abs(sum) < 1.0e-5)
                     break;
-                }
-                if (x + 1 == width)
-                    row(box.top + static_cast<int>(y), box.left + static_cast<int>(span.first),
-                        std::span(coverage).subspan(span.first));
             }
+            if (end > span.first)
+                row(box.top + static_cast<int>(y), box.left + static_cast<int>(span.first),
+                    std::span(coverage).subspan(span.first, end - span.first));
         }
     }
 

@@ -123,6 +123,22 @@ std::string drawn(float scale, int width, int height, const std::function<void(C
     return text;
 }
 
+TEST(Pixel, AddsAndMultipliesEachPartOnItsOwn)
+{
+    std::mt19937 random(11);
+    for (int i = 0; i < 20000; ++i) {
+        const auto a = static_cast<Pixel>(random());
+        const auto b = static_cast<Pixel>(random());
+        const std::uint32_t by = random() % 256;
+        for (int shift = 0; shift < 32; shift += 8) {
+            const std::uint32_t x = a >> shift & 0xFFU;
+            const std::uint32_t y = b >> shift & 0xFFU;
+            ASSERT_EQ(addedPixel(a, b) >> shift & 0xFFU, std::min(x + y, 255U)) << std::hex << a << ' ' << b;
+            ASSERT_EQ(multipliedPixel(a, by) >> shift & 0xFFU, std::lround(x * by / 255.0)) << std::hex << a;
+        }
+    }
+}
+
 TEST(CDrawContext, PutsRectanglesAndStraightLinesOnWholePixels)
 {
     const auto frame = [](CDrawContext& context) { context.drawRect({1, 1, 4, 3}, DrawStyle::filledAndStroked); };
