@@ -15,6 +15,7 @@ constexpr float kPadding = 4.0F;   ///< above the first item and below the last
 constexpr float kTextLeft = 22.0F; ///< room for the check mark
 constexpr float kTextRight = 24.0F;
 constexpr float kTextSize = 12.0F;
+constexpr float kArrowHeight = 14.0F; ///< of the strip that shows that there is more
 
 constexpr CColor kFace = CColor::fromRgb(0x1B232A);
 constexpr CColor kFrame = CColor::fromRgb(0x46545F);
@@ -33,6 +34,14 @@ bool canBeChosen(const CMenuItem& item)
     return item.enabled && !item.separator;
 }
 
+float heightOf(const COptionMenu& menu)
+{
+    float height = 2.0F * kPadding;
+    for (const CMenuItem& item : menu.getEntries())
+        height += heightOf(item);
+    return height;
+}
+
 } // namespace
 
 CMenuView::CMenuView(CFrame& menuFrame, COptionMenu& menu, const CRect& below)
@@ -40,23 +49,21 @@ CMenuView::CMenuView(CFrame& menuFrame, COptionMenu& menu, const CRect& below)
 {
     openLevel(menu, {below.left, below.bottom}, below.right);
     levels.front().marked = menu.getCurrent();
+    showMarked(levels.front());
 }
 
 void CMenuView::openLevel(COptionMenu& menu, CPoint at, float leftOf)
 {
     const Font* const font = getFont("OpenSans-Regular");
     float width = 60.0F;
-    float height = 2.0F * kPadding;
-    for (const CMenuItem& item : menu.getEntries()) {
-        if (font != nullptr)
+    if (font != nullptr)
+        for (const CMenuItem& item : menu.getEntries())
             width =
                 std::max(width, std::ceil(measureText(*font, kTextSize, item.title).width) + kTextLeft + kTextRight);
-        height += heightOf(item);
-    }
     // Within the frame, on the other side of what it belongs to when there is no room.
     const CRect& room = getViewSize();
     width = std::min(width, room.width());
-    height = std::min(height, room.height());
+    const float height = std::min(heightOf(menu), room.height());
     if (at.x + width > room.right)
         at.x = std::max(room.left, std::min(leftOf, room.right) - width);
     at.y = std::clamp(at.y, room.top, room.bottom - height);
@@ -122,7 +129,38 @@ void CMenuView::drawLevel(CDrawContext& context, const Level& level)
             drawLabelText(context, {line.left + kTextLeft, line.top, line.right, line.bottom}, *font, item.title,
                           kTextSize, TextAlignment::left, true, item.enabled ? kText : kDimmed);
     }
+    drawArrows(context, level);
     context.setClipRect(clip);
+}
+
+void CMenuView::drawArrows(CDrawContext& context, const Level& level)
+{
+    const CRect& area = level.area;
+    const float middle = std::floor((area.left + area.right) / 2.0F);
+    const auto strip = [&](float top, float tip, float base) {
+        context.setFillColor(kFace);
+        context.drawRect({area.left + 1, top, area.right - 1, top + kArrowHeight}, DrawStyle::filled);
+        context.setFillColor(kSign);
+        context.drawPolygon(
+            std::array<CPoint, 3>{{{middle - 5, top + base}, {middle, top + tip}, {middle + 5, top + base}}},
+            DrawStyle::filled);
+    };
+    if (level.scrolled > 0.0F)
+        strip(area.top + 1, 4, 9);
+    if (hiddenBelow(level) > 0.0F)
+        strip(area.bottom - 1 - kArrowHeight, 10, 5);
+}
+
+float CMenuView::hiddenBelow(const Level& level)
+{
+    return heightOf(*level.menu) - level.scrolled - level.area.height();
+}
+
+int CMenuView::arrowAt(const Level& level, CPoint where)
+{
+    if (level.scrolled > 0.0F && where.y < level.area.top + 1 + kArrowHeight)
+        return -1;
+    return hiddenBelow(level) > 0.0F && where.y >= level.area.bottom - 1 - kArrowHeight ? 1 : 0;
 }
 
 std::optional<CMenuView::Place> CMenuView::placeAt(CPoint where) const
@@ -130,6 +168,8 @@ std::optional<CMenuView::Place> CMenuView::placeAt(CPoint where) const
     for (std::size_t level = levels.size(); level-- > 0;) {
         if (!levels[level].area.contains(where))
             continue;
+        if (arrowAt(levels[level], where) != 0)
+            return Place{level, -1};
         const auto count = static_cast<int>(levels[level].menu->getEntries().size());
         for (int i = 0; i < count; ++i)
             if (itemRect(levels[level], i).contains(where))
@@ -168,7 +208,11 @@ MouseResult CMenuView::onMouseDown(CPoint where, int /*buttons*/)
         return MouseResult::handledNoMore;
     }
     armed = true;
-    mark(*place);
+    const Level& level = levels[place->level];
+    if (const int arrow = arrowAt(level, where); arrow != 0)
+        scroll(place->level, static_cast<float>(arrow) * (level.area.height() - 2.0F * kArrowHeight - kItemHeight));
+    else
+        mark(*place);
     return MouseResult::handled;
 }
 
@@ -190,18 +234,29 @@ MouseResult CMenuView::onMouseUp(CPoint where, int /*buttons*/)
 
 bool CMenuView::onWheel(CPoint where, float distance, int /*buttons*/)
 {
-    const std::optional<Place> place = placeAt(where);
-    if (!place)
-        return true;
-    levels.resize(place->level + 1);
-    Level& level = levels.back();
-    float height = 2.0F * kPadding;
-    for (const CMenuItem& item : level.menu->getEntries())
-        height += heightOf(item);
-    const float hidden = std::max(height - level.area.height(), 0.0F);
-    level.scrolled = std::clamp(level.scrolled - 2.0F * kItemHeight * distance, 0.0F, hidden);
-    setDirty();
+    if (const std::optional<Place> place = placeAt(where); place)
+        scroll(place->level, -2.0F * kItemHeight * distance);
     return true;
+}
+
+void CMenuView::scroll(std::size_t levelIndex, float by)
+{
+    levels.resize(levelIndex + 1);
+    Level& level = levels.back();
+    const float hidden = std::max(level.scrolled + hiddenBelow(level), 0.0F);
+    level.scrolled = std::clamp(std::round(level.scrolled + by), 0.0F, hidden);
+    setDirty();
+}
+
+void CMenuView::showMarked(Level& level)
+{
+    if (level.menu->getEntry(level.marked) == nullptr)
+        return;
+    const float hidden = std::max(level.scrolled + hiddenBelow(level), 0.0F);
+    const CRect line = itemRect(level, level.marked);
+    const float above = level.area.top + 1 + kArrowHeight - line.top;
+    const float below = line.bottom - (level.area.bottom - 1 - kArrowHeight);
+    level.scrolled = std::clamp(level.scrolled + std::max(below, 0.0F) - std::max(above, 0.0F), 0.0F, hidden);
 }
 
 void CMenuView::moveMark(int step)
@@ -213,11 +268,7 @@ void CMenuView::moveMark(int step)
         if (!canBeChosen(level.menu->getEntries()[static_cast<std::size_t>(item)]))
             continue;
         level.marked = item;
-        const CRect line = itemRect(level, item); // brought into sight
-        if (line.top < level.area.top)
-            level.scrolled = std::max(0.0F, level.scrolled - (level.area.top + kPadding - line.top));
-        if (line.bottom > level.area.bottom)
-            level.scrolled += line.bottom - level.area.bottom + kPadding;
+        showMarked(level);
         break;
     }
     setDirty();

@@ -7,8 +7,8 @@
 namespace sorvane::toolkit {
 
 /// An open menu with the sub-menus that are open from it: a modal view over the whole frame. The mouse, by clicks or by a
-/// drag, and the keys choose; the wheel scrolls what is longer than the frame. Choosing, Escape and a click elsewhere
-/// close it.
+/// drag, and the keys choose. What is longer than the frame is scrolled by the wheel, by clicks on the arrows at its ends
+/// and by the keys. Choosing, Escape and a click elsewhere close it.
 class CMenuView : public CView {
 public:
     CMenuView(CFrame& menuFrame, COptionMenu& menu, const CRect& below);
@@ -37,6 +37,14 @@ private:
     void openLevel(COptionMenu& menu, CPoint at, float leftOf);
     void drawLevel(CDrawContext& context, const Level& level);
     [[nodiscard]] CRect itemRect(const Level& level, int item) const;
+    /// What of a level is hidden below its area.
+    [[nodiscard]] static float hiddenBelow(const Level& level);
+    /// -1 on the arrow at the upper end, 1 on the one at the lower, 0 elsewhere.
+    [[nodiscard]] static int arrowAt(const Level& level, CPoint where);
+    static void drawArrows(CDrawContext& context, const Level& level);
+    /// Closes the sub-menus of a level and moves what it shows.
+    void scroll(std::size_t levelIndex, float by);
+    void showMarked(Level& level);
     [[nodiscard]] std::optional<Place> placeAt(CPoint where) const;
     void mark(const Place& place);
     void moveMark(int step);

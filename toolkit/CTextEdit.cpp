@@ -11,6 +11,7 @@ namespace sorvane::toolkit {
 namespace {
 
 constexpr float kEditSize = 15.0F; ///< of the text, and the height of the caret
+constexpr float kMargin = 3.0F;    ///< beside a text that is wider than the control
 
 const Font* editFont()
 {
@@ -39,9 +40,24 @@ float CTextEdit::widthUpTo(std::size_t end) const
     return editFont() != nullptr ? measureText(*editFont(), kEditSize, part(0, end)).width : 0.0F;
 }
 
+float CTextEdit::textLeft() const
+{
+    const float spare = rect.width() - widthUpTo(codes.size());
+    return spare >= 2.0F * kMargin ? rect.left + spare / 2.0F : rect.left + kMargin - scrolled;
+}
+
+void CTextEdit::bringCaretWithin()
+{
+    const float room = std::max(rect.width() - 2.0F * kMargin, 1.0F);
+    const float whole = widthUpTo(codes.size());
+    const float at = widthUpTo(caret);
+    scrolled = std::clamp(scrolled, std::max(at - room, 0.0F), at);
+    scrolled = std::min(scrolled, std::max(whole - room, 0.0F)); // no gap behind a text that became shorter
+}
+
 std::size_t CTextEdit::placeAt(float x) const
 {
-    const float left = rect.left + (rect.width() - widthUpTo(codes.size())) / 2.0F;
+    const float left = textLeft();
     std::size_t place = 0;
     while (place < codes.size() && left + (widthUpTo(place) + widthUpTo(place + 1)) / 2.0F < x)
         ++place;
@@ -70,9 +86,10 @@ void CTextEdit::drawEdit(CDrawContext& context)
         return;
     const std::string whole = part(0, codes.size());
     const TextSize size = measureText(*editFont(), kEditSize, whole.empty() ? "-" : whole);
-    const float width = whole.empty() ? 0.0F : size.width;
-    const float left = rect.left + (rect.width() - width) / 2.0F;
+    const float left = textLeft();
     const float top = rect.top + (rect.height() - static_cast<float>(size.height)) / 2.0F;
+    const CRect clip = context.getClipRect();
+    context.setClipRect(clip.intersectedWith(rect.insetBy(1.0F)));
     if (caret != anchor) {
         context.setFillColor(CColor::fromRgb(0x7F7F7F));
         context.drawRect({left + widthUpTo(selectionBegin()), top, left + widthUpTo(selectionEnd()),
@@ -84,8 +101,8 @@ void CTextEdit::drawEdit(CDrawContext& context)
         context.moveTo({x, middle});
         context.lineTo({x, middle + kEditSize - 1.0F});
     }
-    drawLabelText(context, {left, top, left + width, top}, *editFont(), whole, kEditSize, TextAlignment::left, false,
-                  0xFFFFFF);
+    drawLabelText(context, {left, top, left, top}, *editFont(), whole, kEditSize, TextAlignment::left, false, 0xFFFFFF);
+    context.setClipRect(clip);
 }
 
 void CTextEdit::openEdit(std::string_view initial)
@@ -94,6 +111,7 @@ void CTextEdit::openEdit(std::string_view initial)
     codes.resize(std::min(codes.size(), kLongest));
     anchor = 0;
     caret = codes.size();
+    bringCaretWithin();
     editing = true;
     if (getFrame() != nullptr)
         getFrame()->setFocusView(this);
@@ -170,6 +188,7 @@ void CTextEdit::moveCaret(std::size_t to, bool select)
     caret = std::min(to, codes.size());
     if (!select)
         anchor = caret;
+    bringCaretWithin();
     setDirty();
 }
 

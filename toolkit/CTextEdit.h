@@ -8,7 +8,7 @@
 namespace sorvane::toolkit {
 
 /// A text that a click opens for editing: keys, selection with Shift or the mouse, Control with A, C, X and V. Return
-/// confirms; Escape, or a click elsewhere, leaves it as it was.
+/// confirms; Escape, or a click elsewhere, leaves it as it was. A text that is wider than the control moves with the caret.
 class CTextEdit : public CParamDisplay {
 public:
     static constexpr std::size_t kLongest = 255; ///< characters
@@ -48,6 +48,9 @@ private:
     bool onShortcut(char32_t character);
     [[nodiscard]] std::string part(std::size_t from, std::size_t to) const;
     [[nodiscard]] float widthUpTo(std::size_t end) const;
+    /// Where the text begins: centred, or moved so that the caret is within.
+    [[nodiscard]] float textLeft() const;
+    void bringCaretWithin();
     [[nodiscard]] std::size_t placeAt(float x) const;
     [[nodiscard]] std::size_t selectionBegin() const { return std::min(caret, anchor); }
     [[nodiscard]] std::size_t selectionEnd() const { return std::max(caret, anchor); }
@@ -59,6 +62,7 @@ private:
     std::vector<std::uint32_t> codes; ///< of the text in the edit
     std::size_t caret = 0;
     std::size_t anchor = 0; ///< where the selection began
+    float scrolled = 0.0F;  ///< what of a wide text is left of the control
 };
 
 } // namespace sorvane::toolkit

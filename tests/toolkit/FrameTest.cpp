@@ -262,6 +262,35 @@ TEST(COptionMenu, ChoosesByClicksDragsKeysAndWheel)
     EXPECT_FALSE(isOpen());
     EXPECT_EQ(more->getCurrent(), 30);
     EXPECT_EQ(log.take(), "b2 v2 e2 ");
+    // Longer than the frame: arrows at its ends scroll, and what was chosen is in sight.
+    auto* const list = new COptionMenu({100, 0, 160, 10}, &log, 3);
+    for (int i = 0; i < 50; ++i)
+        list->addEntry("E");
+    opened.frame->addView(list);
+    opened.click(110, 5);
+    opened.click(130, 95); // an arrow: by 100 less the arrows and an item, 52
+    EXPECT_TRUE(isOpen());
+    opened.frame->idle();
+    opened.click(130, 50); // (50 + 52 - 4) / 20
+    EXPECT_EQ(list->getCurrent(), 4);
+    list->setValue(30.0F);
+    opened.click(110, 5);
+    opened.click(130, 80);
+    EXPECT_EQ(list->getCurrent(), 30);
+    opened.click(110, 5);
+    for (int i = 0; i < 60; ++i)
+        opened.events().windowWheel(130, 50, platform::WheelAxis::vertical, -1.0F, 0);
+    opened.click(130, 90);
+    EXPECT_EQ(list->getCurrent(), 49);
+    opened.click(110, 5);
+    list->removeAllEntries(); // while it is open
+    opened.frame->idle();
+    opened.events().windowWheel(130, 50, platform::WheelAxis::vertical, -1.0F, 0);
+    opened.key(Key::down);
+    opened.key(Key::enter);
+    opened.key(Key::escape);
+    EXPECT_FALSE(isOpen());
+    EXPECT_EQ(log.take(), "b3 v3 e3 b3 v3 e3 b3 v3 e3 ");
     opened.click(5, 5);
     opened.key(Key::down);
     opened.key(Key::escape);
@@ -316,6 +345,19 @@ TEST(CTextEdit, EditsByKeysMouseAndClipboard)
     opened.type("v", kControl);
     opened.key(Key::enter);
     EXPECT_EQ(edit->getText(), std::string(CTextEdit::kLongest, 'w'));
+    // Wider than the control: what is typed and what a click finds is in sight.
+    opened.click(50, 10);
+    opened.key(Key::end);
+    opened.key(Key::backspace);
+    opened.key(Key::backspace);
+    opened.click(97, 10);
+    opened.type("N");
+    opened.key(Key::home);
+    opened.click(4, 10);
+    opened.type("A");
+    opened.frame->idle();
+    opened.key(Key::enter);
+    EXPECT_EQ(edit->getText(), "A" + std::string(CTextEdit::kLongest - 2, 'w') + "N");
     opened.click(50, 10);
     opened.frame->removeAll(); // with the edit open
 }
