@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <system_error>
 
 namespace sorvane::toolkit {
 
@@ -119,7 +120,11 @@ void CControl::endWheelEdit()
     if (!inWheelEdit || wheelWorker.joinable())
         return;
     endNow = false;
-    wheelWorker = std::thread([this] { awaitWheelEnd(); });
+    try {
+        wheelWorker = std::thread([this] { awaitWheelEnd(); });
+    } catch (const std::system_error&) { // the system has no thread to spare
+        finishEdits();
+    }
 }
 
 void CControl::awaitWheelEnd()

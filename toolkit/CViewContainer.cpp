@@ -1,6 +1,7 @@
 #include "CViewContainer.h"
 
 #include "CControl.h"
+#include "nCanDisable.h"
 
 #include <algorithm>
 
@@ -108,6 +109,12 @@ CView* CViewContainer::childAt(CPoint local, int buttons) const
     return nullptr;
 }
 
+bool CViewContainer::isOutOfUse(CView& view)
+{
+    const auto* const control = dynamic_cast<nCanDisable*>(&view);
+    return control != nullptr && control->isDisabled();
+}
+
 bool CViewContainer::isLeftToListener(CView& view, int buttons)
 {
     if ((buttons & (kRButton | kShift | kControl | kAlt | kApple)) == 0)
@@ -123,7 +130,11 @@ MouseResult CViewContainer::onMouseDown(CPoint where, int buttons)
     const std::vector<Shared<CView>> before = children; // a press may change them
     for (auto child = before.rbegin(); child != before.rend(); ++child) {
         CView& view = **child;
-        if (!holds(&view) || !meetsMouse(view, local, buttons))
+        if (!holds(&view))
+            continue;
+        if (isOutOfUse(view) && view.isVisible() && view.hitTest(local, buttons))
+            return MouseResult::handledNoMore; // rather than meet what is behind it
+        if (!meetsMouse(view, local, buttons))
             continue;
         if (isLeftToListener(view, buttons))
             return MouseResult::handledNoMore;

@@ -49,6 +49,7 @@ private:
     [[nodiscard]] CPoint inside(CPoint where) const { return where - rect.origin(); }
     [[nodiscard]] CView* childAt(CPoint local, int buttons) const;
     [[nodiscard]] static bool meetsMouse(CView& view, CPoint local, int buttons);
+    [[nodiscard]] static bool isOutOfUse(CView& view);
     [[nodiscard]] static bool isLeftToListener(CView& view, int buttons);
     void hover(CView* child, CPoint local, int buttons);
     void loose(const CView& child);

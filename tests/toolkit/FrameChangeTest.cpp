@@ -7,6 +7,7 @@
 #include "OpenedFrame.h"
 #include "iControl.h"
 #include "iControlWrapper.h"
+#include "nCanDisable.h"
 #include "nControl.h"
 #include "nControlMouse.h"
 
@@ -303,6 +304,33 @@ TEST(CViewContainer, ShowsWhatIsBeneathATransparentOneToTheMouse)
     const float before = slider->getValue();
     opened.events().windowWheel(5, 5, WheelAxis::vertical, 1.0F, 0);
     EXPECT_EQ(slider->getValue(), before);
+}
+
+TEST(CViewContainer, LetsNoPressThroughADisabledControl)
+{
+    struct Fader final : CSlider, nCanDisable {
+        using CSlider::CSlider;
+        void setDisabled(bool on) override
+        {
+            disabled = on;
+            setMouseEnabled(!on);
+        }
+    };
+    EditLog log;
+    Opened opened;
+    opened.frame->addView(new COnOffButton({0, 0, 200, 100}, &log, 1, 100, nullptr));
+    auto* const fader = new Fader({0, 0, 100, 20}, &log, 2, CSlider::Direction::horizontal);
+    opened.frame->addView(fader);
+    fader->setDisabled(true);
+    opened.click(5, 5);
+    opened.click(5, 5, kRButton);
+    EXPECT_EQ(log.take(), "");
+    fader->setDisabled(false);
+    opened.click(5, 5);
+    fader->setDisabled(true);
+    fader->setVisible(false);
+    opened.click(5, 5);
+    EXPECT_EQ(log.take(), "b2 e2 b1 v1 e1 ");
 }
 
 TEST(CFrame, LaysNothingOverWhatItShowedBefore)
