@@ -60,8 +60,13 @@ bool CControl::checkDefaultValue(int buttons)
 
 void CControl::beginEdit()
 {
-    if (editOpen.exchange(true))
-        return;
+    {
+        const std::lock_guard guard(editing);
+        if (editOpen.exchange(true)) {
+            wheelWithin = true;
+            return;
+        }
+    }
     if (listener != nullptr)
         listener->controlBeginEdit(*this);
 }
@@ -94,12 +99,14 @@ bool CControl::wheelBy(float change)
 
 void CControl::beginWheelEdit()
 {
-    {
-        const std::lock_guard guard(editing);
-        if (inWheelEdit) {
-            retrigger = true;
-            return;
+    if (std::unique_lock guard(editing); inWheelEdit) {
+        retrigger = true;
+        if (!editOpen) { // a drag that began meanwhile has ended it
+            wheelWithin = false;
+            guard.unlock();
+            beginEdit();
         }
+        return;
     }
     // The control before, if its edit still waits for a further step, gives up waiting.
     while (wheelHeld.exchange(true, std::memory_order_acquire)) {
@@ -112,6 +119,7 @@ void CControl::beginWheelEdit()
     const std::lock_guard guard(editing);
     inWheelEdit = true;
     retrigger = false;
+    wheelWithin = false;
     beginEdit();
 }
 
@@ -138,8 +146,9 @@ void CControl::awaitWheelEnd()
         }
         const std::lock_guard guard(editing);
         if (retrigger.exchange(false) && !endNow)
-            continue; // a step came in between
-        endEdit();
+            continue;     // a step came in between
+        if (!wheelWithin) // else a drag goes on
+            endEdit();
         inWheelEdit = false;
         wheelHeld.store(false, std::memory_order_release);
         return;

@@ -85,7 +85,8 @@ private:
 
     std::atomic<bool> editOpen{false};
     std::thread wheelWorker;
-    std::mutex editing;                   ///< held during a begin and an end of a wheel edit
+    std::recursive_mutex editing;         ///< held during a begin and an end of a wheel edit
+    bool wheelWithin = false;             ///< whether the edit that a wheel edit is in isn't its own to end
     std::atomic<bool> inWheelEdit{false}; ///< from beginWheelEdit to the worker's end
     std::atomic<bool> retrigger{false};
     std::atomic<bool> endNow{false};

@@ -17,6 +17,7 @@ namespace {
 constexpr float kLargestSize = 512.0F;
 constexpr float kWidestText = CDIB::kMaxSide;
 constexpr int kLargestGlyph = 2048;        ///< pixels; larger ones aren't drawn
+constexpr float kWidestGlyph = 8.0F;       ///< nor ones of more times the size than this, which takes long
 constexpr std::size_t kLongestText = 4096; ///< bytes; what follows isn't drawn
 
 struct VertexDeleter {
@@ -129,7 +130,9 @@ void Font::rasterise(int glyph, float scale, float x, float baseline, Coverage& 
     const PixelRect bounds{floorToPixel(x + edge(box.left)), floorToPixel(baseline - edge(box.top)),
                            ceilToPixel(x + edge(box.right)) + 1, ceilToPixel(baseline - edge(box.bottom)) + 1};
     const PixelRect seen = bounds.intersectedWith({0, 0, image.width, image.height});
-    if (count <= 0 || seen.isEmpty() || bounds.width() > kLargestGlyph || bounds.height() > kLargestGlyph)
+    const int largest =
+        std::min(kLargestGlyph, ceilToPixel(kWidestGlyph * scale * static_cast<float>(ascent - descent)));
+    if (count <= 0 || seen.isEmpty() || bounds.width() > largest || bounds.height() > largest)
         return;
     const auto width = static_cast<std::size_t>(bounds.width());
     std::vector<std::uint8_t> pixels(width * static_cast<std::size_t>(bounds.height()));

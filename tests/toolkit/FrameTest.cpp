@@ -207,6 +207,20 @@ TEST(CControl, OneWheelGestureIsOneEdit)
     EXPECT_LE(log.ended - last, std::chrono::milliseconds(600));
     EXPECT_EQ(log.take(), "b1 v1 v1 e1 ");
     opened.events().windowWheel(10, 5, platform::WheelAxis::horizontal, 1.0F, 0); // isn't theirs
+    // A drag that begins meanwhile is of the same edit, and so is a step during a drag.
+    wheel(5);
+    opened.events().windowMouseDown(10, 5, kLButton);
+    wheel(5);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    opened.events().windowMouseMoved(40, 5, kLButton);
+    opened.events().windowMouseUp(40, 5, kLButton);
+    EXPECT_EQ(log.take(), "b1 v1 v1 v1 e1 ");
+    wheel(5);
+    opened.click(10, 5);
+    wheel(5);
+    const int ends = log.ends;
+    ASSERT_TRUE(log.awaitEnds(ends + 1));
+    EXPECT_EQ(log.take(), "b1 v1 e1 b1 v1 e1 ");
     // A second gesture of the same control, then another's: the first ends before the other begins.
     wheel(5);
     wheel(25);
