@@ -57,9 +57,9 @@ public:
     Picture(const CRect& viewRect, CBitmap& image) : CView(viewRect) { setBackground(&image); }
 };
 
-Shared<CFrame> page()
+Shared<CFrame> page(float scale = 1.0F)
 {
-    auto frame = Shared<CFrame>::adopt(new CFrame(kSize));
+    auto frame = Shared<CFrame>::adopt(new CFrame(kSize, scale));
     frame->setBackgroundColor({8, 12, 16, 255});
     auto image = Shared<CDIB>::adopt(new CDIB(80, 40));
     fill(*image, 0x80402010U);
@@ -79,10 +79,12 @@ Shared<CFrame> page()
     return frame;
 }
 
+/// At a scale in percent: of 100, 1200 by 800 pixels.
 void repaintInMemory(benchmark::State& state)
 {
-    platform::HeadlessWindow window(1200, 800);
-    const Shared<CFrame> frame = page();
+    const float scale = static_cast<float>(state.range(0)) / 100.0F;
+    platform::HeadlessWindow window(roundToPixel(1200 * scale), roundToPixel(800 * scale));
+    const Shared<CFrame> frame = page(scale);
     frame->open(window);
     frame->idle();
     while (state.KeepRunning()) {
@@ -91,7 +93,7 @@ void repaintInMemory(benchmark::State& state)
     }
     frame->close();
 }
-BENCHMARK(repaintInMemory)->Unit(benchmark::kMillisecond);
+BENCHMARK(repaintInMemory)->Arg(50)->Arg(100)->Arg(150)->Arg(200)->Unit(benchmark::kMillisecond);
 
 void idleWithNothingDirty(benchmark::State& state)
 {

@@ -217,8 +217,8 @@ TEST(CControl, OneWheelGestureIsOneEdit)
     EXPECT_EQ(log.take(), "b1 v1 v1 v1 e1 ");
     wheel(5);
     opened.click(10, 5);
-    wheel(5);
     const int ends = log.ends;
+    wheel(5);
     ASSERT_TRUE(log.awaitEnds(ends + 1));
     EXPECT_EQ(log.take(), "b1 v1 e1 b1 v1 e1 ");
     // A second gesture of the same control, then another's: the first ends before the other begins.
