@@ -148,10 +148,11 @@ TEST(InstanceTimer, HostIsToldNothingOfAnInstanceThatHasEnded)
     // What a host holds of an effect goes when it has closed it; the record's user field leads there.
     static std::atomic<int> calls{0};
     static std::atomic<int> toldOfTheDead{0};
+    static std::atomic<const host::AEffect*> known{nullptr}; // its user field is written
     static const std::thread::id here = std::this_thread::get_id();
     const auto callback = [](host::AEffect* record, std::int32_t opcode, std::int32_t, host::Pointer, void*,
                              float) -> host::Pointer {
-        if (opcode == host::hostIOChanged && std::this_thread::get_id() != here) {
+        if (opcode == host::hostIOChanged && std::this_thread::get_id() != here && known == record) {
             const auto* const alive = static_cast<const std::atomic<bool>*>(record->user);
             for (int look = 0; look < 20; ++look) {
                 toldOfTheDead += *alive ? 0 : 1;
@@ -166,6 +167,7 @@ TEST(InstanceTimer, HostIsToldNothingOfAnInstanceThatHasEnded)
         alive = true;
         const auto doomed = new Plug(callback);
         doomed->getAeffect()->user = &alive;
+        known = doomed->getAeffect();
         setValues(*doomed, {{kLookahead, 55}});
         std::this_thread::sleep_for(std::chrono::microseconds((&alive - lives.data()) * 100));
         host::AEffect* const record = doomed->getAeffect();
