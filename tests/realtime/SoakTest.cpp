@@ -10,13 +10,13 @@
 #include <gtest/gtest.h>
 
 #include <malloc.h>
-#include <time.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cmath>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <random>
