@@ -18,7 +18,6 @@
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
-#include <functional>
 #include <random>
 #include <span>
 #include <string>
