@@ -243,10 +243,10 @@ void BandSplit::beginBlock() noexcept
 
 void BandSplit::process(std::span<const Signals> signals) noexcept
 {
-    for (const Signals& signal : signals)
-        std::copy(signal.band.begin(), signal.band.end(), signal.rest.begin());
     if (linearPhase)
         return splitLinearPhase(signals);
+    for (const Signals& signal : signals)
+        std::copy(signal.band.begin(), signal.band.end(), signal.rest.begin());
     const Lanes lowPass = lanesOf(&Channel::splitLPF, 0, signals, &Signals::band);
     const Lanes highPass = lanesOf(&Channel::splitHPF, 0, signals, &Signals::band);
     dsp::DF1Cascade::processInSeries(std::span(lowPass).first(signals.size()),
@@ -264,7 +264,7 @@ void BandSplit::splitLinearPhase(std::span<const Signals> signals) noexcept
 {
     for (std::size_t c = 0; c < signals.size(); ++c) {
         const auto [band, rest, scratch] = signals[c];
-        channelFilters[c].restDelay.process(rest, fir.delaySamples(), delayPlace);
+        channelFilters[c].restDelay.process(band, rest, fir.delaySamples(), delayPlace);
         fir.process(static_cast<int>(c), band);
         if (dryMode == DryMode::remainder)
             dsp::addScaled(band, -1.0, rest);

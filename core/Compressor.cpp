@@ -3,6 +3,7 @@
 #include "BlockMath.h"
 #include "CpuDispatch.h"
 #include "Parameters.h"
+#include "Vector.h"
 
 #include <algorithm>
 #include <limits>
@@ -44,16 +45,31 @@ template <typename Sample>
     }
 }
 
+/// Doubles to the host's samples, as near as these come to them.
 template <typename Sample>
-[[gnu::always_inline]] inline void writeSamples(const double* __restrict source, Sample* __restrict destination,
-                                                std::size_t count) noexcept
-{
-    constexpr double kMost = std::numeric_limits<Sample>::max();
-    for (std::size_t i = 0; i < count; ++i) {
-        const double bounded = source[i] > kMost ? kMost : source[i];
-        destination[i] = static_cast<Sample>(bounded < -kMost ? -kMost : bounded);
+struct SampleWriter {
+    template <std::size_t width>
+    [[gnu::always_inline]] static dsp::Vector<width> bounded(const dsp::Vector<width>& samples) noexcept
+    {
+        const auto most = dsp::broadcast<width>(std::numeric_limits<Sample>::max());
+        const dsp::Vector<width> below = samples > most ? most : samples;
+        return below < -most ? -most : below;
     }
-}
+
+    template <std::size_t width>
+    [[gnu::always_inline]] static void run(const double* source, Sample* destination, std::size_t count) noexcept
+    {
+        std::size_t i = 0;
+        for (; i + width <= count; i += width)
+            dsp::storeAs<Sample, width>(bounded<width>(dsp::load<width>(source + i)), destination + i);
+        for (; i < count; ++i)
+            destination[i] = static_cast<Sample>(bounded<1>(dsp::load<1>(source + i))[0]);
+    }
+};
+
+/// Frames that go through all steps together: few enough for the buffers of all to stay in the first-level cache. Pieces
+/// are whole entries of the display, so that its feeds are those of the whole block.
+constexpr std::size_t kMostPiece = 320;
 
 template <typename Sample>
 void read(const Sample* source, std::span<double> destination)
@@ -67,7 +83,7 @@ template <typename Sample>
 void write(std::span<const double> source, Sample* destination)
 {
     if (destination != nullptr)
-        dsp::CpuDispatch<writeSamples<Sample>>::run(source.data(), destination, source.size());
+        dsp::VectorDispatch<SampleWriter<Sample>>::run(source.data(), destination, source.size());
 }
 
 [[gnu::always_inline]] inline void linkPair(const LinkMatrix* matrix, double* __restrict first,
@@ -79,6 +95,28 @@ void write(std::span<const double> source, Sample* destination)
         const double s1 = second[i];
         first[i] = s0 * m.m00 + s1 * m.m01;
         second[i] = s0 * m.m10 + s1 * m.m11;
+    }
+}
+
+[[gnu::always_inline]] inline void encode(double* __restrict first, double* __restrict second,
+                                          std::size_t count) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        const double left = first[i];
+        const double right = second[i];
+        first[i] = (left + right) * 0.5;
+        second[i] = (left - right) * 0.5;
+    }
+}
+
+[[gnu::always_inline]] inline void decode(double* __restrict first, double* __restrict second,
+                                          std::size_t count) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        const double mid = first[i];
+        const double side = second[i];
+        first[i] = mid + side;
+        second[i] = mid - side;
     }
 }
 
@@ -201,24 +239,28 @@ bool Compressor::processCore(const Sample* const* inputs, Sample* const* outputs
 
     const auto sideInputs = std::span(inputs + channels, static_cast<std::size_t>(sideChains));
     const bool complete = std::find(sideInputs.begin(), sideInputs.end(), nullptr) == sideInputs.end();
-    const Block block{.frames = static_cast<std::size_t>(frames),
-                      .channels = static_cast<std::size_t>(channels),
-                      .step = static_cast<std::size_t>(std::max(active.decimation, 1)),
-                      .encoded = active.midSide && channels == 2,
-                      .externalSC = active.externalSC && sideChains > 0 && complete,
-                      .singlePrecision = sizeof(Sample) == sizeof(float)};
-
-    for (std::size_t c = 0; c < block.channels; ++c) {
-        read(inputs[c], buffers.channel(WorkBuffers::wet, c, block.frames));
-        if (block.externalSC)
-            read(c < sideInputs.size() ? sideInputs[c] : nullptr, buffers.channel(WorkBuffers::side, c, block.frames));
+    Block block{.frames = 0,
+                .channels = static_cast<std::size_t>(channels),
+                .step = static_cast<std::size_t>(std::max(active.decimation, 1)),
+                .encoded = active.midSide && channels == 2,
+                .externalSC = active.externalSC && sideChains > 0 && complete,
+                .singlePrecision = sizeof(Sample) == sizeof(float)};
+    const std::size_t piece = std::max(kMostPiece / block.step, std::size_t{1}) * block.step;
+    const auto all = static_cast<std::size_t>(frames);
+    const auto at = [](auto* samples, std::size_t place) { return samples != nullptr ? samples + place : nullptr; };
+    for (std::size_t done = 0; done < all; done += block.frames) {
+        block.frames = std::min(piece, all - done);
+        for (std::size_t c = 0; c < block.channels; ++c) {
+            read(at(inputs[c], done), buffers.channel(WorkBuffers::wet, c, block.frames));
+            if (block.externalSC)
+                read(c < sideInputs.size() ? sideInputs[c] + done : nullptr,
+                     buffers.channel(WorkBuffers::side, c, block.frames));
+        }
+        processBlock(block);
+        const auto result = active.bypassed ? WorkBuffers::bypass : WorkBuffers::wet;
+        for (std::size_t c = 0; c < block.channels; ++c)
+            write(buffers.channel(result, c, block.frames), at(outputs[c], done));
     }
-
-    processBlock(block);
-
-    const auto result = active.bypassed ? WorkBuffers::bypass : WorkBuffers::wet;
-    for (std::size_t c = 0; c < block.channels; ++c)
-        write(buffers.channel(result, c, block.frames), outputs[c]);
     return true;
 }
 
@@ -278,22 +320,15 @@ void Compressor::delayBypass(const Block& block) noexcept
             channelStates[c].bypassDelay.record(input, bypassPlace); // nobody hears it
             continue;
         }
-        const auto delayed = buffers.channel(WorkBuffers::bypass, c, block.frames);
-        copy(input, delayed);
-        channelStates[c].bypassDelay.process(delayed, latencyInForce(), bypassPlace);
+        channelStates[c].bypassDelay.process(input, buffers.channel(WorkBuffers::bypass, c, block.frames),
+                                             latencyInForce(), bypassPlace);
     }
 }
 
 void Compressor::encodeMidSide(WorkBuffers::Role role, const Block& block) noexcept
 {
-    const auto first = buffers.channel(role, 0, block.frames);
-    const auto second = buffers.channel(role, 1, block.frames);
-    for (std::size_t i = 0; i < block.frames; ++i) {
-        const double left = first[i];
-        const double right = second[i];
-        first[i] = (left + right) * 0.5;
-        second[i] = (left - right) * 0.5;
-    }
+    dsp::CpuDispatch<encode>::run(buffers.channel(role, 0, block.frames).data(),
+                                  buffers.channel(role, 1, block.frames).data(), block.frames);
 }
 
 void Compressor::trimInput(const Block& block) noexcept
@@ -536,14 +571,8 @@ void Compressor::listen(const Block& block) noexcept
 
 void Compressor::decodeMidSide(const Block& block) noexcept
 {
-    const auto first = buffers.channel(WorkBuffers::wet, 0, block.frames);
-    const auto second = buffers.channel(WorkBuffers::wet, 1, block.frames);
-    for (std::size_t i = 0; i < block.frames; ++i) {
-        const double mid = first[i];
-        const double side = second[i];
-        first[i] = mid + side;
-        second[i] = mid - side;
-    }
+    dsp::CpuDispatch<decode>::run(buffers.channel(WorkBuffers::wet, 0, block.frames).data(),
+                                  buffers.channel(WorkBuffers::wet, 1, block.frames).data(), block.frames);
 }
 
 } // namespace sorvane::core

@@ -61,8 +61,8 @@ public:
     /// The settings in force.
     [[nodiscard]] const EngineSettings& settings() const noexcept { return active; }
 
-    /// Processes one block. All inputs are read before any output is written, so that they may be the same buffers in
-    /// any order.
+    /// Processes one block. Of any frame all inputs are read before any output is written, so that they may be the same
+    /// buffers in any order.
     /// \param inputs      \p channels main inputs and \p sideChains behind them; null is a channel of zeros
     /// \param outputs     \p channels outputs; null is passed over
     /// \param frames      0 and above
@@ -82,7 +82,7 @@ private:
     using Delay = DelayRing<kMostLookahead>;
     using OversampleDelay = DelayRing<kOversampleDelayLength>;
 
-    /// The shape of the block at hand.
+    /// The shape of the block at hand, or of a piece of it.
     struct Block {
         std::size_t frames;
         std::size_t channels;

@@ -16,11 +16,11 @@ struct RingPlace {
     void advance(std::size_t frames) noexcept { next = static_cast<std::uint32_t>((next + frames) % length); }
 };
 
-/// Takes samples into cells and gives out what other cells held, in place, one after the other: a cell that is read after
-/// it was written gives the new sample.
-void exchangeSamples(std::span<double> samples, const double* from, double* to) noexcept;
+/// Takes samples into cells and gives out what other cells held, one after the other: a cell that is read after it was
+/// written gives the new sample. The destination, as long as the source, is the source itself or apart from it.
+void exchangeSamples(std::span<const double> source, double* destination, const double* from, double* to) noexcept;
 
-/// A ring that delays a signal in place by up to its whole length. Audio thread.
+/// A ring that delays a signal by up to its whole length. Audio thread.
 ///
 /// Fast because it goes through the signal once, in runs between the places where the ring wraps, and touches no more
 /// memory than the length in force.
@@ -33,17 +33,30 @@ public:
     /// \param delay    in samples; what is beyond the ring's length stops there, 0 only records
     void process(std::span<double> samples, std::int32_t delay, RingPlace place) noexcept
     {
+        process(samples, samples, delay, place);
+    }
+
+    /// \param destination  as long as the source, and the source itself or apart from it
+    /// \param delay        as above; 0 copies too
+    void process(std::span<const double> source, std::span<double> destination, std::int32_t delay,
+                 RingPlace place) noexcept
+    {
         const auto back = std::min(static_cast<std::uint32_t>(std::max(delay, 0)), place.length);
-        if (back == 0)
-            return record(samples, place);
+        if (back == 0) {
+            record(source, place);
+            if (source.data() != destination.data())
+                std::copy(source.begin(), source.end(), destination.begin());
+            return;
+        }
         std::uint32_t to = place.next;
         std::uint32_t from = to >= back ? to - back : to + place.length - back;
-        while (!samples.empty()) {
-            const auto run = samples.first(std::min<std::size_t>(samples.size(), place.length - std::max(from, to)));
-            exchangeSamples(run, cells.data() + from, cells.data() + to);
-            from = wrapped(from + run.size(), place);
-            to = wrapped(to + run.size(), place);
-            samples = samples.subspan(run.size());
+        while (!source.empty()) {
+            const std::size_t run = std::min<std::size_t>(source.size(), place.length - std::max(from, to));
+            exchangeSamples(source.first(run), destination.data(), cells.data() + from, cells.data() + to);
+            from = wrapped(from + run, place);
+            to = wrapped(to + run, place);
+            source = source.subspan(run);
+            destination = destination.subspan(run);
         }
     }
 

@@ -209,7 +209,8 @@ bool DetectorChannel::takesPathOf(const DetectorChannel& other) const noexcept
     return settings.usePreSmoother == other.settings.usePreSmoother &&
            settings.usePostSmoother == other.settings.usePostSmoother &&
            settings.useDualRelease == other.settings.useDualRelease &&
-           settings.useSmoothing == other.settings.useSmoothing && activeLength == other.activeLength;
+           settings.useSmoothing == other.settings.useSmoothing &&
+           (!settings.useSmoothing || activeLength == other.activeLength);
 }
 
 void DetectorChannel::processPiece(Lanes lanes) noexcept
@@ -240,9 +241,10 @@ void DetectorChannel::processPiece(Lanes lanes) noexcept
     }
 }
 
+/// The averages' histories stand still while they are not in use: until then a new length can wait.
 void DetectorChannel::beginBlock() noexcept
 {
-    if (activeLength != settings.requestedLength)
+    if (settings.useSmoothing && activeLength != settings.requestedLength)
         rebuildAverages();
 }
 

@@ -97,6 +97,55 @@ void encodeMidSide(std::span<double> left, std::span<double> right)
     }
 }
 
+/// A meter's envelopes after some samples: one follows the level up at once, and down by a part of the distance a sample.
+///
+/// A sample takes an envelope e to the larger of its level and release level + (1 - release) e, which is of the form
+/// max(a, b + c e), and so are many samples in turn. Fast because stretches of the samples are brought to that form side by
+/// side, where the envelope itself would wait for each sample.
+dsp::Pair followPeaks(std::span<const double> first, std::span<const double> second, double release,
+                      dsp::Pair envelope) noexcept
+{
+    constexpr std::size_t kStretches = 4;
+    const double kept = 1.0 - release;
+    const std::size_t length = first.size() / kStretches;
+    std::array<dsp::Pair, kStretches> a{};
+    std::array<dsp::Pair, kStretches> b{};
+    double c = 1.0;
+    for (std::size_t i = 0; i < length; ++i) {
+        for (std::size_t s = 0; s < kStretches; ++s) {
+            const dsp::Pair level{std::abs(first[s * length + i]), std::abs(second[s * length + i])};
+            const dsp::Pair fallen = release * level + kept * a[s];
+            a[s] = level > fallen ? level : fallen;
+            b[s] = release * level + kept * b[s];
+        }
+        c *= kept;
+    }
+    for (std::size_t s = 0; s < kStretches; ++s) {
+        const dsp::Pair fallen = b[s] + c * envelope;
+        envelope = a[s] > fallen ? a[s] : fallen;
+    }
+    for (std::size_t i = kStretches * length; i < first.size(); ++i) {
+        const dsp::Pair level{std::abs(first[i]), std::abs(second[i])};
+        const dsp::Pair fallen = release * level + kept * envelope;
+        envelope = level > fallen ? level : fallen;
+    }
+    return envelope;
+}
+
+/// The same for one that takes time on the way up too.
+dsp::Pair followLevels(std::span<const double> first, std::span<const double> second, double attack, double release,
+                       dsp::Pair envelope) noexcept
+{
+    for (std::size_t i = 0; i < first.size(); ++i) {
+        const dsp::Pair level{std::abs(first[i]), std::abs(second[i])};
+        // envelope + c (level - envelope), laid out so that the envelope is waited for as little as can be
+        const dsp::Pair risen = attack * level + (1.0 - attack) * envelope;
+        const dsp::Pair fallen = release * level + (1.0 - release) * envelope;
+        envelope = level > envelope ? risen : fallen;
+    }
+    return envelope;
+}
+
 } // namespace
 
 Plug::Plug(host::HostCallback callback, Start start, const platform::Clock& clock)
@@ -470,13 +519,8 @@ void Plug::followMeters(std::span<Sample* const> outputs, std::int32_t frames) n
         copySamples(outputs.size() == 2 ? outputs[1] : nullptr, done, second);
         if (midSide)
             encodeMidSide(first, second);
-        for (std::size_t i = 0; i < count; ++i) {
-            const dsp::Pair level{std::abs(first[i]), std::abs(second[i])};
-            // envelope + c (level - envelope), laid out so that the envelope is waited for as little as can be
-            const dsp::Pair risen = attack * level + (1.0 - attack) * envelope;
-            const dsp::Pair fallen = release * level + (1.0 - release) * envelope;
-            envelope = level > envelope ? risen : fallen;
-        }
+        envelope = attack == 1.0 ? followPeaks(first, second, release, envelope)
+                                 : followLevels(first, second, attack, release, envelope);
         envelope = envelope + 1.0 - 1.0; // drops what is too small beside unity, long before it can become denormal
     }
     meterLevel[0] = envelope[0];

@@ -33,12 +33,11 @@ public:
     /// Filters a block in place. Audio thread.
     void process(std::span<double> samples) noexcept;
 
-    /// Forgets the past of the signal; the taps stay. Audio thread, or any while process doesn't run.
+    /// Forgets the past of the signal; the taps stay. Any but the audio thread, while process doesn't run.
     void clear() noexcept;
 
     /// Goes on with the signal of \p other, of the same length, under this one's taps, as if they had been loaded into
-    /// other; which is left with this one's state. Audio thread: it exchanges pointers, and does what other has put off
-    /// for blocks that it had complete, about as much work as half a large block gets in all.
+    /// other; which is left with this one's state. Audio thread: it exchanges pointers.
     void continueFrom(FIRConvolver& other) noexcept;
 
 private:

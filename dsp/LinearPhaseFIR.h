@@ -52,7 +52,7 @@ public:
         inUse->channels[static_cast<std::size_t>(channel)].process(samples);
     }
 
-    /// Forgets the past of the signal. Audio thread, or any while process doesn't run.
+    /// Forgets the past of the signal. Any but the audio thread, while process doesn't run.
     void clear() noexcept;
 
     /// Number of taps in use. Any thread.

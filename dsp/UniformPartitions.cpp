@@ -3,6 +3,7 @@
 #include "CpuDispatch.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <cstddef>
 #include <utility>
@@ -11,32 +12,58 @@ namespace sorvane::dsp {
 
 namespace {
 
-template <bool add>
-[[gnu::always_inline]] inline void
-multiply(std::size_t bins, const double* __restrict xRe, const double* __restrict xIm, const double* __restrict hRe,
-         const double* __restrict hIm, double* __restrict yRe, double* __restrict yIm) noexcept
-{
-    for (std::size_t k = 0; k < bins; ++k) {
-        const double re = xRe[k] * hRe[k] - xIm[k] * hIm[k];
-        const double im = xRe[k] * hIm[k] + xIm[k] * hRe[k];
-        yRe[k] = add ? yRe[k] + re : re;
-        yIm[k] = add ? yIm[k] + im : im;
-    }
-}
+// The products that are added to one sum: spectra of blocks, and of taps.
+struct Products {
+    std::array<const double*, UniformPartitions::kMostPartitions> blocks;
+    std::array<const double*, UniformPartitions::kMostPartitions> taps;
+    double* sum;
+    bool open; // the sum begins with them
+};
 
-// One spectrum times those of several partitions, each product into a sum of its own. In one call for all, since a
-// product alone is hardly longer than what surrounds a call.
-// \param opensLast  the last product is the first of its sum
-[[gnu::always_inline]] inline void multiplyAll(std::size_t bins, std::size_t partitions, bool opensLast,
-                                               const double* x, const double* h, double* y) noexcept
-{
-    for (std::size_t p = 0; p + 1 < partitions; ++p, h += 2 * bins, y += 2 * bins)
-        multiply<true>(bins, x, x + bins, h, h + bins, y, y + bins);
-    if (opensLast)
-        multiply<false>(bins, x, x + bins, h, h + bins, y, y + bins);
-    else
-        multiply<true>(bins, x, x + bins, h, h + bins, y, y + bins);
-}
+// Adds as many products to each of one sum or two. Four at a time, so that a sum is fetched and stored only once for them.
+template <std::size_t sumCount>
+struct SumOfProducts {
+    template <std::size_t width, std::size_t count>
+    [[gnu::always_inline]] static void add(std::size_t bins, const Products* products, std::size_t from) noexcept
+    {
+        std::array<Products, sumCount> p; // where no store to a sum can seem to change it
+        for (std::size_t s = 0; s < sumCount; ++s) {
+            std::copy_n(products[s].blocks.begin() + from, count, p[s].blocks.begin());
+            std::copy_n(products[s].taps.begin() + from, count, p[s].taps.begin());
+            p[s].sum = products[s].sum;
+            p[s].open = products[s].open && from == 0;
+        }
+        for (std::size_t k = 0; k < bins; k += width)
+            for (std::size_t s = 0; s < sumCount; ++s) {
+                Vector<width> re = p[s].open ? Vector<width>{} : load<width>(p[s].sum + k);
+                Vector<width> im = p[s].open ? Vector<width>{} : load<width>(p[s].sum + bins + k);
+                for (std::size_t i = 0; i < count; ++i) {
+                    const Vector<width> xRe = load<width>(p[s].blocks[i] + k);
+                    const Vector<width> xIm = load<width>(p[s].blocks[i] + bins + k);
+                    const Vector<width> hRe = load<width>(p[s].taps[i] + k);
+                    const Vector<width> hIm = load<width>(p[s].taps[i] + bins + k);
+                    re += xRe * hRe - xIm * hIm;
+                    im += xRe * hIm + xIm * hRe;
+                }
+                store<width>(re, p[s].sum + k);
+                store<width>(im, p[s].sum + bins + k);
+            }
+    }
+
+    template <std::size_t width>
+    [[gnu::always_inline]] static void run(std::size_t bins, std::size_t count, const Products* products) noexcept
+    {
+        std::size_t from = 0;
+        for (; from + 4 <= count; from += 4)
+            add<width, 4>(bins, products, from);
+        if (from + 3 == count)
+            add<width, 3>(bins, products, from);
+        else if (from + 2 == count)
+            add<width, 2>(bins, products, from);
+        else if (from + 1 == count)
+            add<width, 1>(bins, products, from);
+    }
+};
 
 } // namespace
 
@@ -45,12 +72,15 @@ UniformPartitions::UniformPartitions(std::size_t blockSize, std::size_t firstTap
       spectra(std::make_shared<AlignedBuffer>(2 * blockSize * count))
 {
     assert(firstTap == (steps == 1 ? blockSize : 2 * blockSize));
+    assert(count > 1 && count <= kMostPartitions);
     state.input = AlignedBuffer(blockSize);
     state.work = AlignedBuffer(2 * blockSize);
-    state.spectrum = AlignedBuffer(2 * blockSize);
-    state.sums = AlignedBuffer(2 * blockSize * count);
+    state.blocks = AlignedBuffer(2 * blockSize * count);
+    state.taps.resize(count);
+    state.sums = AlignedBuffer(4 * blockSize);
     state.output = AlignedBuffer(blockSize);
     state.tail = AlignedBuffer(blockSize);
+    retired.reserve(count);
     clear();
 }
 
@@ -58,9 +88,9 @@ void UniformPartitions::load(std::span<const double> wholeFilter)
 {
     const std::size_t size = transform.blockSize();
     AlignedBuffer scratch(2 * size);
-    if (spectra.use_count() > 1) // who shares them keeps its taps
+    retired.clear();
+    if (spectra.use_count() > 1) // who shares them keeps its taps, and so do complete blocks
         spectra = std::make_shared<AlignedBuffer>(2 * size * partitions);
-    work(tasksToProducts());
     for (std::size_t p = 0; p < partitions; ++p) {
         const auto taps = wholeFilter.subspan(start + p * size, size);
         const auto spectrum = spectra->part(p, 2 * size);
@@ -82,15 +112,29 @@ void UniformPartitions::step(std::span<const double> newest, std::span<double> a
         addOutput();
 
     std::copy_n(newest.data(), kStep, state.input.part((state.phase == 0 ? steps : state.phase) - 1, kStep).begin());
-    if (state.phase == 0) {
-        state.due = state.due + 1 < partitions ? state.due + 1 : 0;
-        state.done = 0;
-    }
-    work(tasks() * (state.phase + 1) / steps);
+    if (state.phase == 0)
+        beginBlock();
+    // The first pass at once, since it needs the block's samples; the last one not before the last step, since it writes
+    // the next output.
+    work(std::max<std::size_t>(tasks() * (state.phase + 1) / steps, 1));
 
     if (steps == 1)
         addOutput();
     state.phase = state.phase + 1 < steps ? state.phase + 1 : 0;
+}
+
+/// The block in the making is complete: its place in the ring is that of the oldest.
+void UniformPartitions::beginBlock() noexcept
+{
+    state.newest = state.newest + 1 < partitions ? state.newest + 1 : 0;
+    state.due = 1 - state.due;
+    state.done = 0;
+    Spectra& taps = state.taps[state.newest];
+    if (taps == spectra)
+        return;
+    if (taps)
+        retired.push_back(std::move(taps)); // at most once for each place under the taps of this object
+    taps = spectra;
 }
 
 void UniformPartitions::work(std::size_t target) noexcept
@@ -101,7 +145,8 @@ void UniformPartitions::work(std::size_t target) noexcept
         const std::size_t first = state.done;
         if (first < passes) {
             state.done = std::min(target, passes);
-            transform.forward({first, state.done}, state.input.all(), state.work.all(), state.spectrum.all());
+            transform.forward({first, state.done}, state.input.all(), state.work.all(),
+                              state.blocks.part(state.newest, 2 * transform.blockSize()));
         } else if (first < toProducts) {
             state.done = std::min(target, toProducts);
             addProducts(first - passes, state.done - passes);
@@ -114,32 +159,53 @@ void UniformPartitions::work(std::size_t target) noexcept
     }
 }
 
+/// \param first, end  partitions: all together for the first of two sums, the first one for the second
 void UniformPartitions::addProducts(std::size_t first, std::size_t end) noexcept
 {
+    if (first == 0)
+        addProducts(0, 1, 1);
+    addProducts(std::max<std::size_t>(first, 1), end, 2);
+}
+
+/// \param sumCount  1 for the sum that is due next, 2 for the one after it too
+void UniformPartitions::addProducts(std::size_t first, std::size_t end, std::size_t sumCount) noexcept
+{
+    if (first >= end)
+        return;
     const std::size_t size = 2 * transform.blockSize();
-    // Those whose sums lie before the ring wraps, then the others.
-    const std::size_t wraps = std::clamp(partitions - state.due, first, end);
-    const auto add = [&](std::size_t from, std::size_t to, std::size_t slot) {
-        if (from < to)
-            CpuDispatch<multiplyAll>::run(transform.blockSize(), to - from, to == partitions, state.spectrum.data(),
-                                          spectra->part(from, size).data(), state.sums.part(slot, size).data());
-    };
-    add(first, wraps, state.due + first);
-    add(wraps, end, state.due + wraps - partitions);
+    std::array<Products, 2> products;
+    for (std::size_t s = 0; s < sumCount; ++s) {
+        // The partition that the newest block meets in the first sum, it meets one earlier in the second.
+        for (std::size_t p = first; p < end; ++p) {
+            const std::size_t ago = p - s;
+            const std::size_t place = state.newest >= ago ? state.newest - ago : state.newest + partitions - ago;
+            AlignedBuffer& taps = state.taps[place] ? *state.taps[place] : *spectra;
+            products[s].blocks[p - first] = state.blocks.part(place, size).data();
+            products[s].taps[p - first] = taps.part(p, size).data();
+        }
+        products[s].sum = state.sums.part(s == 0 ? state.due : 1 - state.due, size).data();
+        products[s].open = s == 0 ? first == 0 && state.due == 0 : first == 1;
+    }
+    if (sumCount == 1)
+        VectorDispatch<SumOfProducts<1>>::run(transform.blockSize(), end - first, products.data());
+    else
+        VectorDispatch<SumOfProducts<2>>::run(transform.blockSize(), end - first, products.data());
 }
 
 void UniformPartitions::clear() noexcept
 {
-    for (AlignedBuffer* buffer : {&state.input, &state.spectrum, &state.sums, &state.output, &state.tail})
+    for (AlignedBuffer* buffer : {&state.input, &state.blocks, &state.output, &state.tail})
         buffer->clear();
+    std::fill(state.taps.begin(), state.taps.end(), nullptr);
+    retired.clear();
     state.phase = steps > 1 ? 1 : 0; // the first step brings the first samples of a block
-    state.due = 0;
+    state.newest = 0;
+    state.due = 1; // the first block forms two sums
     state.done = tasks();
 }
 
 void UniformPartitions::continueFrom(UniformPartitions& other) noexcept
 {
-    other.work(tasksToProducts());
     std::swap(state, other.state);
 }
 

@@ -43,6 +43,15 @@ template <std::size_t width>
     std::memcpy(to, &lanes, sizeof lanes);
 }
 
+/// The lanes as floats or doubles.
+template <typename Sample, std::size_t width>
+[[gnu::always_inline]] inline void storeAs(const Vector<width>& lanes, Sample* to) noexcept
+{
+    using Samples [[gnu::vector_size(width * sizeof(Sample))]] = Sample;
+    const auto samples = __builtin_convertvector(lanes, Samples);
+    std::memcpy(to, &samples, sizeof samples);
+}
+
 /// One value in every lane.
 template <std::size_t width>
 [[gnu::always_inline]] inline Vector<width> broadcast(double value) noexcept

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
 #include <fstream>
@@ -28,40 +27,6 @@ using Signal = std::vector<float>;
 
 constexpr int kPasses = 7;
 constexpr double kWarmUpSeconds = 1.0; ///< by then filters have slid to their design and envelopes are under way
-
-struct Case {
-    const char* name;
-    std::vector<std::pair<std::int32_t, float>> values; ///< tags and values that differ from the factory's
-    std::int32_t channels = 2;
-    bool silent = false; ///< the warm-up is a burst that silence follows
-};
-
-const std::vector<Case>& allCases()
-{
-    using namespace core;
-    static const std::vector<Case> cases = {
-        {"default", {}},
-        {"linear8192", {{kHQSplit, 1}}},
-        {"oversample", {{kOverSample, 1}}},
-        {"oversample-hq", {{kOverSample, 1}, {kHQOversample, 1}}},
-        {"minimum", {{kLinearPhase, 0}, {kSplitHPFSlope, 96}, {kSplitLPFSlope, 96}}},
-        {"minimum192", {{kLinearPhase, 0}, {kSplitHPFSlope, 192}, {kSplitLPFSlope, 192}}},
-        {"heavy",
-         {{kHQSplit, 1},
-          {kSCHPF, 1},
-          {kSCPeak, 1},
-          {kSCPeakGain, 6},
-          {kSCLPF, 1},
-          {kSCLPFFreq, 12000},
-          {kOverSample, 1},
-          {kHQOversample, 1},
-          {kSmoothing, 1}}},
-        {"mono", {}, 1},
-        {"bypass", {{kBypass, 1}}},
-        {"silence", {}, 2, true},
-    };
-    return cases;
-}
 
 double nanosecondsSince(Clock::time_point start)
 {
@@ -111,7 +76,7 @@ double residentKiB()
     return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1024.0;
 }
 
-std::unique_ptr<core::Plug> start(const Case& benchCase, const BenchOptions& options)
+std::unique_ptr<core::Plug> start(const BenchCase& benchCase, const BenchOptions& options)
 {
     auto plug = std::make_unique<core::Plug>(nullptr, core::Plug::Start::factoryValues);
     plug->setSampleRate(static_cast<float>(options.rateHz));
@@ -126,7 +91,7 @@ std::unique_ptr<core::Plug> start(const Case& benchCase, const BenchOptions& opt
 /// The instances of one case with the buffers of a block.
 class Rig {
 public:
-    Rig(const Case& whichCase, const BenchOptions& benchOptions, const std::array<Signal, 2>& audio)
+    Rig(const BenchCase& whichCase, const BenchOptions& benchOptions, const std::array<Signal, 2>& audio)
         : benchCase(whichCase), options(benchOptions), source(audio),
           size(static_cast<std::size_t>(options.blockFrames)), storage(4 * size)
     {
@@ -175,7 +140,7 @@ private:
         return nanosecondsSince(from);
     }
 
-    const Case& benchCase;
+    const BenchCase& benchCase;
     const BenchOptions& options;
     const std::array<Signal, 2>& source;
     std::size_t size;
@@ -183,7 +148,7 @@ private:
     std::vector<std::unique_ptr<core::Plug>> instances;
 };
 
-BenchResult runCase(const Case& benchCase, const BenchOptions& options, const std::array<Signal, 2>& audio,
+BenchResult runCase(const BenchCase& benchCase, const BenchOptions& options, const std::array<Signal, 2>& audio,
                     std::size_t blocks)
 {
     std::vector<double> least(blocks, std::numeric_limits<double>::infinity());
@@ -225,12 +190,44 @@ std::string fixed(double x, int decimals)
 
 } // namespace
 
-std::vector<std::string> benchCases()
+const std::vector<BenchCase>& benchCases()
+{
+    using namespace core;
+    static const std::vector<BenchCase> cases = {
+        {"default", {}},
+        {"linear8192", {{kHQSplit, 1}}},
+        {"oversample", {{kOverSample, 1}}},
+        {"oversample-hq", {{kOverSample, 1}, {kHQOversample, 1}}},
+        {"minimum", {{kLinearPhase, 0}, {kSplitHPFSlope, 96}, {kSplitLPFSlope, 96}}},
+        {"minimum192", {{kLinearPhase, 0}, {kSplitHPFSlope, 192}, {kSplitLPFSlope, 192}}},
+        {"heavy",
+         {{kHQSplit, 1},
+          {kSCHPF, 1},
+          {kSCPeak, 1},
+          {kSCPeakGain, 6},
+          {kSCLPF, 1},
+          {kSCLPFFreq, 12000},
+          {kOverSample, 1},
+          {kHQOversample, 1},
+          {kSmoothing, 1}}},
+        {"mono", {}, 1},
+        {"bypass", {{kBypass, 1}}},
+        {"silence", {}, 2, true},
+    };
+    return cases;
+}
+
+std::vector<std::string> benchCaseNames()
 {
     std::vector<std::string> names;
-    for (const Case& benchCase : allCases())
+    for (const BenchCase& benchCase : benchCases())
         names.emplace_back(benchCase.name);
     return names;
+}
+
+std::array<std::vector<float>, 2> benchSignal(std::size_t frames, double rateHz)
+{
+    return {speech(frames, rateHz, 1), speech(frames, rateHz, 2)};
 }
 
 std::vector<BenchResult> runBench(const BenchOptions& options)
@@ -240,12 +237,12 @@ std::vector<BenchResult> runBench(const BenchOptions& options)
     const double frames = std::max(1.0, std::round(options.seconds * options.rateHz / kRound)) * kRound;
     const auto blocks = static_cast<std::size_t>(std::ceil(frames / options.blockFrames));
     const auto audioFrames = std::max(static_cast<std::size_t>(frames), static_cast<std::size_t>(options.blockFrames));
-    const std::array<Signal, 2> audio{speech(audioFrames, options.rateHz, 1), speech(audioFrames, options.rateHz, 2)};
+    const std::array<Signal, 2> audio = benchSignal(audioFrames, options.rateHz);
 
-    (void)start(allCases().front(), options); // what the first instance brings to the process
+    (void)start(benchCases().front(), options); // what the first instance brings to the process
 
     std::vector<BenchResult> results;
-    for (const Case& benchCase : allCases())
+    for (const BenchCase& benchCase : benchCases())
         if (options.cases.empty() ||
             std::find(options.cases.begin(), options.cases.end(), benchCase.name) != options.cases.end())
             results.push_back(runCase(benchCase, options, audio, blocks));

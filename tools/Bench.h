@@ -2,8 +2,11 @@
 
 #include "ParameterSettings.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace sorvane::tools {
@@ -34,8 +37,21 @@ struct BenchResult {
     double residentKiB = 0.0; ///< memory that an instance touched, started and run
 };
 
-/// The names that a case can have, in the order in which they run.
-[[nodiscard]] std::vector<std::string> benchCases();
+/// What is timed: the effect at some settings.
+struct BenchCase {
+    const char* name;
+    std::vector<std::pair<std::int32_t, float>> values; ///< tags and values that differ from the factory's
+    std::int32_t channels = 2;
+    bool silent = false; ///< the warm-up is a burst that silence follows
+};
+
+/// All that there are, in the order in which they run.
+[[nodiscard]] const std::vector<BenchCase>& benchCases();
+[[nodiscard]] std::vector<std::string> benchCaseNames();
+
+/// Two channels of syllables, each a vowel, a hiss and a faint pause, at levels that wander: so that the detector has
+/// work.
+[[nodiscard]] std::array<std::vector<float>, 2> benchSignal(std::size_t frames, double rateHz);
 
 /// Times the effect on speech-like audio, 7 passes over the same, through its 32-bit entry, as hosts drive it. The least
 /// of the passes keeps what the effect does and drops what the machine did meanwhile.

@@ -45,25 +45,29 @@ SibilanceMeter::SibilanceMeter(int rateHz, int channels) : frameSamples(static_c
 
 void SibilanceMeter::add(std::span<const double> interleaved)
 {
+    using Lane = dsp::DF1Cascade::Lane;
     const std::size_t channels = channelFilters.size();
     const std::size_t samples = interleaved.size() / channels;
-    std::vector<Frame> energies(samples);
-    band.resize(samples);
-    low.resize(samples);
+    band.resize(interleaved.size());
+    low.resize(interleaved.size());
+    std::vector<Lane> edges; // all that take the signal itself: side by side
+    std::vector<Lane> lowPasses;
     for (std::size_t c = 0; c < channels; ++c) {
+        const auto bandOf = std::span(band).subspan(c * samples, samples);
+        const auto lowOf = std::span(low).subspan(c * samples, samples);
         for (std::size_t i = 0; i < samples; ++i)
-            band[i] = low[i] = std::isfinite(interleaved[i * channels + c]) ? interleaved[i * channels + c] : 0.0;
-        channelFilters[c]->highPass.processDouble(band);
-        channelFilters[c]->lowPass.processDouble(band);
-        channelFilters[c]->low.processDouble(low);
-        for (std::size_t i = 0; i < samples; ++i) {
-            energies[i].band += band[i] * band[i];
-            energies[i].low += low[i] * low[i];
-        }
+            bandOf[i] = lowOf[i] = std::isfinite(interleaved[i * channels + c]) ? interleaved[i * channels + c] : 0.0;
+        edges.push_back({&channelFilters[c]->highPass, bandOf});
+        edges.push_back({&channelFilters[c]->low, lowOf});
+        lowPasses.push_back({&channelFilters[c]->lowPass, bandOf});
     }
-    for (const Frame& energy : energies) {
-        current.band += energy.band / static_cast<double>(frameSamples);
-        current.low += energy.low / static_cast<double>(frameSamples);
+    dsp::DF1Cascade::processTogether(edges);
+    dsp::DF1Cascade::processTogether(lowPasses);
+    for (std::size_t i = 0; i < samples; ++i) {
+        for (std::size_t at = i; at < band.size(); at += samples) {
+            current.band += band[at] * band[at] / static_cast<double>(frameSamples);
+            current.low += low[at] * low[at] / static_cast<double>(frameSamples);
+        }
         if (++filled == frameSamples) {
             frames.push_back(current);
             current = {};

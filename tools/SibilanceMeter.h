@@ -45,7 +45,7 @@ private:
 
     std::size_t frameSamples;
     std::vector<std::unique_ptr<Filters>> channelFilters;
-    std::vector<double> band;
+    std::vector<double> band; // of one channel after the other
     std::vector<double> low;
     std::vector<Frame> frames;
     Frame current;

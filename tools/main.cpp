@@ -141,7 +141,7 @@ CLI::App* addBench(CLI::App& app, BenchCall& call)
     CLI::App* const command = app.add_subcommand("bench", "Time the effect");
     addSettings(*command, call.settings);
     command->add_option("--case", call.options.cases, "What to time; may be repeated; all when not given")
-        ->check(CLI::IsMember(tools::benchCases()))
+        ->check(CLI::IsMember(tools::benchCaseNames()))
         ->allow_extra_args(false);
     command->add_option("--seconds", call.options.seconds, "Audio a pass, of which there are 7")
         ->check(CLI::Range(0.1, 3600.0))

@@ -83,6 +83,18 @@ RealtimeGuard::~RealtimeGuard()
         prctl(PR_SET_SYSCALL_USER_DISPATCH, 0L, 0L, 0L, 0L);
 }
 
+RealtimeGuard::Pause::Pause()
+{
+    selector = kAllow;
+    watched = false;
+}
+
+RealtimeGuard::Pause::~Pause()
+{
+    watched = true;
+    selector = systemCallsSeen ? kBlock : kAllow;
+}
+
 bool RealtimeGuard::seesSystemCalls()
 {
     return systemCallsSeen;

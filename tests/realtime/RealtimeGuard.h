@@ -19,6 +19,15 @@ public:
     RealtimeGuard(const RealtimeGuard&) = delete;
     RealtimeGuard& operator=(const RealtimeGuard&) = delete;
 
+    /// Looks away on the calling thread, which a guard watches, until it goes.
+    class Pause {
+    public:
+        Pause();
+        ~Pause();
+        Pause(const Pause&) = delete;
+        Pause& operator=(const Pause&) = delete;
+    };
+
     /// Whether system calls are seen too: an older kernel can't.
     [[nodiscard]] static bool seesSystemCalls();
 
