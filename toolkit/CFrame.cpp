@@ -36,6 +36,7 @@ void CFrame::open(platform::Window& newWindow)
     windowGone = false;
     frame = this;
     window->setListener(this);
+    uncovered = window->isSeen();
     for (const Shared<CView>& child : getViews())
         child->attached(*this);
     invalidRect(rect);
@@ -44,9 +45,11 @@ void CFrame::open(platform::Window& newWindow)
 void CFrame::close()
 {
     const auto guard = lock();
+    endPress();
     setFocusView(nullptr);
     modalView = nullptr;
     removeAll();
+    uncovered = false;
     frame = nullptr;
     if (platform::Window* const left = std::exchange(window, nullptr))
         left->setListener(nullptr);
@@ -99,7 +102,7 @@ void CFrame::repaint(const CRect& area)
 void CFrame::idle()
 {
     const auto guard = lock();
-    if (window == nullptr)
+    if (window == nullptr || !uncovered)
         return;
     collectDirty(*this, {});
     const std::vector<CRect> areas = std::exchange(invalid, {});
@@ -107,6 +110,12 @@ void CFrame::idle()
         repaint(area);
     for (const CRect& area : areas)
         window->present(picture->getPixels(), picture->getWidth(), toWindow(area));
+}
+
+bool CFrame::takeDirty()
+{
+    collectDirty(*this, {});
+    return !std::exchange(invalid, {}).empty();
 }
 
 void CFrame::setFocusView(CView* view)
@@ -243,6 +252,13 @@ MouseResult CFrame::onMouseDown(CPoint where, int buttons)
     return CViewContainer::onMouseDown(where, buttons);
 }
 
+void CFrame::endPress()
+{
+    constexpr int kElsewhere = -1; // released outside of the control
+    if (pressed != nullptr)
+        onMouseUp(mousePosition, kElsewhere);
+}
+
 void CFrame::windowExposed(const platform::WindowArea& area)
 {
     const auto guard = lock();
@@ -310,10 +326,16 @@ bool CFrame::windowKeyDown(const KeyPress& key)
     return taker && taker->onKeyDown(key);
 }
 
-void CFrame::windowSeen(bool seen)
+void CFrame::windowSeen(bool on)
 {
     const auto guard = lock();
-    seenChanged(seen);
+    setSeen(on);
+}
+
+void CFrame::setSeen(bool on)
+{
+    uncovered = on;
+    seenChanged(on);
 }
 
 void CFrame::windowFocusChanged(bool hasFocus)
@@ -336,7 +358,10 @@ void CFrame::windowClosed()
 {
     const auto guard = lock();
     windowGone = true;
-    window = nullptr;
+    if (platform::Window* const left = std::exchange(window, nullptr))
+        left->setListener(nullptr);
+    setSeen(false);
+    endPress();
 }
 
 } // namespace sorvane::toolkit
