@@ -92,6 +92,7 @@ Key keyOf(KeySym symbol)
     case XK_KP_Delete:
         return Key::remove;
     case XK_Tab:
+    case XK_ISO_Left_Tab: // with Shift
         return Key::tab;
     case XK_Return:
     case XK_KP_Enter:

@@ -40,10 +40,16 @@ private:
 
 X11SharedImage::X11SharedImage(const Library& library, Display& connection) : x(library), display(connection) {}
 
+bool X11SharedImage::isKnown(Display& display)
+{
+    const Library* const library = Library::get();
+    return library != nullptr && library->queryExtension(&display) != 0;
+}
+
 std::unique_ptr<X11SharedImage> X11SharedImage::create(Display& display, X11Errors& errors, int width, int height)
 {
     const Library* const library = Library::get();
-    if (library == nullptr || library->queryExtension(&display) == 0)
+    if (library == nullptr)
         return nullptr;
     std::unique_ptr<X11SharedImage> made(new X11SharedImage(*library, display));
     return made->attach(errors, width, height) ? std::move(made) : nullptr;

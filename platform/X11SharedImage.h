@@ -15,8 +15,12 @@ namespace sorvane::platform {
 /// Pixels in memory that the X server reads too, so that they don't go through the connection.
 class X11SharedImage {
 public:
+    /// Whether the server shares memory with anybody. To be asked as a connection is opened: the library that this is the
+    /// first question to doesn't bear that the connection is lost meanwhile.
+    static bool isKnown(Display& display);
     /// Null where the server can't read this process's memory: it is on another machine, say.
-    /// \param display, errors  must outlive it
+    /// \param display  for which isKnown is true; must outlive it
+    /// \param errors   of the display
     static std::unique_ptr<X11SharedImage> create(Display& display, X11Errors& errors, int width, int height);
     ~X11SharedImage();
     X11SharedImage(const X11SharedImage&) = delete;

@@ -133,6 +133,7 @@ bool X11Window::create(const Request& request)
         window = 0;
         return false;
     }
+    sharesMemory = X11SharedImage::isKnown(display);
     context = x.createGC(&display, window, 0, nullptr);
     if (parent == 0)
         makeTopLevel(request);

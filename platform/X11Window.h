@@ -66,7 +66,7 @@ private:
     bool connectionLost = false;
     GC context = nullptr;
     std::unique_ptr<X11SharedImage> shared; ///< null until something is presented, and where there is none
-    bool sharesMemory = true;
+    bool sharesMemory = false;
     int width = 0;
     int height = 0;
     WindowListener* listener = nullptr;

@@ -262,7 +262,7 @@ void CFrame::endPress()
 void CFrame::windowExposed(const platform::WindowArea& area)
 {
     const auto guard = lock();
-    if (window == nullptr)
+    if (window == nullptr || !showsPicture())
         return;
     const PixelRect seen = PixelRect{area.left, area.top, area.right, area.bottom}.intersectedWith(picture->bounds());
     if (!seen.isEmpty())

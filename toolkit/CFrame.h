@@ -69,6 +69,8 @@ public:
 protected:
     /// The window came to be seen, or is covered or unmapped.
     virtual void seenChanged(bool /*seen*/) {}
+    /// Whether the window shows the picture that the frame paints.
+    [[nodiscard]] virtual bool showsPicture() const { return true; }
     /// Whether anything has to be painted, which from then on counts as painted.
     bool takeDirty();
 

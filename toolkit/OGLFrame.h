@@ -63,6 +63,8 @@ protected:
             render->setSeen(seen);
     }
 
+    [[nodiscard]] bool showsPicture() const override { return !isOpenGL(); }
+
 private:
     friend class OGLRender;
 

@@ -195,6 +195,7 @@ TEST(OGLFrame, IsSafeBesideEventsResizesAndClosing)
                 frame->setSize(200.0F + static_cast<float>(i), 120.0F);
         }
         if (round % 2 != 0) { // with the views going first
+            const auto guard = frame->lock();
             frame->removeAll();
         } else {
             ASSERT_TRUE(frame->takePicture());
