@@ -96,15 +96,15 @@ public:
 
     ~GLXContextOfWindow() override
     {
+        if (isLost()) // calls would wait for ever for locks that the library held as it was lost: all of it stays
+            return;
         if (context != nullptr)
             glx.destroyContext(&display, context);
-        if (!connectionLost) {
-            if (window != 0)
-                x.destroyWindow(&display, window);
-            if (colours != 0)
-                x.freeColormap(&display, colours);
-            x.sync(&display, True);
-        }
+        if (window != 0)
+            x.destroyWindow(&display, window);
+        if (colours != 0)
+            x.freeColormap(&display, colours);
+        x.sync(&display, True);
         errors.reset();
         x.closeDisplay(&display);
     }
@@ -141,9 +141,17 @@ public:
         return true;
     }
 
-    bool makeCurrent() override { return !connectionLost && glx.makeCurrent(&display, window, context) != 0; }
-    void release() override { glx.makeCurrent(&display, None, nullptr); }
-    void swap() override { glx.swapBuffers(&display, window); }
+    bool makeCurrent() override { return !isLost() && glx.makeCurrent(&display, window, context) != 0; }
+    void release() override
+    {
+        if (!connectionLost)
+            glx.makeCurrent(&display, None, nullptr);
+    }
+    void swap() override
+    {
+        if (!connectionLost)
+            glx.swapBuffers(&display, window);
+    }
     bool takeExposed() override
     {
         bool exposed = false;
@@ -165,6 +173,14 @@ public:
     [[nodiscard]] const GLFunctions& functions() const override { return glx.gl; }
 
 private:
+    /// Looks whether the server is still there.
+    bool isLost()
+    {
+        if (!connectionLost)
+            x.pending(&display);
+        return connectionLost;
+    }
+
     void setSwapInterval(int interval)
     {
         const char* const extensions = glx.queryExtensionsString(&display, x.defaultScreen(&display));

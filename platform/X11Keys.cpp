@@ -57,10 +57,11 @@ private:
 /// The user's, whatever the host has set for itself.
 const char* localeOfUser()
 {
-    for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"})
-        if (const char* const value = std::getenv(variable);
-            value != nullptr && *value != 0) // NOLINT(concurrency-mt-unsafe)
+    for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        const char* const value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): nobody writes it
+        if (value != nullptr && *value != 0)
             return value;
+    }
     return "C";
 }
 
@@ -160,7 +161,7 @@ std::u32string X11Compose::typed(KeySym symbol)
         return {};
     switch (xkb.getStatus(state)) {
     case XKB_COMPOSE_COMPOSED: {
-        const std::u32string composed = text(xkb.getSymbol(state));
+        std::u32string composed = text(xkb.getSymbol(state));
         xkb.reset(state);
         return composed;
     }

@@ -51,7 +51,7 @@ private:
     void openFolder(std::string path);
     void openParent();
     void mark(int row);
-    void moveMark(int rows);
+    void moveMark(int by);
     void markTyped(char32_t character);
     void scrollTo(int row);
     void accept();
@@ -60,7 +60,7 @@ private:
     void keyToName(const KeyPress& key);
     [[nodiscard]] CRect listRect() const;
     [[nodiscard]] int rowsShown() const;
-    [[nodiscard]] std::string pathOf(const std::string& name) const;
+    [[nodiscard]] std::string pathOf(const std::string& typed) const;
     void drawRows(CDrawContext& context, const CRect& list);
 
     Question question;

@@ -280,10 +280,9 @@ TEST(NativeWindow, SharesTheClipboardWithOtherPrograms)
     ASSERT_TRUE(runs("printf 'gr\374n' | xclip -selection clipboard -target STRING"));
     paste("gr\xC3\xBCn");
     embedded.window->setClipboard("n\xC3\xA4t \xE2\x82\xAC");
-    for (const auto& [target, expected] :
-         {std::pair{"UTF8_STRING", "n\xC3\xA4t \xE2\x82\xAC"}, std::pair{"STRING", "n\xE4t ?"}}) {
-        Output other(std::string("xclip -selection clipboard -out -target ").append(target));
-        EXPECT_TRUE(embedded.runUntil([&] { return other.read() == expected; })) << other.read();
+    for (const auto& form : {std::pair{"UTF8_STRING", "n\xC3\xA4t \xE2\x82\xAC"}, std::pair{"STRING", "n\xE4t ?"}}) {
+        Output other(std::string("xclip -selection clipboard -out -target ").append(form.first));
+        EXPECT_TRUE(embedded.runUntil([&] { return other.read() == form.second; })) << other.read();
     }
     EXPECT_EQ(hostErrors, 0);
 }
