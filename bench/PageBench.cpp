@@ -6,11 +6,15 @@
 #include "GLContext.h"
 #include "HeadlessWindow.h"
 #include "NativeWindow.h"
+#include "OGLFrame.h"
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cmath>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -57,20 +61,23 @@ public:
     Picture(const CRect& viewRect, CBitmap& image) : CView(viewRect) { setBackground(&image); }
 };
 
-Shared<CFrame> page(float scale = 1.0F)
+enum Area { kImages = 1, kCurves = 2, kLabels = 4, kAll = 7 };
+
+Shared<CFrame> page(std::int64_t areas = kAll, float scale = 1.0F)
 {
     auto frame = Shared<CFrame>::adopt(new CFrame(kSize, scale));
     frame->setBackgroundColor({8, 12, 16, 255});
     auto image = Shared<CDIB>::adopt(new CDIB(80, 40));
     fill(*image, 0x80402010U);
-    for (int i = 0; i < 60; ++i) {
+    for (int i = 0; i < 60 && (areas & kImages) != 0; ++i) {
         const int row = i / 12;
         const auto x = static_cast<float>(i % 12 * 100);
         const auto y = static_cast<float>(row * 150);
         frame->addView(new Picture({x, y, x + 80, y + 40}, *image));
     }
-    frame->addView(new Curves);
-    for (int i = 0; i < 200; ++i) {
+    if ((areas & kCurves) != 0)
+        frame->addView(new Curves);
+    for (int i = 0; i < 200 && (areas & kLabels) != 0; ++i) {
         const int row = i / 20;
         const auto x = static_cast<float>(i % 20 * 60);
         const auto y = static_cast<float>(row * 78);
@@ -79,12 +86,27 @@ Shared<CFrame> page(float scale = 1.0F)
     return frame;
 }
 
-/// At a scale in percent: of 100, 1200 by 800 pixels.
+/// Areas of the page: none but the background, each alone, all.
+void eachArea(benchmark::internal::Benchmark* bench)
+{
+    bench->ArgName("area")->Arg(0)->Arg(kImages)->Arg(kCurves)->Arg(kLabels)->Arg(kAll)->Unit(benchmark::kMillisecond);
+}
+
+/// A scale in percent besides, for all areas: of 100, 1200 by 800 pixels.
+void eachAreaAndScale(benchmark::internal::Benchmark* bench)
+{
+    bench->ArgNames({"area", "percent"})->Unit(benchmark::kMillisecond);
+    for (const int area : {0, int{kImages}, int{kCurves}, int{kLabels}})
+        bench->Args({area, 100});
+    for (const int percent : {50, 100, 150, 200})
+        bench->Args({kAll, percent});
+}
+
 void repaintInMemory(benchmark::State& state)
 {
-    const float scale = static_cast<float>(state.range(0)) / 100.0F;
+    const float scale = static_cast<float>(state.range(1)) / 100.0F;
     platform::HeadlessWindow window(roundToPixel(1200 * scale), roundToPixel(800 * scale));
-    const Shared<CFrame> frame = page(scale);
+    const Shared<CFrame> frame = page(state.range(0), scale);
     frame->open(window);
     frame->idle();
     while (state.KeepRunning()) {
@@ -93,7 +115,7 @@ void repaintInMemory(benchmark::State& state)
     }
     frame->close();
 }
-BENCHMARK(repaintInMemory)->Arg(50)->Arg(100)->Arg(150)->Arg(200)->Unit(benchmark::kMillisecond);
+BENCHMARK(repaintInMemory)->Apply(eachAreaAndScale);
 
 void idleWithNothingDirty(benchmark::State& state)
 {
@@ -107,18 +129,43 @@ void idleWithNothingDirty(benchmark::State& state)
 }
 BENCHMARK(idleWithNothingDirty)->Unit(benchmark::kMicrosecond);
 
-void repaintByOpenGL(benchmark::State& state)
+std::unique_ptr<platform::NativeWindow> openWindow(benchmark::State& state)
 {
     platform::NativeWindow::Request request;
     request.width = 1200;
     request.height = 800;
-    const auto window = platform::NativeWindow::open(request);
-    const auto gl = window ? platform::GLContext::open(window->getHandle(), 1200, 800, false) : nullptr;
+    auto window = platform::NativeWindow::open(request);
+    if (!window)
+        state.SkipWithError("no display");
+    return window;
+}
+
+/// Shows a whole picture in a window, and waits until the server has it.
+void presentInWindow(benchmark::State& state)
+{
+    const auto window = openWindow(state);
+    if (!window)
+        return;
+    const CDIB picture(1200, 800, false);
+    while (state.KeepRunning()) {
+        window->present(picture.getPixels(), 1200, {0, 0, 1200, 800});
+        window->awaitEvents(0);
+        window->processEvents();
+    }
+}
+BENCHMARK(presentInWindow)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void repaintByOpenGL(benchmark::State& state)
+{
+    const auto window = openWindow(state);
+    if (!window)
+        return;
+    const auto gl = platform::GLContext::open(window->getHandle(), 1200, 800, false);
     if (!gl || !gl->makeCurrent()) {
-        state.SkipWithError("no display with OpenGL");
+        state.SkipWithError("no OpenGL");
         return;
     }
-    const Shared<CFrame> frame = page();
+    const Shared<CFrame> frame = page(state.range(0));
     {
         CGLContext context(gl->functions(), 1200, 800, 1.0F);
         while (state.KeepRunning()) {
@@ -130,6 +177,24 @@ void repaintByOpenGL(benchmark::State& state)
     }
     gl->release();
 }
-BENCHMARK(repaintByOpenGL)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(repaintByOpenGL)->Apply(eachArea)->UseRealTime();
+
+/// What the process takes of the CPU in each second that a frame is open, drawn by OpenGL, and nothing changes.
+void secondOfOpenGLWithNothingDirty(benchmark::State& state)
+{
+    const auto window = openWindow(state);
+    if (!window)
+        return;
+    const auto frame = Shared<OGLFrame>::adopt(new OGLFrame(kSize, nullptr));
+    frame->open(*window);
+    for (int i = 0; i < 20; ++i) { // until it is seen and drawn
+        window->awaitEvents(10);
+        window->processEvents();
+    }
+    while (state.KeepRunning())
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+    frame->close();
+}
+BENCHMARK(secondOfOpenGLWithNothingDirty)->Unit(benchmark::kMillisecond)->Iterations(2)->MeasureProcessCPUTime();
 
 } // namespace

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <optional>
+#include <functional>
 #include <string>
 
 namespace sorvane::editor {
 
-/// Asks the user for the path of a file. User interface thread.
+/// Asks the user for the path of a file, which the user need not give at once. User interface thread.
 class FileDialog {
 public:
     struct Question {
@@ -20,8 +20,10 @@ public:
     FileDialog(const FileDialog&) = delete;
     FileDialog& operator=(const FileDialog&) = delete;
 
-    /// \return nothing when the user cancels
-    virtual std::optional<std::string> choose(const Question& question) = 0;
+    /// \param path  that the user chose
+    using Chosen = std::function<void(const std::string& path)>;
+    /// \param chosen  is called at most once, during the call or later; never when the user cancels or the editor closes
+    virtual void choose(const Question& question, Chosen chosen) = 0;
 };
 
 } // namespace sorvane::editor

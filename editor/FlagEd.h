@@ -126,6 +126,8 @@ private:
     bool pushSnapshot(std::vector<StateSnapshot>& list, std::int32_t index, const std::string& folderPath);
     /// Ends a load: the one step of undo that it makes, when what was there before could be kept.
     void markLoad(std::int32_t marker, bool isKept);
+    void savePresetTo(const std::string& path, const std::string& extension, bool isPreset);
+    void loadPresetFrom(const std::string& path);
     void setProgramNameFromFile(const std::string& path, std::string_view extension);
 
     FileDialog* fileDialog = nullptr;

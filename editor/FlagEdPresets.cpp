@@ -132,30 +132,38 @@ void FlagEd::savePreset(const std::string& extension, bool isPreset)
         fileName.insert(0, "Preset");
     const std::string root = presetRoots().front();
     platform::makeFolders(root); // a new user has none
-    const auto path =
-        fileDialog->choose({"Choose destination filename", root + fileName + "." + extension, extension, true});
-    if (!path)
-        return;
+    fileDialog->choose(
+        {"Choose destination filename", root + fileName + "." + extension, extension, true},
+        [this, extension, isPreset](const std::string& path) { savePresetTo(path, extension, isPreset); });
+}
+
+void FlagEd::savePresetTo(const std::string& path, const std::string& extension, bool isPreset)
+{
     setLastPresetFolder(folderMenu != nullptr ? folderMenu->getPath() : "");
     effect.markChunkDirty();
-    setProgramNameFromFile(*path, extension);
-    host::writeUserFile(*path, effect.copyChunk(isPreset));
+    setProgramNameFromFile(path, extension);
+    host::writeUserFile(path, effect.copyChunk(isPreset));
     presetRescan = true;
 }
 
 void FlagEd::loadPreset(const std::string& extension)
 {
-    const auto path = fileDialog != nullptr ? fileDialog->choose({"Select preset file", "~/Desktop", extension, false})
-                                            : std::nullopt;
-    const auto bytes = path ? host::readUserFile({&*path, 1}, host::kMostChunkBytes) : std::nullopt;
+    if (fileDialog != nullptr)
+        fileDialog->choose({"Select preset file", "~/Desktop", extension, false},
+                           [this](const std::string& path) { loadPresetFrom(path); });
+}
+
+void FlagEd::loadPresetFrom(const std::string& path)
+{
+    const auto bytes = host::readUserFile({&path, 1}, host::kMostChunkBytes);
     if (!bytes)
         return;
-    const std::string_view fileName = std::string_view(*path).substr(path->rfind('/') + 1);
+    const std::string_view fileName = std::string_view(path).substr(path.rfind('/') + 1);
     const bool isBank = fileName.substr(fileName.rfind('.') + 1) == kBankExtension;
     // All of the state, also for a preset: the bank that the file names becomes the current one.
     const bool isKept = pushSnapshot(undo, -1, "");
     loadInPlace(*bytes, !isBank);
-    setProgramNameFromFile(*path, isBank ? kBankExtension : PresetFolder::kExtension);
+    setProgramNameFromFile(path, isBank ? kBankExtension : PresetFolder::kExtension);
     markLoad(isBank ? host::markerBankSnapshot : host::markerPresetSnapshot, isKept);
     updatePresetButtons();
 }

@@ -26,6 +26,8 @@ public:
     virtual void release() = 0;
     /// Shows what was drawn.
     virtual void swap() = 0;
+    /// Whether any of the window has come to be seen since the last call, so that it has to be drawn anew.
+    virtual bool takeExposed() = 0;
     virtual void resize(int width, int height) = 0;
     [[nodiscard]] virtual const GLFunctions& functions() const = 0;
 };

@@ -23,6 +23,7 @@ struct GLFunctions {
     decltype(&::glOrtho) ortho;
     decltype(&::glPixelStorei) pixelStorei;
     decltype(&::glReadPixels) readPixels;
+    decltype(&::glShadeModel) shadeModel;
     decltype(&::glTexCoordPointer) texCoordPointer;
     decltype(&::glTexEnvi) texEnvi;
     decltype(&::glTexImage2D) texImage2D;

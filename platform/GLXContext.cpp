@@ -66,6 +66,7 @@ bool load(GLXLibrary& library)
     find("glOrtho", gl.ortho);
     find("glPixelStorei", gl.pixelStorei);
     find("glReadPixels", gl.readPixels);
+    find("glShadeModel", gl.shadeModel);
     find("glTexCoordPointer", gl.texCoordPointer);
     find("glTexEnvi", gl.texEnvi);
     find("glTexImage2D", gl.texImage2D);
@@ -86,10 +87,17 @@ class GLXContextOfWindow final : public GLContext {
 public:
     GLXContextOfWindow(const X11Library& xLibrary, const GLXLibrary& glxLibrary, Display& connection)
         : x(xLibrary), glx(glxLibrary), display(connection), errors(std::make_unique<X11Errors>(connection))
-    {}
+    {
+        if (x.setIOErrorExitHandler != nullptr)
+            x.setIOErrorExitHandler(
+                &display, [](Display*, void* self) { static_cast<GLXContextOfWindow*>(self)->connectionLost = true; },
+                this);
+    }
 
     ~GLXContextOfWindow() override
     {
+        if (isLost()) // calls would wait for ever for locks that the library held as it was lost: all of it stays
+            return;
         if (context != nullptr)
             glx.destroyContext(&display, context);
         if (window != 0)
@@ -111,12 +119,13 @@ public:
         if (visual == nullptr)
             return false;
         errors->take();
-        XSetWindowAttributes attributes{}; // without events, so that the parent gets them
+        XSetWindowAttributes attributes{};
+        attributes.event_mask = ExposureMask; // and none of mouse and keys, so that the parent gets them
         colours = x.createColormap(&display, parent, visual->visual, AllocNone);
         attributes.colormap = colours;
         window = x.createWindow(&display, parent, 0, 0, static_cast<unsigned>(std::max(width, 1)),
                                 static_cast<unsigned>(std::max(height, 1)), 0, visual->depth, InputOutput,
-                                visual->visual, CWColormap | CWBorderPixel, &attributes);
+                                visual->visual, CWColormap | CWBorderPixel | CWEventMask, &attributes);
         context = glx.createContext(&display, visual, nullptr, True);
         x.free(visual);
         x.sync(&display, False);
@@ -132,11 +141,31 @@ public:
         return true;
     }
 
-    bool makeCurrent() override { return glx.makeCurrent(&display, window, context) != 0; }
-    void release() override { glx.makeCurrent(&display, None, nullptr); }
-    void swap() override { glx.swapBuffers(&display, window); }
+    bool makeCurrent() override { return !isLost() && glx.makeCurrent(&display, window, context) != 0; }
+    void release() override
+    {
+        if (!connectionLost)
+            glx.makeCurrent(&display, None, nullptr);
+    }
+    void swap() override
+    {
+        if (!connectionLost)
+            glx.swapBuffers(&display, window);
+    }
+    bool takeExposed() override
+    {
+        bool exposed = false;
+        while (!connectionLost && x.pending(&display) > 0) {
+            XEvent event;
+            x.nextEvent(&display, &event);
+            exposed = exposed || event.type == Expose;
+        }
+        return exposed;
+    }
     void resize(int width, int height) override
     {
+        if (connectionLost)
+            return;
         x.resizeWindow(&display, window, static_cast<unsigned>(std::max(width, 1)),
                        static_cast<unsigned>(std::max(height, 1)));
         x.sync(&display, False);
@@ -144,6 +173,14 @@ public:
     [[nodiscard]] const GLFunctions& functions() const override { return glx.gl; }
 
 private:
+    /// Looks whether the server is still there.
+    bool isLost()
+    {
+        if (!connectionLost)
+            x.pending(&display);
+        return connectionLost;
+    }
+
     void setSwapInterval(int interval)
     {
         const char* const extensions = glx.queryExtensionsString(&display, x.defaultScreen(&display));
@@ -160,6 +197,7 @@ private:
     const GLXLibrary& glx;
     Display& display;
     std::unique_ptr<X11Errors> errors;
+    bool connectionLost = false;
     Colormap colours = 0;
     ::Window window = 0;
     ::GLXContext context = nullptr;

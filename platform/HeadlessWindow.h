@@ -22,6 +22,15 @@ public:
     /// Pixels presented so far.
     [[nodiscard]] long getPresented() const { return presented; }
 
+    /// Covers or uncovers it. It begins uncovered.
+    void setSeen(bool on)
+    {
+        seen = on;
+        if (listener != nullptr)
+            listener->windowSeen(on);
+    }
+
+    [[nodiscard]] bool isSeen() const override { return seen; }
     void setListener(WindowListener* newListener) override { listener = newListener; }
     void present(const std::uint32_t* pixels, int rowWidth, const WindowArea& area) override
     {
@@ -70,6 +79,7 @@ private:
     CursorShape cursor = CursorShape::arrow;
     bool pointerShown = true;
     bool keyboard = false;
+    bool seen = true;
     std::string clipboard;
     long presented = 0;
 };

@@ -17,6 +17,8 @@ public:
 
     /// Whom to tell of events; null for nobody.
     virtual void setListener(WindowListener* listener) = 0;
+    /// Whether any of it is to be seen, as far as its events tell so far.
+    [[nodiscard]] virtual bool isSeen() const = 0;
     /// Shows pixels of a picture as large as the window, which needn't stay.
     /// \param pixels  0xRRGGBB each, of the picture's top left
     /// \param width   pixels from one row to the next

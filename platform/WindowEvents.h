@@ -65,7 +65,7 @@ public:
     virtual void windowWheel(int x, int y, WheelAxis axis, float distance, int buttons) = 0;
     /// \return whether the key was used
     virtual bool windowKeyDown(const KeyPress& key) = 0;
-    /// Whether any of the window is to be seen.
+    /// Whether any of the window is to be seen has changed.
     virtual void windowSeen(bool seen) = 0;
     virtual void windowFocusChanged(bool hasFocus) = 0;
     /// The answer to Window::requestClipboard, in UTF-8.

@@ -64,6 +64,7 @@ bool load(X11Library& x)
     loader.find("XWarpPointer", x.warpPointer);
     loader.find("XSetInputFocus", x.setInputFocus);
     loader.find("XLookupString", x.lookupString);
+    loader.find("XRefreshKeyboardMapping", x.refreshKeyboardMapping);
     loader.find("XInternAtom", x.internAtom);
     loader.find("XChangeProperty", x.changeProperty);
     loader.find("XDeleteProperty", x.deleteProperty);

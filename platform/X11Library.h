@@ -51,6 +51,7 @@ struct X11Library {
     decltype(&::XWarpPointer) warpPointer;
     decltype(&::XSetInputFocus) setInputFocus;
     decltype(&::XLookupString) lookupString;
+    decltype(&::XRefreshKeyboardMapping) refreshKeyboardMapping;
     decltype(&::XInternAtom) internAtom;
     decltype(&::XChangeProperty) changeProperty;
     decltype(&::XDeleteProperty) deleteProperty;

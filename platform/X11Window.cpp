@@ -2,14 +2,13 @@
 
 #include <X11/Xatom.h>
 #include <X11/cursorfont.h>
-#include <X11/keysym.h>
 
 #include <poll.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
+#include <utility>
 
 namespace sorvane::platform {
 
@@ -38,71 +37,33 @@ int buttonOf(unsigned button)
     return button == Button1 ? kLButton : button == Button2 ? kMButton : button == Button3 ? kRButton : 0;
 }
 
-Key keyOf(KeySym symbol)
+/// Latin 1 of UTF-8, with "?" for what it hasn't.
+std::string latin1Of(std::string_view utf8)
 {
-    switch (symbol) {
-    case XK_BackSpace:
-        return Key::backspace;
-    case XK_Delete:
-    case XK_KP_Delete:
-        return Key::remove;
-    case XK_Tab:
-        return Key::tab;
-    case XK_Return:
-    case XK_KP_Enter:
-        return Key::enter;
-    case XK_Escape:
-        return Key::escape;
-    case XK_Left:
-    case XK_KP_Left:
-        return Key::left;
-    case XK_Right:
-    case XK_KP_Right:
-        return Key::right;
-    case XK_Up:
-    case XK_KP_Up:
-        return Key::up;
-    case XK_Down:
-    case XK_KP_Down:
-        return Key::down;
-    case XK_Home:
-    case XK_KP_Home:
-        return Key::home;
-    case XK_End:
-    case XK_KP_End:
-        return Key::end;
-    case XK_Prior:
-        return Key::pageUp;
-    case XK_Next:
-        return Key::pageDown;
-    default:
-        return Key::other;
+    std::string latin;
+    for (std::size_t i = 0; i < utf8.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(utf8[i]);
+        if ((byte == 0xC2 || byte == 0xC3) && i + 1 < utf8.size())
+            latin += static_cast<char>((byte & 3U) << 6 | (static_cast<unsigned char>(utf8[++i]) & 0x3FU));
+        else if (byte < 0x80)
+            latin += utf8[i];
+        else if (byte >= 0xC0)
+            latin += '?';
     }
+    return latin;
 }
 
-/// The character of a key symbol; 0 for one that types none. Symbols of Latin 1 and of Unicode are their code points.
-char32_t characterOf(KeySym symbol)
+std::string utf8Of(std::string_view latin1)
 {
-    if ((symbol >= 0x20 && symbol <= 0x7E) || (symbol >= 0xA0 && symbol <= 0xFF))
-        return static_cast<char32_t>(symbol);
-    if (symbol >= 0x01000100 && symbol <= 0x0110FFFF)
-        return static_cast<char32_t>(symbol - 0x01000000);
-    if (symbol >= XK_KP_0 && symbol <= XK_KP_9)
-        return static_cast<char32_t>(U'0' + (symbol - XK_KP_0));
-    switch (symbol) {
-    case XK_KP_Decimal:
-        return U'.';
-    case XK_KP_Subtract:
-        return U'-';
-    case XK_KP_Add:
-        return U'+';
-    case XK_KP_Divide:
-        return U'/';
-    case XK_KP_Multiply:
-        return U'*';
-    default:
-        return 0;
+    std::string utf8;
+    for (const char character : latin1) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x80)
+            utf8 += character;
+        else
+            utf8.append({static_cast<char>(0xC0U | byte >> 6), static_cast<char>(0x80U | (byte & 0x3FU))});
     }
+    return utf8;
 }
 
 } // namespace
@@ -133,6 +94,7 @@ X11Window::X11Window(const X11Library& library, Display& connection)
 
 X11Window::~X11Window()
 {
+    shared.reset();
     if (context != nullptr)
         x.freeGC(&display, context); // which also frees memory of this process
     if (!connectionLost) {
@@ -171,6 +133,7 @@ bool X11Window::create(const Request& request)
         window = 0;
         return false;
     }
+    sharesMemory = X11SharedImage::isKnown(display);
     context = x.createGC(&display, window, 0, nullptr);
     if (parent == 0)
         makeTopLevel(request);
@@ -210,6 +173,15 @@ void X11Window::present(const std::uint32_t* pixels, int rowWidth, const WindowA
     const int areaHeight = std::min(area.bottom, height) - top;
     if (window == 0 || connectionLost || areaWidth <= 0 || areaHeight <= 0)
         return;
+    if (sharesMemory && !(shared && shared->holds(width, height))) {
+        shared.reset();
+        shared = X11SharedImage::create(display, *errors, width, height);
+        sharesMemory = shared != nullptr;
+    }
+    if (shared) {
+        shared->put(window, context, pixels, rowWidth, {left, top, left + areaWidth, top + areaHeight});
+        return;
+    }
     XImage image{};
     image.width = rowWidth;
     image.height = top + areaHeight;
@@ -317,7 +289,12 @@ void X11Window::requestClipboard()
             listener->windowPasted(clipboard);
         return;
     }
-    x.convertSelection(&display, atom("CLIPBOARD"), atom("UTF8_STRING"), atom("SORVANE_CLIPBOARD"), window, lastEvent);
+    convertClipboard(atom("UTF8_STRING"));
+}
+
+void X11Window::convertClipboard(Atom target)
+{
+    x.convertSelection(&display, atom("CLIPBOARD"), target, atom("SORVANE_CLIPBOARD"), window, lastEvent);
     x.flush(&display);
 }
 
@@ -353,6 +330,7 @@ void X11Window::processEvents()
         x.nextEvent(&display, &event);
         handle(event);
     }
+    lookWhetherSeen();
     if (connectionLost)
         windowIsGone();
 }
@@ -362,8 +340,28 @@ void X11Window::windowIsGone()
     if (window == 0)
         return;
     window = 0;
+    seen = false;
     if (listener != nullptr)
         listener->windowClosed();
+}
+
+void X11Window::setSeen(bool now)
+{
+    if (now != std::exchange(seen, now) && listener != nullptr)
+        listener->windowSeen(seen);
+}
+
+void X11Window::lookWhetherSeen()
+{
+    // A window that it lies in may be unmapped, which nobody is told of. The way back is: by a VisibilityNotify.
+    constexpr std::chrono::milliseconds kPause{250};
+    const auto now = std::chrono::steady_clock::now();
+    if (!seen || connectionLost || now < nextLook)
+        return;
+    nextLook = now + kPause;
+    XWindowAttributes attributes{};
+    if (x.getWindowAttributes(&display, window, &attributes) != 0 && attributes.map_state != IsViewable)
+        setSeen(false);
 }
 
 void X11Window::handle(XEvent& event)
@@ -372,6 +370,12 @@ void X11Window::handle(XEvent& event)
         windowIsGone();
         return;
     }
+    if (event.type == VisibilityNotify)
+        setSeen(event.xvisibility.state != VisibilityFullyObscured);
+    if (event.type == UnmapNotify)
+        setSeen(false);
+    if (event.type == MappingNotify) // the user has changed the keyboard
+        x.refreshKeyboardMapping(&event.xmapping);
     if (event.type == SelectionClear)
         ownsClipboard = false;
     if (event.type == SelectionRequest) {
@@ -384,12 +388,6 @@ void X11Window::handle(XEvent& event)
     case Expose:
         listener->windowExposed({event.xexpose.x, event.xexpose.y, event.xexpose.x + event.xexpose.width,
                                  event.xexpose.y + event.xexpose.height});
-        break;
-    case VisibilityNotify:
-        listener->windowSeen(event.xvisibility.state != VisibilityFullyObscured);
-        break;
-    case UnmapNotify:
-        listener->windowSeen(false);
         break;
     case ConfigureNotify:
         listener->windowResized(event.xconfigure.width, event.xconfigure.height);
@@ -404,7 +402,7 @@ void X11Window::handle(XEvent& event)
         handleMotion(event.xmotion);
         break;
     case LeaveNotify:
-        if (event.xcrossing.mode == NotifyNormal)
+        if (event.xcrossing.mode == NotifyNormal && event.xcrossing.detail != NotifyInferior)
             listener->windowMouseLeft();
         break;
     case kXKeyPress:
@@ -412,7 +410,9 @@ void X11Window::handle(XEvent& event)
         break;
     case FocusIn:
     case FocusOut:
-        if (event.xfocus.mode == NotifyNormal && event.xfocus.detail != NotifyPointer)
+        // While a window manager holds the keyboard, to switch windows, the focus moves too.
+        if ((event.xfocus.mode == NotifyNormal || event.xfocus.mode == NotifyWhileGrabbed) &&
+            event.xfocus.detail != NotifyPointer)
             listener->windowFocusChanged(event.type == FocusIn);
         break;
     case ClientMessage:
@@ -480,13 +480,14 @@ void X11Window::handleKey(XKeyEvent& event)
     KeySym symbol = NoSymbol;
     std::array<char, 8> typed;
     x.lookupString(&event, typed.data(), static_cast<int>(typed.size()), &symbol, nullptr);
-    KeyPress key{keyOf(symbol), 0, modifiersOf(event.state)};
-    if (key.key == Key::other) {
-        key.character = characterOf(symbol);
-        if (key.character != 0)
-            key.key = Key::character;
+    const Key named = keyOf(symbol);
+    if (named != Key::other) {
+        listener->windowKeyDown({named, 0, modifiersOf(event.state)});
+        return;
     }
-    listener->windowKeyDown(key);
+    for (const char32_t character : compose.typed(symbol))
+        if (listener != nullptr)
+            listener->windowKeyDown({Key::character, character, modifiersOf(event.state)});
 }
 
 void X11Window::handleMessage(const XClientMessageEvent& event)
@@ -514,15 +515,19 @@ void X11Window::answerSelection(const XSelectionRequestEvent& request)
     const Atom property = request.property != None ? request.property : request.target; // older programs give none
     const Atom utf8 = atom("UTF8_STRING");
     const Atom targets = atom("TARGETS");
+    const auto offer = [&](Atom type, int format, const void* data, std::size_t count) {
+        x.changeProperty(&display, request.requestor, property, type, format, PropModeReplace,
+                         static_cast<const unsigned char*>(data), static_cast<int>(count));
+        answer.property = property;
+    };
     if (request.target == targets) {
-        const std::array<Atom, 2> offered{targets, utf8};
-        x.changeProperty(&display, request.requestor, property, XA_ATOM, 32, PropModeReplace,
-                         reinterpret_cast<const unsigned char*>(offered.data()), static_cast<int>(offered.size()));
-        answer.property = property;
+        const std::array<Atom, 3> offered{targets, utf8, XA_STRING};
+        offer(XA_ATOM, 32, offered.data(), offered.size());
     } else if (request.target == utf8) {
-        x.changeProperty(&display, request.requestor, property, utf8, 8, PropModeReplace,
-                         reinterpret_cast<const unsigned char*>(clipboard.data()), static_cast<int>(clipboard.size()));
-        answer.property = property;
+        offer(utf8, 8, clipboard.data(), clipboard.size());
+    } else if (request.target == XA_STRING) { // which is Latin 1
+        const std::string latin = latin1Of(clipboard);
+        offer(XA_STRING, 8, latin.data(), latin.size());
     }
     XEvent event{};
     event.xselection = answer;
@@ -532,8 +537,11 @@ void X11Window::answerSelection(const XSelectionRequestEvent& request)
 
 void X11Window::receiveSelection(const XSelectionEvent& event)
 {
-    if (event.property == None)
+    if (event.property == None) {
+        if (event.target == atom("UTF8_STRING")) // which older programs don't have
+            convertClipboard(XA_STRING);
         return;
+    }
     Atom type = None;
     int format = 0;
     unsigned long count = 0;
@@ -543,9 +551,11 @@ void X11Window::receiveSelection(const XSelectionEvent& event)
                         &count, &left, &data);
     if (data == nullptr)
         return;
-    const std::string text(format == 8 ? reinterpret_cast<const char*>(data) : "", format == 8 ? count : 0);
+    std::string text(format == 8 ? reinterpret_cast<const char*>(data) : "", format == 8 ? count : 0);
     x.free(data);
-    if (!text.empty() && type == atom("UTF8_STRING"))
+    if (type == XA_STRING)
+        text = utf8Of(text);
+    if (!text.empty() && (type == atom("UTF8_STRING") || type == XA_STRING))
         listener->windowPasted(text);
 }
 

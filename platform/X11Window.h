@@ -2,9 +2,12 @@
 
 #include "NativeWindow.h"
 #include "X11Errors.h"
+#include "X11Keys.h"
 #include "X11Library.h"
+#include "X11SharedImage.h"
 
 #include <array>
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -19,6 +22,7 @@ public:
 
     void setListener(WindowListener* newListener) override { listener = newListener; }
     void present(const std::uint32_t* pixels, int rowWidth, const WindowArea& area) override;
+    [[nodiscard]] bool isSeen() const override { return seen; }
     void resize(int newWidth, int newHeight) override;
     void setCursor(CursorShape newShape) override;
     void showPointer(bool show) override;
@@ -45,10 +49,13 @@ private:
     void handleKey(XKeyEvent& event);
     void handleMessage(const XClientMessageEvent& event);
     void answerSelection(const XSelectionRequestEvent& request);
+    void convertClipboard(Atom target);
     void receiveSelection(const XSelectionEvent& event);
     [[nodiscard]] Atom atom(const char* name) const { return x.internAtom(&display, name, False); }
     void applyCursor();
     void windowIsGone();
+    void setSeen(bool now);
+    void lookWhetherSeen();
     void fixSize();
 
     const X11Library& x;
@@ -58,15 +65,20 @@ private:
     ::Window parent = 0; ///< the host's; 0 for a window of its own
     bool connectionLost = false;
     GC context = nullptr;
+    std::unique_ptr<X11SharedImage> shared; ///< null until something is presented, and where there is none
+    bool sharesMemory = false;
     int width = 0;
     int height = 0;
     WindowListener* listener = nullptr;
+    bool seen = false;
+    std::chrono::steady_clock::time_point nextLook; ///< whether it still is
 
     CursorShape shape = CursorShape::arrow;
     bool pointerShown = true;
     std::array<Cursor, 4> cursors{}; ///< by CursorShape, made when first used
     Cursor hidden = 0;
 
+    X11Compose compose;
     std::string clipboard;
     bool ownsClipboard = false;
     Time lastEvent = CurrentTime; ///< of the user's last action, which requests have to give

@@ -66,6 +66,7 @@ void CFrame::open(platform::Window& newWindow)
     pointerShown = true;
     frame = this;
     window->setListener(this);
+    uncovered = window->isSeen();
     for (const Shared<CView>& child : getViews())
         child->attached(*this);
     invalidRect(rect);
@@ -74,9 +75,11 @@ void CFrame::open(platform::Window& newWindow)
 void CFrame::close()
 {
     const auto guard = lock();
+    endPress();
     endModal();
     setFocusView(nullptr);
     removeAll();
+    uncovered = false;
     frame = nullptr;
     if (platform::Window* const left = std::exchange(window, nullptr))
         left->setListener(nullptr);
@@ -133,7 +136,7 @@ void CFrame::repaint(const CRect& area)
 void CFrame::idle()
 {
     const auto guard = lock();
-    if (window == nullptr)
+    if (window == nullptr || !uncovered)
         return;
     collectDirty(*this, {});
     const std::vector<CRect> areas = std::exchange(invalid, {});
@@ -141,6 +144,12 @@ void CFrame::idle()
         repaint(area);
     for (const CRect& area : areas)
         window->present(picture->getPixels(), picture->getWidth(), toWindow(area));
+}
+
+bool CFrame::takeDirty()
+{
+    collectDirty(*this, {});
+    return !std::exchange(invalid, {}).empty();
 }
 
 void CFrame::setFocusView(CView* view)
@@ -281,10 +290,17 @@ MouseResult CFrame::onMouseDown(CPoint where, int buttons)
     return CViewContainer::onMouseDown(where, buttons);
 }
 
+void CFrame::endPress()
+{
+    constexpr int kElsewhere = -1; // released outside of the control
+    if (pressed != nullptr)
+        onMouseUp(mousePosition, kElsewhere);
+}
+
 void CFrame::windowExposed(const platform::WindowArea& area)
 {
     const Event event(*this);
-    if (window == nullptr)
+    if (window == nullptr || !showsPicture())
         return;
     const PixelRect seen = PixelRect{area.left, area.top, area.right, area.bottom}.intersectedWith(picture->bounds());
     if (!seen.isEmpty())
@@ -361,10 +377,16 @@ bool CFrame::windowKeyDown(const KeyPress& key)
     return taker && taker->onKeyDown(key);
 }
 
-void CFrame::windowSeen(bool seen)
+void CFrame::windowSeen(bool on)
 {
     const Event event(*this);
-    seenChanged(seen);
+    setSeen(on);
+}
+
+void CFrame::setSeen(bool on)
+{
+    uncovered = on;
+    seenChanged(on);
 }
 
 void CFrame::windowFocusChanged(bool hasFocus)
@@ -387,7 +409,10 @@ void CFrame::windowClosed()
 {
     const Event event(*this);
     windowGone = true;
-    window = nullptr;
+    if (platform::Window* const left = std::exchange(window, nullptr))
+        left->setListener(nullptr);
+    setSeen(false);
+    endPress();
 }
 
 } // namespace sorvane::toolkit

@@ -62,6 +62,8 @@ public:
     /// What the window shows after the last idle.
     [[nodiscard]] const CDIB& getPicture() const { return *picture; }
     [[nodiscard]] platform::Window* getWindow() const { return window; }
+    /// Whether any of the window is to be seen; nothing is drawn while none is.
+    [[nodiscard]] bool isSeen() const { return uncovered; }
 
     MouseResult onMouseDown(CPoint where, int buttons) override;
     [[nodiscard]] bool isTypeOf(std::string_view name) const override
@@ -72,6 +74,10 @@ public:
 protected:
     /// The window came to be seen, or is covered or unmapped.
     virtual void seenChanged(bool /*seen*/) {}
+    /// Whether the window shows the picture that the frame paints.
+    [[nodiscard]] virtual bool showsPicture() const { return true; }
+    /// Whether anything has to be painted, which from then on counts as painted.
+    bool takeDirty();
 
 private:
     friend class CView;
@@ -84,9 +90,11 @@ private:
     void giveKeyboardBack();
     /// A view leaves the tree.
     void forgetView(const CView& view);
+    /// What is pressed won't be released any more.
+    void endPress();
+    void setSeen(bool on);
     void collectDirty(CViewContainer& container, CPoint origin);
     void repaint(const CRect& area);
-    [[nodiscard]] CViewContainer& eventRoot();
     [[nodiscard]] CPoint toLogical(int x, int y) const;
     [[nodiscard]] platform::WindowArea toWindow(const CRect& area) const;
     void makePicture();
@@ -100,7 +108,7 @@ private:
     void windowMouseLeft() override;
     void windowWheel(int x, int y, WheelAxis axis, float distance, int buttons) override;
     bool windowKeyDown(const KeyPress& key) override;
-    void windowSeen(bool seen) override;
+    void windowSeen(bool on) override;
     void windowFocusChanged(bool hasFocus) override;
     void windowPasted(std::string_view text) override;
     void windowClosed() override;
@@ -116,6 +124,7 @@ private:
     bool windowGone = false;
     bool hasKeyboard = false;
     bool pointerShown = true;
+    bool uncovered = false;
 };
 
 } // namespace sorvane::toolkit

@@ -30,6 +30,7 @@ void CGLContext::beginFrame()
     gl.matrixMode(GL_MODELVIEW);
     gl.loadIdentity();
     gl.disable(GL_DITHER);
+    gl.shadeModel(GL_FLAT); // one colour a quad: a renderer in software reckons it for each pixel else
     gl.enable(GL_BLEND);
     gl.blendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA); // all colours are multiplied by their alpha
     gl.enable(GL_TEXTURE_2D);
@@ -121,23 +122,33 @@ void CGLContext::fillPixels(const PixelRect& pixels, Pixel colour)
 {
     if (pixels.isEmpty())
         return;
-    gl.disable(GL_TEXTURE_2D);
     addQuad(pixels, 0, 0, 0, 0);
+    fillQuads(colour);
+}
+
+void CGLContext::fillQuads(Pixel colour)
+{
+    if (corners.empty())
+        return;
+    const bool opaque = colour >> 24 == 0xFFU; // for which what is there needn't be read
+    gl.disable(GL_TEXTURE_2D);
+    if (opaque)
+        gl.disable(GL_BLEND);
     drawQuads(colour);
+    if (opaque)
+        gl.enable(GL_BLEND);
     gl.enable(GL_TEXTURE_2D);
 }
 
-void CGLContext::drawCoverageTexture(const std::vector<std::uint8_t>& values, const PixelRect& pixels, Pixel colour)
+void CGLContext::drawWithCoverage(const std::vector<std::uint8_t>& values, int textureWidth, int textureHeight,
+                                  Pixel colour)
 {
-    if (pixels.width() > largestTexture || pixels.height() > largestTexture)
-        return;
     GLuint name = 0;
     gl.genTextures(1, &name);
     gl.bindTexture(GL_TEXTURE_2D, name);
     setNearest();
-    gl.texImage2D(GL_TEXTURE_2D, 0, GL_INTENSITY8, pixels.width(), pixels.height(), 0, GL_LUMINANCE, GL_UNSIGNED_BYTE,
+    gl.texImage2D(GL_TEXTURE_2D, 0, GL_INTENSITY8, textureWidth, textureHeight, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE,
                   values.data());
-    addQuad(pixels, 0, 0, 1, 1);
     drawQuads(colour);
     gl.deleteTextures(1, &name);
 }
@@ -148,12 +159,70 @@ void CGLContext::fillOutline(const Outline& shape, Pixel colour, const PixelRect
     if (box.isEmpty())
         return;
     const auto stride = static_cast<std::size_t>(box.width());
-    std::vector<std::uint8_t> values(stride * static_cast<std::size_t>(box.height()));
+    covered.assign(stride * static_cast<std::size_t>(box.height()), 0);
     shape.rasterise(within, [&](int y, int left, std::span<const std::uint8_t> coverage) {
         std::copy(coverage.begin(), coverage.end(),
-                  &values[static_cast<std::size_t>(y - box.top) * stride + static_cast<std::size_t>(left - box.left)]);
+                  &covered[static_cast<std::size_t>(y - box.top) * stride + static_cast<std::size_t>(left - box.left)]);
     });
-    drawCoverageTexture(values, box, colour);
+    std::vector<PixelRect> edges;
+    for (int top = box.top; top < box.bottom; top += kTile)
+        for (int left = box.left; left < box.right; left += kTile)
+            sortTile(box, PixelRect{left, top, left + kTile, top + kTile}.intersectedWith(box), edges);
+    fillQuads(colour);
+    drawEdges(box, edges, colour);
+}
+
+void CGLContext::sortTile(const PixelRect& box, const PixelRect& tile, std::vector<PixelRect>& edges)
+{
+    const std::uint8_t first = covered[coveredAt(box, tile.left, tile.top)];
+    bool even = first == 0 || first == 255;
+    for (int y = tile.top; even && y < tile.bottom; ++y) {
+        const std::uint8_t* const row = &covered[coveredAt(box, tile.left, y)];
+        even = std::all_of(row, row + tile.width(), [first](std::uint8_t value) { return value == first; });
+    }
+    if (!even)
+        edges.push_back(tile);
+    else if (first == 255)
+        addSolid(tile);
+}
+
+void CGLContext::addSolid(const PixelRect& tile)
+{
+    // With the one to the left of it as one.
+    const auto right = static_cast<float>(tile.left);
+    const auto top = static_cast<float>(tile.top);
+    if (corners.size() >= 4 && corners[corners.size() - 3].x == right && corners[corners.size() - 3].y == top) {
+        corners[corners.size() - 3].x = corners[corners.size() - 2].x = static_cast<float>(tile.right);
+        return;
+    }
+    addQuad(tile, 0, 0, 0, 0);
+}
+
+void CGLContext::drawEdges(const PixelRect& box, const std::vector<PixelRect>& edges, Pixel colour)
+{
+    constexpr int kMostColumns = 32;
+    const auto count = static_cast<int>(edges.size());
+    const int columns = std::min(count, kMostColumns);
+    if (columns == 0)
+        return;
+    const int atlasWidth = columns * kTile;
+    const int atlasHeight = (count + columns - 1) / columns * kTile;
+    if (atlasWidth > largestTexture || atlasHeight > largestTexture)
+        return;
+    std::vector<std::uint8_t> atlas(static_cast<std::size_t>(atlasWidth) * static_cast<std::size_t>(atlasHeight));
+    for (int i = 0; i < count; ++i) {
+        const PixelRect& tile = edges[static_cast<std::size_t>(i)];
+        const int left = i % columns * kTile;
+        const int top = i / columns * kTile;
+        for (int y = 0; y < tile.height(); ++y)
+            std::copy_n(&covered[coveredAt(box, tile.left, tile.top + y)], tile.width(),
+                        &atlas[static_cast<std::size_t>(top + y) * static_cast<std::size_t>(atlasWidth) +
+                               static_cast<std::size_t>(left)]);
+        const auto s = [&](int x) { return static_cast<float>(x) / static_cast<float>(atlasWidth); };
+        const auto t = [&](int y) { return static_cast<float>(y) / static_cast<float>(atlasHeight); };
+        addQuad(tile, s(left), t(top), s(left + tile.width()), t(top + tile.height()));
+    }
+    drawWithCoverage(atlas, atlasWidth, atlasHeight, colour);
 }
 
 void CGLContext::drawCoverage(const Coverage& coverage, int left, int top, Pixel colour)
@@ -168,7 +237,10 @@ void CGLContext::drawCoverage(const Coverage& coverage, int left, int top, Pixel
         const auto row = coverage.values.begin() + static_cast<std::ptrdiff_t>(y - top) * coverage.width;
         values.insert(values.end(), row + (seen.left - left), row + (seen.right - left));
     }
-    drawCoverageTexture(values, seen, colour);
+    if (seen.width() > largestTexture || seen.height() > largestTexture)
+        return;
+    addQuad(seen, 0, 0, 1, 1);
+    drawWithCoverage(values, seen.width(), seen.height(), colour);
 }
 
 void CGLContext::drawTexels(const TexelMap& map, std::uint32_t alpha)

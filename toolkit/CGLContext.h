@@ -41,6 +41,8 @@ protected:
     void drawCoverage(const Coverage& coverage, int left, int top, Pixel colour) override;
 
 private:
+    static constexpr int kTile = 16; ///< pixels a side
+
     struct Texture {
         GLuint name = 0;
         std::uint32_t revision = 0;
@@ -56,7 +58,19 @@ private:
     void addQuad(const PixelRect& pixels, float left, float top, float right, float bottom);
     void addGlyph(const BakedGlyph& glyph, const CDIB& atlas, int left, int top);
     void drawQuads(Pixel colour);
-    void drawCoverageTexture(const std::vector<std::uint8_t>& values, const PixelRect& pixels, Pixel colour);
+    /// Without a texture.
+    void fillQuads(Pixel colour);
+    /// Draws the quads of \p corners, whose texture is a coverage.
+    void drawWithCoverage(const std::vector<std::uint8_t>& values, int textureWidth, int textureHeight, Pixel colour);
+    /// What of a shape is covered whole is filled; only tiles with its edges need a texture, which is dear to draw.
+    void sortTile(const PixelRect& box, const PixelRect& tile, std::vector<PixelRect>& edges);
+    void addSolid(const PixelRect& tile);
+    void drawEdges(const PixelRect& box, const std::vector<PixelRect>& edges, Pixel colour);
+    static std::size_t coveredAt(const PixelRect& box, int x, int y)
+    {
+        return static_cast<std::size_t>(y - box.top) * static_cast<std::size_t>(box.width()) +
+               static_cast<std::size_t>(x - box.left);
+    }
     [[nodiscard]] const BakedFont& bakedFont(const Font& face, float pixels);
 
     const platform::GLFunctions& gl;
@@ -66,6 +80,7 @@ private:
     std::vector<std::unique_ptr<BakedFont>> bakedFonts;
     std::unique_ptr<BakedPixelFont> pixelFont;
     std::vector<Corner> corners;
+    std::vector<std::uint8_t> covered; ///< of the shape that is filled, row by row of its box
     GLint largestTexture = 0;
 };
 

@@ -67,7 +67,7 @@ void CMenuView::openLevel(COptionMenu& menu, CPoint at, float leftOf)
     if (at.x + width > room.right)
         at.x = std::max(room.left, std::min(leftOf, room.right) - width);
     at.y = std::clamp(at.y, room.top, room.bottom - height);
-    levels.push_back({Shared<COptionMenu>(&menu), {at.x, at.y, at.x + width, at.y + height}});
+    levels.push_back({Shared<COptionMenu>(&menu), {at.x, at.y, at.x + width, at.y + height}, 0.0F, -1, {}});
     setDirty();
 }
 
@@ -82,11 +82,11 @@ CRect CMenuView::itemRect(const Level& level, int item) const
 
 void CMenuView::draw(CDrawContext& context)
 {
-    for (const Level& level : levels)
+    for (Level& level : levels)
         drawLevel(context, level);
 }
 
-void CMenuView::drawLevel(CDrawContext& context, const Level& level)
+void CMenuView::drawLevel(CDrawContext& context, Level& level)
 {
     const Font* const font = getFont("OpenSans-Regular");
     const CRect& area = level.area;
@@ -97,7 +97,8 @@ void CMenuView::drawLevel(CDrawContext& context, const Level& level)
     context.drawRect({area.left, area.top, area.right - 1, area.bottom - 1});
     const CRect clip = context.getClipRect();
     context.setClipRect(clip.intersectedWith(area.insetBy(1.0F)));
-    const auto count = static_cast<int>(level.menu->getEntries().size());
+    level.labels.resize(level.menu->getEntries().size());
+    const auto count = static_cast<int>(level.labels.size());
     for (int i = 0; i < count; ++i) {
         const CMenuItem& item = level.menu->getEntries()[static_cast<std::size_t>(i)];
         const CRect line = itemRect(level, i);
@@ -127,7 +128,8 @@ void CMenuView::drawLevel(CDrawContext& context, const Level& level)
                 DrawStyle::filled);
         if (font != nullptr)
             drawLabelText(context, {line.left + kTextLeft, line.top, line.right, line.bottom}, *font, item.title,
-                          kTextSize, TextAlignment::left, true, item.enabled ? kText : kDimmed);
+                          kTextSize, TextAlignment::left, true, item.enabled ? kText : kDimmed,
+                          level.labels[static_cast<std::size_t>(i)].get());
     }
     drawArrows(context, level);
     context.setClipRect(clip);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "COptionMenu.h"
+#include "LabelSlot.h"
 
 #include <optional>
 
@@ -27,7 +28,8 @@ private:
         Shared<COptionMenu> menu;
         CRect area;
         float scrolled = 0.0F;
-        int marked = -1; ///< the item under the mouse or reached by keys
+        int marked = -1;               ///< the item under the mouse or reached by keys
+        std::vector<LabelSlot> labels; ///< of the items' titles, which may have any sign of their font
     };
     struct Place {
         std::size_t level = 0;
@@ -35,7 +37,7 @@ private:
     };
 
     void openLevel(COptionMenu& menu, CPoint at, float leftOf);
-    void drawLevel(CDrawContext& context, const Level& level);
+    void drawLevel(CDrawContext& context, Level& level);
     [[nodiscard]] CRect itemRect(const Level& level, int item) const;
     /// What of a level is hidden below its area.
     [[nodiscard]] static float hiddenBelow(const Level& level);

@@ -12,6 +12,13 @@ void OGLRender::tick()
         frameToDraw.onTick();
 }
 
+bool OGLRender::takeStale()
+{
+    const bool changed = frameToDraw.takeDirty();
+    const std::lock_guard guard(pictureLock);
+    return changed || flush || pictureWanted;
+}
+
 void OGLRender::drawFrame(const platform::GLFunctions& gl)
 {
     const float scale = frameToDraw.getScale();
@@ -37,6 +44,7 @@ Shared<CDIB> OGLRender::takePicture()
     constexpr std::chrono::seconds kLongestWait{5};
     std::unique_lock guard(pictureLock);
     pictureWanted = true;
+    drawSoon();
     pictureTaken.wait_for(guard, kLongestWait, [this] { return !pictureWanted; });
     return std::exchange(picture, {});
 }

@@ -23,6 +23,7 @@ public:
 
 private:
     void tick() override;
+    bool takeStale() override;
     void drawFrame(const platform::GLFunctions& gl) override;
     void releaseContext() override { context.reset(); }
 
@@ -35,8 +36,8 @@ private:
     Shared<CDIB> picture;
 };
 
-/// A frame that is drawn by OpenGL on a thread of its own, whole, 60 times a second. Where there is no OpenGL it draws as
-/// every frame.
+/// A frame that is drawn by OpenGL on a thread of its own, whole, up to 60 times a second: whenever a view is dirty or an
+/// area was invalidated. Where there is no OpenGL it draws as every frame.
 class OGLFrame final : public CGFrame {
 public:
     using CGFrame::CGFrame;
@@ -61,6 +62,8 @@ protected:
         if (render)
             render->setSeen(seen);
     }
+
+    [[nodiscard]] bool showsPicture() const override { return !isOpenGL(); }
 
 private:
     friend class OGLRender;

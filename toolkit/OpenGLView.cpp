@@ -3,6 +3,7 @@
 #include "CFrame.h"
 
 #include <chrono>
+#include <utility>
 
 namespace sorvane::toolkit {
 
@@ -37,6 +38,8 @@ void OpenGLView::attached(CViewContainer& newParent)
     if (!context)
         return;
     stopping = false;
+    stale = true;
+    seen = owner->isSeen();
     thread = std::thread([this] { run(); });
 }
 
@@ -80,6 +83,15 @@ void OpenGLView::setSeen(bool on)
     change.notify_all();
 }
 
+void OpenGLView::drawSoon()
+{
+    {
+        const std::lock_guard guard(pace);
+        asked = true;
+    }
+    change.notify_all();
+}
+
 void OpenGLView::resizeContext(int widthPixels, int heightPixels)
 {
     const std::lock_guard guard(contextLock);
@@ -101,9 +113,12 @@ void OpenGLView::drawOnce()
     }
     tick();
     const std::lock_guard guard(contextLock);
-    if (!context->makeCurrent())
+    const bool exposed = context->takeExposed();
+    stale = takeStale() || exposed || stale;
+    if (!stale || !context->makeCurrent())
         return;
     drawFrame(context->functions());
+    stale = false;
     frameGuard.unlock(); // which nobody has to wait for while the picture waits for the screen
     context->swap();
     context->release();
@@ -114,7 +129,7 @@ void OpenGLView::run()
     std::unique_lock waiting(pace);
     while (!stopping) {
         const Steady::time_point begin = Steady::now();
-        if (seen) {
+        if (std::exchange(asked, false) || seen) {
             waiting.unlock();
             drawOnce();
             waiting.lock();
@@ -123,7 +138,7 @@ void OpenGLView::run()
         if (seen)
             change.wait_for(waiting, untilNext, [this] { return stopping; });
         else
-            change.wait(waiting, [this] { return stopping || seen; });
+            change.wait(waiting, [this] { return stopping || seen || asked; });
     }
 }
 

@@ -1,7 +1,9 @@
 #include "Gallery.h"
 
+#include "CFileSelector.h"
 #include "CHighlightControl.h"
 #include "CKickButton.h"
+#include "CMessageBox.h"
 #include "COptionMenu.h"
 #include "CSlider.h"
 #include "CTextEdit.h"
@@ -41,7 +43,10 @@ enum GalleryTag {
     kPageMenu,
     kPage,
     kState,
-    kScale
+    kScale,
+    kOpen,
+    kSave,
+    kMessage
 };
 
 constexpr std::array kScales{75, 100, 125, 150, 200}; ///< percent
@@ -285,6 +290,7 @@ void Gallery::addControls()
     panel.addView(new Scope({16, 132, 166, 172}, this));
     addButtons(panel);
     addMenus(panel);
+    addDialogs(panel);
 }
 
 void Gallery::addButtons(CViewContainer& panel)
@@ -321,6 +327,35 @@ void Gallery::addMenus(CViewContainer& panel)
     edit->setText("click to edit \xC3\xA4\xE2\x82\xAC");
     edit->setBackground(buttonImages(frame->getScale(), 230, 24, "").get());
     panel.addView(edit);
+}
+
+void Gallery::addDialogs(CViewContainer& panel)
+{
+    float left = 222.0F;
+    for (const auto& [tag, text] : {std::pair{kOpen, "OPEN"}, {kSave, "SAVE"}, {kMessage, "MESSAGE"}}) {
+        panel.addView(new CKickButton({left, 164, left + 70, 184}, this, tag, 20,
+                                      buttonImages(frame->getScale(), 70, 20, text).get()));
+        left += 80.0F;
+    }
+}
+
+void Gallery::openDialog(int tag)
+{
+    const auto sayPath = [this](const std::optional<std::string>& path) { say(path ? *path : "cancelled"); };
+    if (tag == kMessage)
+        CMessageBox::show(*frame, "File Access Error",
+                          "Failed to read from file /home/me/Voice of a very long name.sor\n"
+                          "This is often due to permissions settings",
+                          {"Try again", "OK"}, [this](std::size_t button) { say(button == 0 ? "again" : "OK"); });
+    else if (tag == kOpen)
+        CFileSelector::show(*frame, {"Select preset file", "~", "sor", false}, sayPath);
+    else
+        CFileSelector::show(*frame, {"Choose destination filename", "~/Voice.sor", "sor", true}, sayPath);
+}
+
+void Gallery::say(const std::string& text)
+{
+    said->setText(text);
 }
 
 void Gallery::addStates()
@@ -364,6 +399,11 @@ void Gallery::addPages()
 
 void Gallery::valueChanged(CControl& control)
 {
+    if (control.getTag() >= kOpen) {
+        if (control.getValue() == 0.0F) // at the release
+            openDialog(control.getTag());
+        return;
+    }
     constexpr std::array<const char*, kScale + 1> names{"fader", "handle", "vertical", "kick", "on/off",
                                                         "movie", "menu",   "order",    "edit", "scope",
                                                         "page",  "page",   "state",    "scale"};
@@ -375,7 +415,7 @@ void Gallery::valueChanged(CControl& control)
     std::array<char, 64> text;
     std::snprintf(text.data(), text.size(), "%s: %.3f", names[static_cast<std::size_t>(control.getTag())],
                   static_cast<double>(control.getValue()));
-    said->setText(text.data());
+    say(text.data());
 }
 
 } // namespace sorvane::tools

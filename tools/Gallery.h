@@ -8,6 +8,8 @@
 
 #include <memory>
 #include <span>
+#include <string>
+#include <vector>
 
 namespace sorvane::tools {
 
@@ -45,6 +47,9 @@ private:
     void addPages();
     void addButtons(toolkit::CViewContainer& panel);
     void addMenus(toolkit::CViewContainer& panel);
+    void addDialogs(toolkit::CViewContainer& panel);
+    void openDialog(int tag);
+    void say(const std::string& text);
     toolkit::CViewContainer* addPanel(const char* title, const toolkit::CRect& rect);
 
     void valueChanged(toolkit::CControl& control) override;

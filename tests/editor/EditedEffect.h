@@ -6,7 +6,6 @@
 
 #include <deque>
 #include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,14 +15,14 @@ namespace sorvane::test {
 /// Answers what it was told to, then cancels.
 class TestDialog final : public editor::FileDialog {
 public:
-    std::optional<std::string> choose(const Question& question) override
+    void choose(const Question& question, Chosen chosen) override
     {
         asked.push_back(question);
         if (answers.empty())
-            return std::nullopt;
-        std::string path = answers.front();
+            return;
+        const std::string path = answers.front();
         answers.pop_front();
-        return path;
+        chosen(path);
     }
 
     std::deque<std::string> answers;

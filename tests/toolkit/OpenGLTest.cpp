@@ -1,5 +1,7 @@
 // Drawing by OpenGL on an X server, against the same views drawn in memory.
 
+#include "CFileSelector.h"
+#include "COptionMenu.h"
 #include "CSlider.h"
 #include "CTextLabel.h"
 #include "HeadlessWindow.h"
@@ -20,6 +22,11 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <X11/Xlib.h>
+// Macros whose names are ours too.
+#undef CursorShape
+#undef KeyPress
 
 namespace {
 
@@ -204,25 +211,135 @@ TEST(OGLFrame, IsSafeBesideEventsResizesAndClosing)
     EXPECT_LE(entriesOf("/proc/self/task"), threads);
 }
 
-TEST(OGLFrame, OutlivesItsParent)
+/// A frame in a host's window with a view that counts how often it is drawn.
+struct Hosted {
+    Hosted() : host(NativeWindow::open(request()))
+    {
+        NativeWindow::Request inside = request();
+        inside.parent = host->getHandle();
+        window = NativeWindow::open(inside);
+        frame->setTick([this] { ++ticks; });
+        frame->addView(view);
+        frame->open(*window);
+    }
+    ~Hosted() { frame->close(); }
+    Hosted(const Hosted&) = delete;
+    Hosted& operator=(const Hosted&) = delete;
+
+    template <typename Done>
+    bool runUntil(Done done)
+    {
+        for (int i = 0; i < 300; ++i) {
+            if (host)
+                host->processEvents();
+            window->awaitEvents(10);
+            window->processEvents();
+            frame->idle();
+            if (done())
+                return true;
+        }
+        return false;
+    }
+    void runFor(int milliseconds)
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+        runUntil([end] { return std::chrono::steady_clock::now() >= end; });
+    }
+
+    struct Counted final : CView {
+        Counted() : CView(kSize) {}
+        void draw(CDrawContext&) override { ++drawn; }
+        std::atomic<int> drawn{0};
+    };
+
+    std::unique_ptr<NativeWindow> host;
+    std::unique_ptr<NativeWindow> window;
+    std::atomic<int> ticks{0};
+    Counted* view = new Counted; ///< of the frame
+    Shared<OGLFrame> frame = Shared<OGLFrame>::adopt(new OGLFrame(kSize, nullptr));
+};
+
+TEST(OGLFrame, SleepsWhileItIsNotSeenAndDrawsWhatChanges)
 {
     const test::TestDisplay server;
     ASSERT_TRUE(server.isRunning()) << "needs Xvfb";
-    auto host = NativeWindow::open(request());
-    NativeWindow::Request inside = request();
-    inside.parent = host->getHandle();
-    const auto window = NativeWindow::open(inside);
-    const auto frame = Shared<OGLFrame>::adopt(new OGLFrame(kSize, nullptr));
-    frame->addView(new Sheet(std::string("in a host")));
-    frame->open(*window);
-    ASSERT_TRUE(frame->takePicture());
-    host.reset();
-    for (int i = 0; i < 300 && !frame->isClosed(); ++i) { // an X error would end the process
-        window->awaitEvents(10);
-        window->processEvents();
+    Display* const display = XOpenDisplay(nullptr);
+    Hosted hosted;
+    ASSERT_TRUE(hosted.runUntil([&] { return hosted.view->drawn > 0 && hosted.ticks > 20; }));
+    const int before = hosted.view->drawn;
+    const int ticks = hosted.ticks;
+    hosted.runFor(200);
+    EXPECT_GT(hosted.ticks, ticks + 3); // goes on
+    EXPECT_LE(hosted.view->drawn, before + 1);
+    {
+        const auto guard = hosted.frame->lock();
+        hosted.view->setDirty();
     }
-    EXPECT_TRUE(frame->isClosed());
-    frame->close();
+    EXPECT_TRUE(hosted.runUntil([&] { return hosted.view->drawn > before; }));
+
+    XUnmapWindow(display, hosted.host->getHandle());
+    XSync(display, False);
+    EXPECT_TRUE(hosted.runUntil([&] { return !hosted.frame->isSeen(); }));
+    hosted.runFor(50); // until the frame that it is at is done
+    const int slept = hosted.ticks;
+    hosted.runFor(200);
+    EXPECT_EQ(hosted.ticks, slept);
+    const int unseen = hosted.view->drawn;
+    XMapWindow(display, hosted.host->getHandle());
+    XSync(display, False);
+    EXPECT_TRUE(hosted.runUntil([&] { return hosted.ticks > slept && hosted.view->drawn > unseen; }));
+    // Uncovered, it is drawn anew.
+    const ::Window cover = XCreateSimpleWindow(display, XDefaultRootWindow(display), 0, 0, 100, 400, 0, 0, 0);
+    XMapRaised(display, cover);
+    XSync(display, False);
+    hosted.runFor(50);
+    const int covered = hosted.view->drawn;
+    XDestroyWindow(display, cover);
+    XSync(display, False);
+    EXPECT_TRUE(hosted.runUntil([&] { return hosted.view->drawn > covered; }));
+    XCloseDisplay(display);
+}
+
+TEST(OGLFrame, OutlivesItsParentAndItsServerInAnyState)
+{
+    for (const char* const state : {"menu", "drag", "files"}) {
+        const test::TestDisplay server;
+        ASSERT_TRUE(server.isRunning()) << "needs Xvfb";
+        Hosted hosted;
+        auto* const menu = new COptionMenu({0, 20, 200, 40}, nullptr, 2);
+        menu->addEntry("A");
+        {
+            const auto guard = hosted.frame->lock();
+            hosted.frame->addView(new CSlider({0, 0, 200, 20}, nullptr, 1, CSlider::Direction::horizontal));
+            hosted.frame->addView(menu);
+        }
+        ASSERT_TRUE(hosted.runUntil([&] { return hosted.view->drawn > 0; }));
+        if (std::string(state) == "files") {
+            const auto guard = hosted.frame->lock();
+            CFileSelector::show(*hosted.frame, {"Title", "/x.sor", "sor", true}, {});
+        } else {
+            const char* const words = state[0] == 'm' ? "mousemove 50 30 click 1" : "mousemove 50 10 mousedown 1";
+            ASSERT_TRUE(test::TestDisplay::act(words));
+        }
+        hosted.runFor(60);
+        EXPECT_EQ(hosted.frame->getModalView() != nullptr, state[0] != 'd');
+        hosted.host.reset();
+        EXPECT_TRUE(hosted.runUntil([&] { return hosted.frame->isClosed(); })) << state;
+        hosted.runFor(50);
+        const int slept = hosted.ticks; // with nothing to draw on
+        hosted.runFor(100);
+        EXPECT_EQ(hosted.ticks, slept);
+    }
+    const XIOErrorHandler before = XSetIOErrorHandler([](Display*) { return 0; });
+    {
+        test::TestDisplay server;
+        Hosted hosted;
+        ASSERT_TRUE(hosted.runUntil([&] { return hosted.view->drawn > 0; }));
+        server.stop();
+        EXPECT_TRUE(hosted.runUntil([&] { return hosted.frame->isClosed(); }));
+        hosted.runFor(50);
+    }
+    XSetIOErrorHandler(before);
 }
 
 TEST(OGLFrame, FallsBackToDrawingInMemory)

@@ -1,22 +1,33 @@
 // Windows on an X server: what a user does reaches the listener, what is presented is seen, and whatever the host or the
 // server does to the window leaves the process as it was.
 
+#include "CFileSelector.h"
 #include "CFrame.h"
+#include "CMessageBox.h"
 #include "COptionMenu.h"
+#include "CSlider.h"
 #include "CTextEdit.h"
 #include "NativeWindow.h"
 #include "TestDisplay.h"
+#include "TestFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <string>
-#include <thread>
 
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <X11/keysym.h>
 // A macro whose name is ours too.
 #undef CursorShape
 
@@ -112,6 +123,16 @@ std::ptrdiff_t entriesOf(const char* folder)
     return std::distance(std::filesystem::directory_iterator(folder), {});
 }
 
+/// Of shared memory, made by this process.
+std::ptrdiff_t sharedSegments()
+{
+    std::ifstream list("/proc/sysvipc/shm");
+    std::ptrdiff_t count = 0;
+    for (std::string line; std::getline(list, line);)
+        count += line.find(' ' + std::to_string(::getpid()) + ' ') != std::string::npos ? 1 : 0;
+    return count;
+}
+
 TEST(NativeWindow, TellsOfWhatTheUserDoesAndShowsIt)
 {
     const test::TestDisplay server;
@@ -152,7 +173,10 @@ TEST(NativeWindow, TellsOfWhatTheUserDoesAndShowsIt)
     auto* const pad = new Pad;
     auto* const menu = new COptionMenu({0, 40, 100, 60}, &notes, 1);
     menu->addEntry("A");
-    menu->addEntry("B");
+    auto* const more = new COptionMenu({}, nullptr, 3);
+    more->addEntry("C");
+    more->addEntry("D");
+    menu->addSubMenu("B", more);
     auto* const edit = new CTextEdit({100, 40, 200, 60}, &notes, 2);
     for (CView* const view : {static_cast<CView*>(pad), static_cast<CView*>(menu), static_cast<CView*>(edit)})
         embedded.frame->addView(view);
@@ -175,16 +199,211 @@ TEST(NativeWindow, TellsOfWhatTheUserDoesAndShowsIt)
     act("type 'ab1'");
     act("key shift+Left ctrl+x End ctrl+v ctrl+v Return");
     EXPECT_TRUE(embedded.runUntil([&] { return edit->getText() == "ab11"; })) << edit->getText();
+    const auto isOpen = [&] { return embedded.frame->getModalView() != nullptr; };
     act("mousemove 50 50 click 1");
-    ASSERT_TRUE(embedded.runUntil([&] { return embedded.frame->getModalView() != nullptr; }));
-    act("mousemove 150 50 click 1"); // lets the keyboard go to the menu when none was focused
-    embedded.runUntil([&] { return embedded.frame->getModalView() == nullptr; });
+    ASSERT_TRUE(embedded.runUntil(isOpen));
+    act("mousemove 150 5 click 1"); // beside it
+    ASSERT_TRUE(embedded.runUntil([&] { return !isOpen(); }));
+    act("mousemove 50 50 click 1");
+    ASSERT_TRUE(embedded.runUntil(isOpen));
+    act("key Up Right Down Return"); // round to the last item, into its menu
+    EXPECT_TRUE(embedded.runUntil([&] { return notes.tag == 3; }));
+    EXPECT_EQ(more->getCurrent(), 1);
+    act("mousemove 50 50 mousedown 1");
+    ASSERT_TRUE(embedded.runUntil(isOpen));
+    notes.tag = 0;
+    act("mousemove 30 90"); // dragged to the last item, whose menu opens beside it
+    embedded.runUntil([&] { return embedded.frame->getMousePosition() == CPoint{30, 90}; });
+    act("mousemove 80 70 mouseup 1");
+    EXPECT_TRUE(embedded.runUntil([&] { return notes.tag == 3 && !isOpen(); }));
+    EXPECT_EQ(more->getCurrent(), 0);
     embedded.frame->setCursor(CursorShape::horizontalResize);
     embedded.frame->showPointer(false);
     embedded.frame->setMousePosition({33, 22});
     EXPECT_TRUE(embedded.runUntil([&] { return embedded.frame->getMousePosition() == CPoint{33, 22}; }));
     EXPECT_EQ(embedded.window->getDpi(), 96.0);
+    const std::string resources = "Xft.antialias:\t1\nXft.dpi:\t144\n";
+    XChangeProperty(host.display, XDefaultRootWindow(host.display), XA_RESOURCE_MANAGER, XA_STRING, 8, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(resources.data()), static_cast<int>(resources.size()));
+    XSync(host.display, False);
+    EXPECT_EQ(NativeWindow::open({host.parent, 10, 10, ""})->getDpi(), 144.0);
     EXPECT_EQ(hostErrors, 0);
+}
+
+/// What a program prints, read without waiting for it.
+class Output {
+public:
+    explicit Output(const std::string& command) : pipe(::popen(command.c_str(), "r"))
+    {
+        ::fcntl(::fileno(pipe), F_SETFL, O_NONBLOCK);
+    }
+    ~Output() { ::pclose(pipe); }
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+
+    const std::string& read()
+    {
+        std::array<char, 256> part;
+        for (ssize_t got = 0; (got = ::read(::fileno(pipe), part.data(), part.size())) > 0;)
+            text.append(part.data(), static_cast<std::size_t>(got));
+        return text;
+    }
+
+private:
+    std::FILE* pipe;
+    std::string text;
+};
+
+TEST(NativeWindow, SharesTheClipboardWithOtherPrograms)
+{
+    const test::TestDisplay server;
+    ASSERT_TRUE(server.isRunning()) << "needs Xvfb";
+    const Host host;
+    Embedded embedded(host.parent);
+    ASSERT_TRUE(embedded.window);
+    auto* const edit = new CTextEdit({0, 0, 200, 20}, nullptr, 1);
+    embedded.frame->addView(edit);
+    const auto paste = [&](const std::string& expected) {
+        edit->setText("");
+        ASSERT_TRUE(test::TestDisplay::act("mousemove 50 10 click 1 sleep 0.05 key ctrl+v sleep 0.05 key End"));
+        embedded.runUntil([&] { return edit->isEditing(); });
+        embedded.runUntil([&] {
+            if (edit->getText() != expected)
+                test::TestDisplay::act("key Return mousemove 50 10 click 1 sleep 0.02 key ctrl+a ctrl+v sleep 0.02");
+            return edit->getText() == expected;
+        });
+        EXPECT_EQ(edit->getText(), expected);
+    };
+    const auto runs = [](const std::string& command) { return std::system(command.c_str()) == 0; };
+    ASSERT_TRUE(runs("printf 'gr\303\274n\342\202\254' | xclip -selection clipboard")) << "needs xclip";
+    paste("gr\xC3\xBCn\xE2\x82\xAC");
+    ASSERT_TRUE(runs("printf 'gr\374n' | xclip -selection clipboard -target STRING"));
+    paste("gr\xC3\xBCn");
+    embedded.window->setClipboard("n\xC3\xA4t \xE2\x82\xAC");
+    for (const auto& form : {std::pair{"UTF8_STRING", "n\xC3\xA4t \xE2\x82\xAC"}, std::pair{"STRING", "n\xE4t ?"}}) {
+        Output other(std::string("xclip -selection clipboard -out -target ").append(form.first));
+        EXPECT_TRUE(embedded.runUntil([&] { return other.read() == form.second; })) << other.read();
+    }
+    EXPECT_EQ(hostErrors, 0);
+}
+
+TEST(NativeWindow, ComposesWhatIsTyped)
+{
+    const test::TestDisplay server;
+    ASSERT_TRUE(server.isRunning()) << "needs Xvfb";
+    const test::ScopedVariable locale("LC_ALL", "en_US.UTF-8");
+    const Host host;
+    Embedded embedded(host.parent);
+    ASSERT_TRUE(embedded.window);
+    auto* const edit = new CTextEdit({0, 0, 200, 20}, nullptr, 1);
+    embedded.frame->addView(edit);
+    embedded.runUntil([&] { return embedded.frame->isSeen(); });
+    test::TestDisplay::act("mousemove 50 10 click 1");
+    ASSERT_TRUE(embedded.runUntil([&] { return edit->isEditing(); }));
+    // Symbols of old national sets, and a dead key, on a keyboard that has got them just now.
+    std::array<KeySym, 3> symbols{XK_EuroSign, XK_Cyrillic_zhe, XK_dead_acute};
+    XChangeKeyboardMapping(host.display, 200, 1, symbols.data(), static_cast<int>(symbols.size()));
+    XSync(host.display, False);
+    test::TestDisplay::act("key 200 201 202 e KP_5 Return");
+    EXPECT_TRUE(embedded.runUntil([&] { return !edit->isEditing(); }));
+    EXPECT_EQ(edit->getText(), "\xE2\x82\xAC\xD0\xB6\xC3\xA9"
+                               "5");
+}
+
+TEST(NativeWindow, DoesNothingWhileItIsNotSeen)
+{
+    const test::TestDisplay server;
+    ASSERT_TRUE(server.isRunning()) << "needs Xvfb";
+    const Host host;
+    Embedded embedded(host.parent);
+    ASSERT_TRUE(embedded.window);
+    struct Counted final : CView {
+        Counted() : CView({0, 0, 200, 100}) {}
+        void draw(CDrawContext&) override { ++drawn; }
+        int drawn = 0;
+    };
+    auto* const view = new Counted;
+    embedded.frame->addView(view);
+    const auto isSeen = [&] { return embedded.frame->isSeen(); };
+    const auto isHidden = [&] { return !embedded.frame->isSeen(); };
+    const auto drawsIn = [&](int rounds) {
+        const int before = view->drawn;
+        for (int i = 0; i < rounds; ++i) {
+            view->setDirty();
+            embedded.frame->idle();
+        }
+        return view->drawn - before;
+    };
+    ASSERT_TRUE(embedded.runUntil(isSeen));
+    EXPECT_EQ(drawsIn(5), 5);
+    XUnmapWindow(host.display, host.parent); // of which the window itself is told nothing
+    XSync(host.display, False);
+    EXPECT_TRUE(embedded.runUntil(isHidden));
+    EXPECT_EQ(drawsIn(5), 0);
+    XMapWindow(host.display, host.parent);
+    XSync(host.display, False);
+    EXPECT_TRUE(embedded.runUntil(isSeen));
+    const ::Window cover = XCreateSimpleWindow(host.display, XDefaultRootWindow(host.display), 0, 0, 400, 400, 0, 0, 0);
+    XMapRaised(host.display, cover);
+    XSync(host.display, False);
+    EXPECT_TRUE(embedded.runUntil(isHidden));
+    EXPECT_EQ(drawsIn(5), 0);
+    XDestroyWindow(host.display, cover);
+    XSync(host.display, False);
+    EXPECT_TRUE(embedded.runUntil(isSeen));
+    EXPECT_EQ(drawsIn(5), 5);
+}
+
+TEST(NativeWindow, LosesItsParentInAnyState)
+{
+    const test::TestDisplay server;
+    ASSERT_TRUE(server.isRunning()) << "needs Xvfb";
+    struct Edits final : CControlListener {
+        void valueChanged(CControl&) override {}
+        void controlBeginEdit(CControl&) override { ++begun; }
+        void controlEndEdit(CControl&) override { ++ended; }
+        int begun = 0;
+        int ended = 0;
+    };
+    for (const char* const state : {"drag", "menu", "text", "box", "files"}) {
+        Host host;
+        Edits edits;
+        Embedded embedded(host.parent);
+        ASSERT_TRUE(embedded.window);
+        embedded.frame->addView(new CSlider({0, 0, 200, 20}, &edits, 1, CSlider::Direction::horizontal));
+        auto* const menu = new COptionMenu({0, 20, 200, 40}, nullptr, 2);
+        menu->addEntry("A");
+        embedded.frame->addView(menu);
+        embedded.frame->addView(new CTextEdit({0, 40, 200, 60}, nullptr, 3));
+        ASSERT_TRUE(embedded.runUntil([&] { return embedded.frame->isSeen(); }));
+        const std::string which = state;
+        const bool reached = [&] {
+            if (which == "drag") {
+                test::TestDisplay::act("mousemove 50 10 mousedown 1 mousemove 60 10");
+                return embedded.runUntil([&] { return edits.begun == 1; });
+            }
+            if (which == "box")
+                CMessageBox::show(*embedded.frame, "Title", "text");
+            else if (which == "files")
+                CFileSelector::show(*embedded.frame, {"Title", "/x.sor", "sor", true}, {});
+            else
+                test::TestDisplay::act(which == "menu" ? "mousemove 50 30 click 1" : "mousemove 50 50 click 1");
+            return embedded.runUntil(
+                [&] { return embedded.frame->getModalView() != nullptr || embedded.frame->getFocusView() != nullptr; });
+        }();
+        ASSERT_TRUE(reached) << which;
+        host.destroyParent();
+        embedded.frame->setScale(1.5F); // before the news of it is read
+        embedded.window->setClipboard("text");
+        embedded.window->requestClipboard();
+        EXPECT_TRUE(embedded.runUntil([&] { return embedded.frame->isClosed(); })) << which;
+        embedded.frame->setFocusView(nullptr);
+        embedded.frame->close();
+        embedded.window->processEvents();             // which tell nobody any more
+        EXPECT_EQ(edits.begun, edits.ended) << which; // a host waits for the end
+        EXPECT_EQ(hostErrors, 0) << which;
+        test::TestDisplay::act("mouseup 1");
+    }
 }
 
 TEST(NativeWindow, OutlivesItsParentAndItsServer)
@@ -223,11 +442,15 @@ TEST(NativeWindow, LeavesNothingBehind)
     const Host host;
     std::ptrdiff_t files = 0;
     std::ptrdiff_t threads = 0;
+    const std::ptrdiff_t segments = sharedSegments();
     for (int i = 0; i < 1000; ++i) {
         Embedded embedded(host.parent);
         ASSERT_TRUE(embedded.window);
         embedded.frame->addView(new COptionMenu({0, 0, 100, 20}, nullptr, 1));
         embedded.frame->showPointer(false);
+        if (i % 50 == 0) {
+            ASSERT_TRUE(embedded.runUntil([&] { return embedded.frame->isSeen(); }));
+        }
         embedded.window->processEvents();
         embedded.frame->idle();
         if (i == 3) {
@@ -239,6 +462,7 @@ TEST(NativeWindow, LeavesNothingBehind)
             EXPECT_EQ(entriesOf("/proc/self/task"), threads);
         }
     }
+    EXPECT_EQ(sharedSegments(), segments);
     EXPECT_EQ(hostErrors, 0);
 }
 
