@@ -75,7 +75,6 @@ void CFrame::open(platform::Window& newWindow)
 void CFrame::close()
 {
     const auto guard = lock();
-    endPress();
     endModal();
     setFocusView(nullptr);
     removeAll();
