@@ -90,14 +90,17 @@ public:
     {
         if (x.setIOErrorExitHandler != nullptr)
             x.setIOErrorExitHandler(
-                &display, [](Display*, void* self) { static_cast<GLXContextOfWindow*>(self)->connectionLost = true; },
-                this);
+                &display, [](Display*, void* self) { static_cast<GLXContextOfWindow*>(self)->loseConnection(); }, this);
     }
 
     ~GLXContextOfWindow() override
     {
-        if (isLost()) // calls would wait for ever for locks that the library held as it was lost: all of it stays
+        if (isLost()) { // OpenGL's calls would wait for ever for locks that it held as it was lost: all of it stays
+            if (x.setIOErrorExitHandler != nullptr)
+                x.setIOErrorExitHandler(
+                    &display, [](Display*, void*) {}, nullptr);
             return;
+        }
         if (context != nullptr)
             glx.destroyContext(&display, context);
         if (window != 0)
@@ -173,6 +176,12 @@ public:
     [[nodiscard]] const GLFunctions& functions() const override { return glx.gl; }
 
 private:
+    void loseConnection()
+    {
+        connectionLost = true;
+        x.unlockDisplay(&display); // left locked for the thread that met the loss; others have to do with it at exit
+    }
+
     /// Looks whether the server is still there.
     bool isLost()
     {

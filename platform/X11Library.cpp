@@ -72,6 +72,7 @@ bool load(X11Library& x)
     loader.find("XSetSelectionOwner", x.setSelectionOwner);
     loader.find("XConvertSelection", x.convertSelection);
     loader.find("XFree", x.free);
+    loader.find("XUnlockDisplay", x.unlockDisplay);
     loader.find("XSetIOErrorExitHandler", x.setIOErrorExitHandler, false);
     return loader.isComplete();
 }

@@ -59,6 +59,7 @@ struct X11Library {
     decltype(&::XSetSelectionOwner) setSelectionOwner;
     decltype(&::XConvertSelection) convertSelection;
     decltype(&::XFree) free;
+    decltype(&::XUnlockDisplay) unlockDisplay;
     decltype(&::XSetIOErrorExitHandler) setIOErrorExitHandler; ///< null where the library is older
 
     /// Null when there is none. Any thread.

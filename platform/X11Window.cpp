@@ -89,7 +89,13 @@ X11Window::X11Window(const X11Library& library, Display& connection)
     // A server that goes away ends the process, unless the host has a handler that returns: then this one is asked, too.
     if (x.setIOErrorExitHandler != nullptr)
         x.setIOErrorExitHandler(
-            &display, [](Display*, void* self) { static_cast<X11Window*>(self)->connectionLost = true; }, this);
+            &display,
+            [](Display* lost, void* self) {
+                auto& owner = *static_cast<X11Window*>(self);
+                owner.connectionLost = true;
+                owner.x.unlockDisplay(lost); // left locked for the thread that met the loss
+            },
+            this);
 }
 
 X11Window::~X11Window()
