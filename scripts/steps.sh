@@ -28,9 +28,10 @@ build_preset() {
 }
 
 # test_preset PRESET [PREFIX...]  Runs the tests of a built preset, the command behind PREFIX, and prints their summary.
+# A test that hangs has failed after five minutes.
 test_preset() {
     local preset=$1
     shift
-    step "test $preset" "$@" ctest --preset "$preset" --no-tests=error -j "$(nproc)"
+    step "test $preset" "$@" ctest --preset "$preset" --no-tests=error --timeout 300 -j "$(nproc)"
     sed -n '/tests passed/,$p' "$log"
 }
