@@ -65,6 +65,8 @@ public:
     virtual void windowWheel(int x, int y, WheelAxis axis, float distance, int buttons) = 0;
     /// \return whether the key was used
     virtual bool windowKeyDown(const KeyPress& key) = 0;
+    /// Once for each key that is let go, and none for those that repeat while held. \return whether it was used
+    virtual bool windowKeyUp(const KeyPress& key) = 0;
     /// Whether any of the window is to be seen has changed.
     virtual void windowSeen(bool seen) = 0;
     virtual void windowFocusChanged(bool hasFocus) = 0;

@@ -65,13 +65,15 @@ const char* localeOfUser()
     return "C";
 }
 
-/// 0 for one that types none. Symbols of Latin 1 and of Unicode are their code points.
+} // namespace
+
 char32_t characterOf(KeySym symbol)
 {
     if (const XkbLibrary* const xkb = XkbLibrary::get()) {
         const std::uint32_t code = xkb->toUtf32(static_cast<xkb_keysym_t>(symbol));
         return code >= U' ' && code != 0x7F ? code : 0;
     }
+    // Symbols of Latin 1 and of Unicode are their code points.
     if ((symbol >= 0x20 && symbol <= 0x7E) || (symbol >= 0xA0 && symbol <= 0xFF))
         return static_cast<char32_t>(symbol);
     if (symbol >= 0x01000100 && symbol <= 0x0110FFFF)
@@ -81,8 +83,6 @@ char32_t characterOf(KeySym symbol)
         return static_cast<char32_t>(symbol - kKeypad);
     return 0;
 }
-
-} // namespace
 
 Key keyOf(KeySym symbol)
 {

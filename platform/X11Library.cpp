@@ -65,6 +65,7 @@ bool load(X11Library& x)
     loader.find("XSetInputFocus", x.setInputFocus);
     loader.find("XLookupString", x.lookupString);
     loader.find("XRefreshKeyboardMapping", x.refreshKeyboardMapping);
+    loader.find("XkbSetDetectableAutoRepeat", x.setDetectableAutoRepeat);
     loader.find("XInternAtom", x.internAtom);
     loader.find("XChangeProperty", x.changeProperty);
     loader.find("XDeleteProperty", x.deleteProperty);

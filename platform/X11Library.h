@@ -1,5 +1,6 @@
 #pragma once
 
+#include <X11/XKBlib.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
@@ -52,6 +53,7 @@ struct X11Library {
     decltype(&::XSetInputFocus) setInputFocus;
     decltype(&::XLookupString) lookupString;
     decltype(&::XRefreshKeyboardMapping) refreshKeyboardMapping;
+    decltype(&::XkbSetDetectableAutoRepeat) setDetectableAutoRepeat;
     decltype(&::XInternAtom) internAtom;
     decltype(&::XChangeProperty) changeProperty;
     decltype(&::XDeleteProperty) deleteProperty;

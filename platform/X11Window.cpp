@@ -127,9 +127,11 @@ bool X11Window::create(const Request& request)
         return false; // pixels are presented as 0xRRGGBB
     XSetWindowAttributes attributes{};
     attributes.event_mask = ExposureMask | StructureNotifyMask | ButtonPressMask | ButtonReleaseMask |
-                            PointerMotionMask | LeaveWindowMask | VisibilityChangeMask | KeyPressMask | FocusChangeMask;
+                            PointerMotionMask | LeaveWindowMask | VisibilityChangeMask | KeyPressMask | KeyReleaseMask |
+                            FocusChangeMask;
     attributes.bit_gravity = NorthWestGravity;
     errors->take();
+    x.setDetectableAutoRepeat(&display, True, nullptr); // so that a key that repeats is let go once
     window = x.createWindow(&display, parent != 0 ? parent : x.defaultRootWindow(&display), 0, 0,
                             static_cast<unsigned>(width), static_cast<unsigned>(height), 0, CopyFromParent, InputOutput,
                             x.defaultVisual(&display, screen), CWEventMask | CWBitGravity, &attributes);
@@ -414,6 +416,9 @@ void X11Window::handle(XEvent& event)
     case kXKeyPress:
         handleKey(event.xkey);
         break;
+    case KeyRelease:
+        handleKeyRelease(event.xkey);
+        break;
     case FocusIn:
     case FocusOut:
         // While a window manager holds the keyboard, to switch windows, the focus moves too.
@@ -494,6 +499,17 @@ void X11Window::handleKey(XKeyEvent& event)
     for (const char32_t character : compose.typed(symbol))
         if (listener != nullptr)
             listener->windowKeyDown({Key::character, character, modifiersOf(event.state)});
+}
+
+void X11Window::handleKeyRelease(XKeyEvent& event)
+{
+    lastEvent = event.time;
+    KeySym symbol = NoSymbol;
+    std::array<char, 8> typed;
+    x.lookupString(&event, typed.data(), static_cast<int>(typed.size()), &symbol, nullptr);
+    const Key named = keyOf(symbol);
+    const char32_t character = named == Key::other ? characterOf(symbol) : 0;
+    listener->windowKeyUp({character != 0 ? Key::character : named, character, modifiersOf(event.state)});
 }
 
 void X11Window::handleMessage(const XClientMessageEvent& event)

@@ -47,6 +47,7 @@ private:
     void handleRelease(const XButtonEvent& event);
     void handleMotion(XMotionEvent event);
     void handleKey(XKeyEvent& event);
+    void handleKeyRelease(XKeyEvent& event);
     void handleMessage(const XClientMessageEvent& event);
     void answerSelection(const XSelectionRequestEvent& request);
     void convertClipboard(Atom target);

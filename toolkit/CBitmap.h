@@ -14,6 +14,12 @@ public:
     [[nodiscard]] int getWidth() const { return width; }
     [[nodiscard]] int getHeight() const { return height; }
 
+    /// Pixels of the image for each logical pixel: 2 for an image that is drawn at half its size.
+    [[nodiscard]] float getDensity() const { return density; }
+    void setDensity(float pixelsPerLogicalPixel) { density = pixelsPerLogicalPixel > 0 ? pixelsPerLogicalPixel : 1; }
+    [[nodiscard]] float logicalWidth() const { return static_cast<float>(width) / density; }
+    [[nodiscard]] float logicalHeight() const { return static_cast<float>(height) / density; }
+
     /// Draws the part of it that begins at \p offset into \p rect.
     /// \param alpha  0 to 255, of the whole
     virtual void draw(CDrawContext& context, const CRect& rect, CPoint offset = {}, int alpha = 255) const = 0;
@@ -24,6 +30,7 @@ protected:
 private:
     int width;
     int height;
+    float density = 1.0F;
 };
 
 /// The image of an id: a process-wide list is searched first, then the embedded PNG of that number is read into it.

@@ -79,6 +79,26 @@ void CControl::endEdit()
         listener->controlEndEdit(*this);
 }
 
+float CControl::position() const
+{
+    return vmax > vmin && value > vmin ? std::min((value - vmin) / (vmax - vmin), 1.0F) : 0.0F;
+}
+
+void CControl::moveTo(float newPosition)
+{
+    const float before = value;
+    setValue(vmin + newPosition * (vmax - vmin));
+    bounceValue();
+    tellChange(before);
+}
+
+void CControl::editTo(float newPosition)
+{
+    beginEdit();
+    moveTo(newPosition);
+    endEdit();
+}
+
 void CControl::tellChange(float before)
 {
     if (value != before && listener != nullptr)

@@ -63,6 +63,12 @@ protected:
     ~CControl() override;
     void beforeDelete() override;
 
+    /// The value's place in its range, 0 to 1.
+    [[nodiscard]] float position() const;
+    /// Brings the value to a place in its range, and tells the listener when that changes it.
+    void moveTo(float newPosition);
+    /// An edit of its own that does so.
+    void editTo(float newPosition);
     /// Tells the listener of the value when it isn't \p before.
     void tellChange(float before);
     /// One wheel step of an edit: the value moves by \p change, within its range. \return true

@@ -40,7 +40,7 @@ Shared<CDIB> CDIB::copy() const
 {
     auto result = Shared<CDIB>::adopt(new CDIB(getWidth(), getHeight(), !opaque));
     result->pixels = pixels;
-    result->density = density;
+    result->setDensity(getDensity());
     result->snap = snap;
     return result;
 }

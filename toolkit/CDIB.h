@@ -35,10 +35,6 @@ public:
     /// Whether alpha is left out of account, as all of it is 255.
     [[nodiscard]] bool isOpaque() const { return opaque; }
 
-    /// Pixels of the image for each logical pixel: 2 for an image that is drawn at half its size.
-    [[nodiscard]] float getDensity() const { return density; }
-    void setDensity(float pixelsPerLogicalPixel) { density = pixelsPerLogicalPixel > 0 ? pixelsPerLogicalPixel : 1; }
-
     /// Whether it is drawn with one of its pixels on one of the device, whatever fraction its place or size has.
     [[nodiscard]] bool snaps() const { return snap; }
     void setSnap(bool on) { snap = on; }
@@ -59,7 +55,6 @@ private:
     std::vector<Pixel> pixels;
     bool opaque;
     bool snap = false;
-    float density = 1.0F;
     std::uint32_t revision = 1;
 };
 

@@ -75,6 +75,7 @@ void CFrame::open(platform::Window& newWindow)
 void CFrame::close()
 {
     const auto guard = lock();
+    cancelDrag();
     endModal();
     setFocusView(nullptr);
     removeAll();
@@ -192,6 +193,7 @@ void CFrame::setModalView(CView* view)
     endModal();
     if (view == nullptr)
         return;
+    cancelDrag();
     addView(view);
     modalView = view;
     takeKeyboard();
@@ -210,7 +212,30 @@ void CFrame::forgetView(const CView& view)
         focusView = nullptr;
     if (modalView == &view)
         modalView = nullptr;
+    dragRoute.forget(view);
     giveKeyboardBack();
+}
+
+void CFrame::startDrag(CDragContainer* dragged)
+{
+    cancelDrag();
+    if (dragged == nullptr)
+        return;
+    dragRoute.begin(Shared<CDragContainer>::adopt(dragged));
+    setCursor(CursorShape::hand);
+}
+
+CView* CFrame::dragTarget()
+{
+    return rect.contains(mousePosition) ? getViewAt(mousePosition) : nullptr;
+}
+
+void CFrame::cancelDrag()
+{
+    if (!dragRoute.isActive())
+        return;
+    dragRoute.cancel(mousePosition);
+    setCursor(CursorShape::arrow);
 }
 
 void CFrame::setCursor(CursorShape shape)
@@ -321,6 +346,7 @@ void CFrame::windowMouseDown(int x, int y, int buttons)
             return;
         onMouseUp(mousePosition, buttons); // whose release was lost
     }
+    cancelDrag(); // likewise
     onMouseDown(mousePosition, buttons);
 }
 
@@ -328,7 +354,9 @@ void CFrame::windowMouseMoved(int x, int y, int buttons)
 {
     const Event event(*this);
     mousePosition = toLogical(x, y);
-    if (modalView != nullptr && pressed == nullptr)
+    if (dragRoute.isActive())
+        dragRoute.move(dragTarget(), mousePosition);
+    else if (modalView != nullptr && pressed == nullptr)
         Shared<CView>(modalView)->onMouseMoved(mousePosition, buttons);
     else
         onMouseMoved(mousePosition, buttons);
@@ -340,7 +368,11 @@ void CFrame::windowMouseUp(int x, int y, int buttons)
     mousePosition = toLogical(x, y);
     if (!isOneButton(buttons))
         return;
-    if (modalView != nullptr && pressed == nullptr) // of the press that opened it
+    if (dragRoute.isActive()) {
+        setCursor(CursorShape::arrow);
+        endPress(); // of the view that it began in, if that waits for it
+        dragRoute.drop(dragTarget(), mousePosition);
+    } else if (modalView != nullptr && pressed == nullptr) // of the press that opened it
         Shared<CView>(modalView)->onMouseUp(mousePosition, buttons);
     else
         onMouseUp(mousePosition, buttons);
@@ -369,9 +401,20 @@ void CFrame::windowWheel(int x, int y, WheelAxis axis, float distance, int butto
         onWheel(mousePosition, axis, distance, buttons);
 }
 
+bool CFrame::windowKeyUp(const KeyPress& key)
+{
+    const Event event(*this);
+    const Shared<CView> taker(modalView != nullptr ? modalView : focusView);
+    return taker && taker->onKeyUp(key);
+}
+
 bool CFrame::windowKeyDown(const KeyPress& key)
 {
     const Event event(*this);
+    if (dragRoute.isActive() && key.key == Key::escape) {
+        cancelDrag();
+        return true;
+    }
     const Shared<CView> taker(modalView != nullptr ? modalView : focusView);
     return taker && taker->onKeyDown(key);
 }
@@ -411,6 +454,7 @@ void CFrame::windowClosed()
     if (platform::Window* const left = std::exchange(window, nullptr))
         left->setListener(nullptr);
     setSeen(false);
+    cancelDrag();
     endPress();
 }
 

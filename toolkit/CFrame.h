@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CViewContainer.h"
+#include "DragRoute.h"
 #include "Window.h"
 
 #include <memory>
@@ -8,6 +9,13 @@
 #include <vector>
 
 namespace sorvane::toolkit {
+
+/// How a drag turns a knob. The numbers are agreed with hosts.
+enum class KnobMode {
+    circular = 0,         ///< goes to where the mouse is, as seen from the middle
+    relativeCircular = 1, ///< turns as the mouse goes round
+    linear = 2            ///< up and down
+};
 
 /// The root of the views of a window, which it draws into a picture of its own and shows from there.
 ///
@@ -44,6 +52,13 @@ public:
     void setModalView(CView* view);
     void endModal();
     [[nodiscard]] CView* getModalView() const { return modalView; }
+
+    /// Takes over the caller's use of what a view drags from a press. Until the button is let go, which the view isn't told
+    /// of, the mouse tells the views that it comes over. Escape and a modal view give the drag up.
+    void startDrag(CDragContainer* dragged);
+    [[nodiscard]] bool isDragging() const { return dragRoute.isActive(); }
+    void setKnobMode(KnobMode mode) { knobMode = mode; }
+    [[nodiscard]] KnobMode getKnobMode() const { return knobMode; }
 
     void setCursor(CursorShape shape);
     void showPointer(bool show);
@@ -90,6 +105,9 @@ private:
     void giveKeyboardBack();
     /// A view leaves the tree.
     void forgetView(const CView& view);
+    /// The innermost view that could take what is dragged to where the mouse is, null outside of the frame.
+    [[nodiscard]] CView* dragTarget();
+    void cancelDrag();
     /// What is pressed won't be released any more.
     void endPress();
     void setSeen(bool on);
@@ -108,6 +126,7 @@ private:
     void windowMouseLeft() override;
     void windowWheel(int x, int y, WheelAxis axis, float distance, int buttons) override;
     bool windowKeyDown(const KeyPress& key) override;
+    bool windowKeyUp(const KeyPress& key) override;
     void windowSeen(bool on) override;
     void windowFocusChanged(bool hasFocus) override;
     void windowPasted(std::string_view text) override;
@@ -120,6 +139,8 @@ private:
     std::vector<CRect> invalid;
     CView* focusView = nullptr;
     CView* modalView = nullptr; ///< the foremost child
+    DragRoute dragRoute;
+    KnobMode knobMode = KnobMode::linear;
     CPoint mousePosition;
     bool windowGone = false;
     bool hasKeyboard = false;

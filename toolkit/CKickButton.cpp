@@ -2,12 +2,6 @@
 
 namespace sorvane::toolkit {
 
-void CImageButton::drawState(CDrawContext& context, int state)
-{
-    if (CBitmap* const images = getBackground())
-        images->draw(context, rect, {0.0F, static_cast<float>(state * heightOfOneImage)});
-}
-
 void CKickButton::press(bool on)
 {
     setValue(on ? vmax : vmin);

@@ -1,25 +1,27 @@
 #pragma once
 
 #include "CControl.h"
+#include "ImageStrip.h"
 
 namespace sorvane::toolkit {
 
 /// A button with images of its states one below the other in its background.
 class CImageButton : public CControl {
 public:
-    /// \param imageHeight  of one state, in logical pixels
+    /// \param imageHeight  of one state, in logical pixels; 0 for that of the view
     CImageButton(const CRect& viewRect, CControlListener* controlListener, int controlTag, int imageHeight,
                  CBitmap* images)
-        : CControl(viewRect, controlListener, controlTag), heightOfOneImage(imageHeight)
+        : CControl(viewRect, controlListener, controlTag), imageStrip(imageHeight)
     {
         setBackground(images);
     }
 
 protected:
     /// \param state  0 for the topmost image
-    void drawState(CDrawContext& context, int state);
+    void drawState(CDrawContext& context, int state) { imageStrip.draw(context, *this, state); }
 
-    int heightOfOneImage;
+private:
+    ImageStrip imageStrip;
 };
 
 /// A button that is on while it is pressed: the highest goes to the listener at the press, the lowest at the release. Two images.

@@ -22,6 +22,9 @@ public:
     using CView::onWheel;
     bool onKeyDown(const KeyPress& key) override;
 
+    /// Whether it was opened from that menu.
+    [[nodiscard]] bool isOf(const COptionMenu& menu) const { return root.get() == &menu; }
+
 private:
     /// One menu on the screen.
     struct Level {

@@ -70,9 +70,18 @@ void COptionMenu::itemChosen(COptionMenu& menu, int index)
     setDirty();
 }
 
+bool COptionMenu::isOpen() const
+{
+    const auto* const opened = getFrame() != nullptr ? dynamic_cast<CMenuView*>(getFrame()->getModalView()) : nullptr;
+    return opened != nullptr && opened->isOf(*this);
+}
+
 void COptionMenu::draw(CDrawContext& context)
 {
-    CParamDisplay::draw(context);
+    if (openBackground && isOpen())
+        openBackground->draw(context, rect, getBackgroundOffset());
+    else
+        CParamDisplay::draw(context);
     if (const CMenuItem* const current = getEntry(getCurrent()))
         drawLabel(context, rect, current->title);
 }

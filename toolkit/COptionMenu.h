@@ -37,6 +37,8 @@ public:
 
     /// Opens the menu below a rectangle of the frame, its own when that is empty. Nothing without a frame or items.
     void popup(const CRect& below = {});
+    /// What is shown in place of the background while the menu is open; null for the background.
+    void setOpenBackground(CBitmap* bitmap) { openBackground = Shared<CBitmap>(bitmap); }
     /// An item was chosen, of this menu or of one below it, whose value is its index from then on. The base tells the
     /// listener with that menu, whose own listener is asked first.
     virtual void itemChosen(COptionMenu& menu, int index);
@@ -52,8 +54,10 @@ public:
 
 private:
     void add(CMenuItem item);
+    [[nodiscard]] bool isOpen() const;
 
     std::vector<CMenuItem> entries;
+    Shared<CBitmap> openBackground;
 };
 
 } // namespace sorvane::toolkit

@@ -2,91 +2,66 @@
 
 namespace sorvane::toolkit {
 
-namespace {
-
-constexpr float kFine = 0.1F;
-
-} // namespace
-
-float CSlider::position() const
+CSlider::Way CSlider::way() const
 {
-    return vmax > vmin && value > vmin ? std::min((value - vmin) / (vmax - vmin), 1.0F) : 0.0F;
+    if (handleWay)
+        return *handleWay;
+    const bool horizontal = direction == Direction::horizontal;
+    const float length = horizontal ? rect.width() : rect.height();
+    const float taken = !handle ? 0.0F : horizontal ? handle->logicalWidth() : handle->logicalHeight();
+    return {0.0F, length - taken};
 }
 
 float CSlider::range() const
 {
-    const bool horizontal = direction == Direction::horizontal;
-    const float length = horizontal ? rect.width() : rect.height();
-    const int taken = !handle ? 0 : horizontal ? handle->getWidth() : handle->getHeight();
-    return std::max(1.0F, length - static_cast<float>(taken));
+    return std::max(1.0F, way().to - way().from);
+}
+
+float CSlider::placeOf(CPoint where)
+{
+    const float along = direction == Direction::horizontal ? where.x : where.y;
+    return (growsOnward() ? along : -along) / range();
+}
+
+void CSlider::setInverted(bool on)
+{
+    inverted = on;
+    setDirty();
+}
+
+void CSlider::setHandlePositions(float lowest, float highest)
+{
+    handleWay = Way{lowest, highest};
+    setDirty();
+}
+
+void CSlider::setHandleOffset(CPoint offset)
+{
+    handleOffset = offset;
+    setDirty();
 }
 
 void CSlider::draw(CDrawContext& context)
 {
     CControl::draw(context);
+    const bool horizontal = direction == Direction::horizontal;
     const float along = position() * range();
+    const float place = growsOnward() ? way().from + along : way().to - along;
     if (handle) {
-        const auto width = static_cast<float>(handle->getWidth());
-        const auto height = static_cast<float>(handle->getHeight());
-        const CPoint at = direction == Direction::horizontal
-                              ? CPoint{rect.left + along, rect.top + (rect.height() - height) / 2.0F}
-                              : CPoint{rect.left + (rect.width() - width) / 2.0F, rect.bottom - height - along};
+        const float width = handle->logicalWidth();
+        const float height = handle->logicalHeight();
+        const CPoint at =
+            handleOffset + (horizontal ? CPoint{rect.left + place, rect.top + (rect.height() - height) / 2.0F}
+                                       : CPoint{rect.left + (rect.width() - width) / 2.0F, rect.top + place});
         handle->draw(context, {at.x, at.y, at.x + width, at.y + height});
         return;
     }
     CRect bar = rect;
-    if (direction == Direction::horizontal)
-        bar.right = rect.left + along;
-    else
-        bar.top = rect.bottom - along;
+    float& start = horizontal ? bar.left : bar.top;
+    float& end = horizontal ? bar.right : bar.bottom;
+    (growsOnward() ? end : start) = start + place;
     context.setFillColor(barColour);
     context.drawRect(bar, DrawStyle::filled);
-}
-
-MouseResult CSlider::onMouseDown(CPoint where, int buttons)
-{
-    if ((buttons & kLButton) == 0)
-        return MouseResult::notHandled;
-    if ((buttons & kControl) != 0) {
-        checkDefaultValue(buttons & (kLButton | kControl));
-        return MouseResult::handledNoMore;
-    }
-    dragging = true;
-    fine = (buttons & kShift) != 0;
-    dragStart = where;
-    startPosition = position();
-    beginEdit();
-    return MouseResult::handled;
-}
-
-MouseResult CSlider::onMouseMoved(CPoint where, int buttons)
-{
-    if (!dragging)
-        return MouseResult::notHandled;
-    if (((buttons & kShift) != 0) != fine) { // goes on from here at the other speed
-        fine = !fine;
-        dragStart = where;
-        startPosition = position();
-    }
-    const float moved = direction == Direction::horizontal ? where.x - dragStart.x : dragStart.y - where.y;
-    const float before = value;
-    setValue(vmin + (startPosition + moved / range() * (fine ? kFine : 1.0F)) * (vmax - vmin));
-    bounceValue();
-    tellChange(before);
-    return MouseResult::handled;
-}
-
-MouseResult CSlider::onMouseUp(CPoint /*where*/, int /*buttons*/)
-{
-    if (!std::exchange(dragging, false))
-        return MouseResult::notHandled;
-    endEdit();
-    return MouseResult::handled;
-}
-
-bool CSlider::onWheel(CPoint /*where*/, float distance, int buttons)
-{
-    return wheelBy(distance * wheelInc * ((buttons & kShift) != 0 ? kFine : 1.0F) * (vmax - vmin));
 }
 
 } // namespace sorvane::toolkit

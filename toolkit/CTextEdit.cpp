@@ -203,6 +203,16 @@ void CTextEdit::replaceSelection(std::span<const std::uint32_t> with)
     moveCaret(begin + room, false);
 }
 
+bool CTextEdit::onDrop(const CDragContainer& dragged, CPoint /*where*/)
+{
+    const DragItem* const item = dragged.first(DragItem::Kind::text);
+    if (item == nullptr || getFrame() == nullptr)
+        return false;
+    getFrame()->setFocusView(this);
+    onPaste(item->data);
+    return true;
+}
+
 void CTextEdit::onPaste(std::string_view pasted)
 {
     if (!editing)

@@ -24,6 +24,8 @@ public:
     MouseResult onMouseMoved(CPoint where, int buttons) override;
     MouseResult onMouseUp(CPoint where, int buttons) override;
     bool onKeyDown(const KeyPress& key) override;
+    /// Opens the edit with a text that is dropped, for the user to confirm; while it is open already, pastes it.
+    bool onDrop(const CDragContainer& dragged, CPoint where) override;
     void onPaste(std::string_view pasted) override;
     void takeFocus() override;
     void looseFocus() override;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CControl.h"
+#include "CFontDesc.h"
 #include "LabelText.h"
 
 #include <string>
@@ -16,6 +17,7 @@ public:
     [[nodiscard]] const std::string& getText() const { return text; }
     /// A null font leaves it as it is. \param size  logical pixels
     void setFont(const Font* newFont, float size);
+    void setFont(const CFontDesc& newFont) { setFont(newFont.getFont(), newFont.getSize()); }
     void setFontColor(CColor colour);
     void setAlignment(TextAlignment newAlignment);
 

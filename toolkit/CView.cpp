@@ -7,7 +7,7 @@ namespace sorvane::toolkit {
 void CView::draw(CDrawContext& context)
 {
     if (background)
-        background->draw(context, rect);
+        background->draw(context, rect, backgroundOffset);
 }
 
 bool CView::onWheel(CPoint where, WheelAxis axis, float distance, int buttons)
@@ -42,6 +42,12 @@ void CView::removed()
 void CView::setBackground(CBitmap* bitmap)
 {
     background = Shared<CBitmap>(bitmap);
+    setDirty();
+}
+
+void CView::setBackgroundOffset(CPoint offset)
+{
+    backgroundOffset = offset;
     setDirty();
 }
 

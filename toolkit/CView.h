@@ -21,6 +21,7 @@ using platform::kRButton;
 using platform::kShift;
 using platform::WheelAxis;
 
+class CDragContainer;
 class CFrame;
 class CViewContainer;
 
@@ -42,6 +43,13 @@ public:
 
     /// Draws the view, clipped to its rectangle. The base draws the background.
     virtual void draw(CDrawContext& context);
+    /// Draws what of it lies in an area, to which the context is clipped. The base draws all.
+    virtual void drawRect(CDrawContext& context, const CRect& /*area*/) { draw(context); }
+    /// Whether a repaint of an area of its parent's inside has to draw it.
+    [[nodiscard]] virtual bool checkUpdate(const CRect& area) const
+    {
+        return visible && !rect.intersectedWith(area).isEmpty();
+    }
 
     [[nodiscard]] virtual bool isDirty() const { return dirty; }
     /// Asks for a repaint at the frame's next idle.
@@ -59,8 +67,15 @@ public:
     /// \return whether the view used it
     virtual bool onWheel(CPoint where, WheelAxis axis, float distance, int buttons);
     virtual bool onWheel(CPoint /*where*/, float /*distance*/, int /*buttons*/) { return false; }
+    /// What is dragged comes over the view, moves there, and leaves or is given up.
+    virtual void onDragEnter(const CDragContainer& /*dragged*/, CPoint /*where*/) {}
+    virtual void onDragMove(const CDragContainer& /*dragged*/, CPoint /*where*/) {}
+    virtual void onDragLeave(const CDragContainer& /*dragged*/, CPoint /*where*/) {}
+    /// It is let go over the view, or over one within that doesn't take it. \return whether the view took it
+    virtual bool onDrop(const CDragContainer& /*dragged*/, CPoint /*where*/) { return false; }
     /// To the view with the focus. \return whether the view used it
     virtual bool onKeyDown(const KeyPress& /*key*/) { return false; }
+    virtual bool onKeyUp(const KeyPress& /*key*/) { return false; }
     virtual void onPaste(std::string_view /*text*/) {}
 
     virtual void setViewSize(const CRect& newRect, bool repaint = true);
@@ -78,6 +93,9 @@ public:
 
     virtual void setBackground(CBitmap* bitmap);
     [[nodiscard]] CBitmap* getBackground() const { return background.get(); }
+    /// Where in the bitmap the background begins.
+    void setBackgroundOffset(CPoint offset);
+    [[nodiscard]] CPoint getBackgroundOffset() const { return backgroundOffset; }
 
     /// Whether the class, or one that it comes from, has this name.
     [[nodiscard]] virtual bool isTypeOf(std::string_view name) const { return name == "CView"; }
@@ -95,6 +113,8 @@ public:
     [[nodiscard]] CViewContainer* getParent() const { return parent; }
     /// A point of the coordinates of its rectangle, in those of the frame.
     [[nodiscard]] CPoint toFrame(CPoint point) const;
+    /// And back.
+    [[nodiscard]] CPoint fromFrame(CPoint point) const { return point - toFrame({}); }
 
 protected:
     /// Asks for a repaint of where it is now.
@@ -110,6 +130,7 @@ private:
     CFrame* frame = nullptr;
     CViewContainer* parent = nullptr;
     Shared<CBitmap> background;
+    CPoint backgroundOffset;
     bool dirty = true;
     bool mouseEnabled = true;
     bool transparent = false;

@@ -72,11 +72,11 @@ void CViewContainer::draw(CDrawContext& context)
     context.setOffset(outside + rect.origin());
     const CRect clip = context.getClipRect();
     for (const Shared<CView>& child : children) {
-        const CRect seen = child->getViewSize().intersectedWith(clip);
-        if (!child->isVisible() || seen.isEmpty())
+        if (!child->checkUpdate(clip))
             continue;
+        const CRect seen = child->getViewSize().intersectedWith(clip);
         context.setClipRect(seen);
-        child->draw(context);
+        child->drawRect(context, seen);
     }
     context.setOffset(outside);
     context.setClipRect(clip.movedBy(rect.origin()));

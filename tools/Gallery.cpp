@@ -24,7 +24,6 @@ using namespace toolkit;
 
 constexpr CColor kAccent = CColor::fromRgb(0x4E9ACC);
 constexpr CColor kPale = CColor::fromRgb(0x87A7BF);
-constexpr CColor kGrey = CColor::fromRgb(0x848484);
 constexpr CColor kDisabled = CColor::fromRgb(0x8B3A0F);
 constexpr CColor kMapped = CColor::fromRgb(0x489660);
 constexpr CColor kLinked = CColor::fromRgb(0x858132);
@@ -206,7 +205,9 @@ Shared<CDIB> handleImage()
     return image;
 }
 
-void addLabel(CViewContainer& panel, float left, float top, const char* text, CColor colour = kGrey)
+} // namespace
+
+void addGalleryLabel(CViewContainer& panel, float left, float top, const char* text, CColor colour)
 {
     auto* const label = new CTextLabel({left, top, left + 130, top + 14}, text);
     label->setFont(nullptr, 10.0F);
@@ -214,8 +215,6 @@ void addLabel(CViewContainer& panel, float left, float top, const char* text, CC
     label->setAlignment(TextAlignment::left);
     panel.addView(label);
 }
-
-} // namespace
 
 Gallery::Gallery(float scale, bool openGl)
 {
@@ -229,12 +228,13 @@ Gallery::Gallery(float scale, bool openGl)
     name->setFontColor(kAccent);
     name->setAlignment(TextAlignment::left);
     frame->addView(name);
-    addLabel(*frame, 104, 18, "view toolkit");
+    addGalleryLabel(*frame, 104, 18, "view toolkit");
     addScales();
     addPanels();
     addControls();
     addStates();
     addPages();
+    strips.addTo(*addPanel("Knobs, switches, displays", {12, 720, 1068, 848}), frame->getScale());
 }
 
 Gallery::~Gallery()
@@ -274,19 +274,19 @@ void Gallery::addControls()
     auto* const fader = new CSlider({16, 46, 166, 62}, this, kFader, CSlider::Direction::horizontal);
     fader->setBackground(Shared<CDIB>::adopt(new CDIB(150, 16, false)).get());
     fader->setValue(0.4F);
-    addLabel(panel, 16, 28, "fader");
+    addGalleryLabel(panel, 16, 28, "fader");
     panel.addView(fader);
     auto* const handled =
         new CSlider({16, 90, 166, 108}, this, kHandle, CSlider::Direction::horizontal, handleImage().get());
     handled->setBackground(Shared<CDIB>::adopt(new CDIB(150, 18, false)).get());
     handled->setValue(0.7F);
-    addLabel(panel, 16, 72, "with a handle");
+    addGalleryLabel(panel, 16, 72, "with a handle");
     panel.addView(handled);
     auto* const vertical = new CSlider({184, 46, 200, 166}, this, kVertical, CSlider::Direction::vertical);
     vertical->setBackground(Shared<CDIB>::adopt(new CDIB(16, 120, false)).get());
     vertical->setValue(0.6F);
     panel.addView(vertical);
-    addLabel(panel, 16, 116, "drawn in memory; wheel");
+    addGalleryLabel(panel, 16, 116, "drawn in memory; wheel");
     panel.addView(new Scope({16, 132, 166, 172}, this));
     addButtons(panel);
     addMenus(panel);
@@ -295,7 +295,7 @@ void Gallery::addControls()
 
 void Gallery::addButtons(CViewContainer& panel)
 {
-    addLabel(panel, 222, 28, "buttons");
+    addGalleryLabel(panel, 222, 28, "buttons");
     panel.addView(
         new CKickButton({222, 46, 292, 66}, this, kKick, 20, buttonImages(frame->getScale(), 70, 20, "KICK").get()));
     panel.addView(new COnOffButton({302, 46, 372, 66}, this, kOnOff, 20,
@@ -308,7 +308,7 @@ void Gallery::addButtons(CViewContainer& panel)
 
 void Gallery::addMenus(CViewContainer& panel)
 {
-    addLabel(panel, 222, 72, "menu");
+    addGalleryLabel(panel, 222, 72, "menu");
     auto* const menu = new COptionMenu({222, 88, 372, 110}, this, kMenu);
     menu->setBackground(buttonImages(frame->getScale(), 150, 22, "").get());
     for (const char* const title : {"High-pass", "Low shelf", "Peak"})
@@ -322,7 +322,7 @@ void Gallery::addMenus(CViewContainer& panel)
     menu->setValue(2.0F);
     panel.addView(menu);
 
-    addLabel(panel, 222, 116, "text edit");
+    addGalleryLabel(panel, 222, 116, "text edit");
     auto* const edit = new CTextEdit({222, 132, 452, 156}, this, kEdit);
     edit->setText("click to edit \xC3\xA4\xE2\x82\xAC");
     edit->setBackground(buttonImages(frame->getScale(), 230, 24, "").get());
@@ -363,7 +363,7 @@ void Gallery::addStates()
     CViewContainer& panel = *addPanel("States", {952, 280, 1068, 628});
     float top = 28.0F;
     const auto add = [&](const char* name) {
-        addLabel(panel, 10, top, name);
+        addGalleryLabel(panel, 10, top, name);
         auto* const fader = new StateFader({10, top + 16, 106, top + 32}, this);
         panel.addView(fader);
         top += 44.0F;
@@ -385,8 +385,8 @@ void Gallery::addPages()
     panel.addView(menu);
     for (int number = 0; number < 2; ++number) {
         auto* const page = new Page({110, 26, 290, 60}, static_cast<float>(number));
-        addLabel(*page, 6, 10, number == 0 ? "this is the first page" : "and this the second",
-                 number == 0 ? kPale : kLinked);
+        addGalleryLabel(*page, 6, 10, number == 0 ? "this is the first page" : "and this the second",
+                        number == 0 ? kPale : kLinked);
         panel.addView(page);
         pages.push_back(Shared<iControlWrapper>::adopt(new iControlWrapper(*page)));
         menu->addEntry(number == 0 ? "First" : "Second");

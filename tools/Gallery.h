@@ -3,6 +3,7 @@
 #include "CControlListener.h"
 #include "CGFrame.h"
 #include "CTextLabel.h"
+#include "GalleryStrips.h"
 #include "OGLFrame.h"
 #include "iControlWrapper.h"
 
@@ -14,7 +15,7 @@
 namespace sorvane::tools {
 
 inline constexpr float kGalleryWidth = 1080.0F; ///< logical pixels
-inline constexpr float kGalleryHeight = 720.0F;
+inline constexpr float kGalleryHeight = 860.0F;
 
 /// One kind of drawing in a frame with a title.
 struct GalleryPanel {
@@ -25,6 +26,10 @@ struct GalleryPanel {
 };
 [[nodiscard]] std::span<const GalleryPanel> galleryPanels();
 void drawPanel(toolkit::CDrawContext& context, const GalleryPanel& panel);
+
+/// A line of small text.
+void addGalleryLabel(toolkit::CViewContainer& panel, float left, float top, const char* text,
+                     toolkit::CColor colour = toolkit::CColor::fromRgb(0x848484));
 
 /// A frame with the panels and one control of each kind. What controls say is shown in a line at its foot.
 class Gallery final : private toolkit::CControlListener {
@@ -57,6 +62,7 @@ private:
     toolkit::OGLFrame* openGlFrame = nullptr;
     toolkit::Shared<toolkit::CGFrame> frame;
     toolkit::CTextLabel* said = nullptr;
+    GalleryStrips strips{[this](const std::string& text) { say(text); }};
     std::vector<toolkit::Shared<toolkit::iControlWrapper>> pages;
 };
 

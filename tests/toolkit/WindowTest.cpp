@@ -28,8 +28,9 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
-// A macro whose name is ours too.
+// Macros whose names are ours too.
 #undef CursorShape
+#undef KeyPress
 
 namespace {
 
@@ -228,6 +229,36 @@ TEST(NativeWindow, TellsOfWhatTheUserDoesAndShowsIt)
     XSync(host.display, False);
     EXPECT_EQ(NativeWindow::open({host.parent, 10, 10, ""})->getDpi(), 144.0);
     EXPECT_EQ(hostErrors, 0);
+}
+
+/// Counts keys that go down and up.
+class KeyPad final : public CView {
+public:
+    using CView::CView;
+    bool onKeyDown(const KeyPress&) override { return ++downs > 0; }
+    bool onKeyUp(const KeyPress& key) override
+    {
+        let.append(1, key.key == Key::character ? static_cast<char>(key.character) : '?');
+        return true;
+    }
+    int downs = 0;
+    std::string let;
+};
+
+TEST(NativeWindow, TellsOnceThatAHeldKeyIsLetGo)
+{
+    const test::TestDisplay server;
+    ASSERT_TRUE(server.isRunning()) << "needs Xvfb";
+    const Host host;
+    Embedded embedded(host.parent);
+    ASSERT_NE(embedded.window, nullptr);
+    auto* const pad = new KeyPad({0, 0, 200, 100});
+    embedded.frame->addView(pad);
+    ASSERT_TRUE(embedded.runUntil([&] { return host.pixelAt(5, 95) == 0x0A141E; }));
+    embedded.frame->setFocusView(pad);
+    ASSERT_TRUE(test::TestDisplay::act("mousemove 10 10 keydown a sleep 1 keyup a key Left"));
+    EXPECT_TRUE(embedded.runUntil([&] { return pad->let == "a?"; })) << pad->let;
+    EXPECT_GT(pad->downs, 3); // it repeats
 }
 
 /// What a program prints, read without waiting for it.

@@ -1,0 +1,71 @@
+#include "CKnob.h"
+
+#include "CFrame.h"
+
+#include <cmath>
+#include <numbers>
+
+namespace sorvane::toolkit {
+
+namespace {
+
+constexpr float kSweep = 0.75F;         ///< of a turn, from the lowest value to the highest
+constexpr float kLinearPixels = 200.0F; ///< of a straight drag from the lowest to the highest, logical
+constexpr float kWholeTurn = 2.0F * std::numbers::pi_v<float>;
+
+} // namespace
+
+void CKnob::setInset(float logicalPixels)
+{
+    inset = logicalPixels;
+    setDirty();
+}
+
+void CKnob::draw(CDrawContext& context)
+{
+    CControl::draw(context);
+    const float angle = (position() - 0.5F) * kSweep * kWholeTurn;
+    const CPoint outward{std::sin(angle), -std::cos(angle)};
+    const float radius = std::min(rect.width(), rect.height()) / 2.0F - inset;
+    const auto at = [&](float distance) { return middle() + CPoint{outward.x * distance, outward.y * distance}; };
+    if (handle) {
+        const float width = handle->logicalWidth();
+        const float height = handle->logicalHeight();
+        const CPoint place = at(radius - std::max(width, height) / 2.0F) - CPoint{width / 2.0F, height / 2.0F};
+        const CPoint whole{std::round(place.x), std::round(place.y)}; // so that the image stays crisp
+        handle->draw(context, {whole.x, whole.y, whole.x + width, whole.y + height});
+        return;
+    }
+    context.setFrameColor(handleColour);
+    context.setLineWidth(2.0F);
+    context.moveTo(at(radius * 0.4F));
+    context.lineTo(at(radius));
+}
+
+float CKnob::turnAt(CPoint where) const
+{
+    const CPoint from = where - middle();
+    return std::atan2(from.x, -from.y) / kWholeTurn;
+}
+
+float CKnob::placeOf(CPoint where)
+{
+    if (linear)
+        return -where.y / kLinearPixels;
+    const float turn = turnAt(where);
+    const float by = turn - std::exchange(lastTurn, turn);
+    turned += by - std::round(by); // the shorter way
+    return turned / kSweep;
+}
+
+void CKnob::dragBegins(CPoint where, int buttons)
+{
+    const KnobMode mode = getFrame() != nullptr ? getFrame()->getKnobMode() : KnobMode::linear;
+    linear = mode == KnobMode::linear;
+    turned = 0.0F;
+    lastTurn = turnAt(where);
+    if (mode == KnobMode::circular && (buttons & kShift) == 0)
+        moveTo(lastTurn / kSweep + 0.5F);
+}
+
+} // namespace sorvane::toolkit
