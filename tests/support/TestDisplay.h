@@ -29,11 +29,13 @@ public:
     TestDisplay& operator=(const TestDisplay&) = delete;
 
     [[nodiscard]] bool isRunning() const { return number >= 0; }
-    /// As a server that crashes.
+    /// As a server that crashes. DISPLAY then names one that nobody has: the next server, of a test that runs beside
+    /// this one, may take the number at once.
     void stop()
     {
         if (output == nullptr)
             return;
+        ::setenv("DISPLAY", ":59999", 1); // NOLINT(concurrency-mt-unsafe)
         if (process > 0)
             ::kill(process, SIGKILL);
         ::pclose(output);
