@@ -149,8 +149,7 @@ public:
           plug(std::make_unique<core::Plug>(offlineHost, core::Plug::Start::factoryValues)),
           interleaved(static_cast<std::size_t>(options.blockFrames) * 2), sideInterleaved(interleaved.size()),
           measuresSibilance(!options.raw && SibilanceMeter::measures(input.rate())),
-          before(std::max(input.rate(), 22050), input.channels()),
-          after(std::max(input.rate(), 22050), input.channels())
+          sibilance(std::max(input.rate(), 22050), input.channels())
     {
         if (side && side->rate() != input.rate())
             throw Failure(ExitCode::input, side->path() + ": its rate of " + std::to_string(side->rate()) +
@@ -194,7 +193,7 @@ public:
         report.workSeconds = secondsSince(start);
         for (std::int32_t c = 0; c < input.channels(); ++c)
             report.lowestGain.push_back(plug->lowestGain(c));
-        if (Sibilance found; measuresSibilance && SibilanceMeter::compare(before, after, found))
+        if (Sibilance found; measuresSibilance && sibilance.compare(found))
             report.sibilance = found;
         report.clipped = clips(format) && std::any_of(report.after.begin(), report.after.end(),
                                                       [](const Level& level) { return level.peak > 1.0; });
@@ -225,7 +224,9 @@ private:
         } else {
             frames = readPadded(input, interleaved, options.blockFrames);
             inputEnded = frames < options.blockFrames;
-            note(report.before, before, frames);
+            measure(report.before, interleaved.data(), frames);
+            if (measuresSibilance)
+                sibilance.add(std::span(interleaved).first(static_cast<std::size_t>(frames * input.channels())), {});
         }
         const std::int64_t flushed = std::min(options.blockFrames - frames, toFlush);
         toFlush -= flushed;
@@ -246,16 +247,11 @@ private:
         const std::int64_t skipped = std::min(toSkip, frames);
         toSkip -= skipped;
         interleave(block, skipped, frames);
-        note(report.after, after, frames - skipped);
+        measure(report.after, interleaved.data(), frames - skipped);
+        if (measuresSibilance)
+            sibilance.add({}, std::span(interleaved).first(static_cast<std::size_t>((frames - skipped) * input.channels())));
         output.write(interleaved.data(), frames - skipped);
         report.frames += frames - skipped;
-    }
-
-    void note(std::vector<Level>& levels, SibilanceMeter& meter, std::int64_t frames)
-    {
-        measure(levels, interleaved.data(), frames);
-        if (measuresSibilance)
-            meter.add(std::span(interleaved).first(static_cast<std::size_t>(frames * input.channels())));
     }
 
     template <typename Sample>
@@ -274,8 +270,7 @@ private:
     std::vector<double> interleaved; // a block of the input, then of the output
     std::vector<double> sideInterleaved;
     bool measuresSibilance;
-    SibilanceMeter before;
-    SibilanceMeter after;
+    SibilanceMeter sibilance;
     bool inputEnded = false;
     std::int64_t toSkip = 0;
     std::int64_t toFlush = 0;

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "BLTEQ.h"
+#include "BiquadSection.h"
+#include "EQ.h"
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
 
@@ -19,37 +18,55 @@ struct Sibilance {
     double lowChangeDb = 0.0;   ///< below 3 kHz, all through
 };
 
-/// Measures the energy of a signal in frames of 10 ms, between 5 and 10 kHz and below 3 kHz. Channels are summed by
+/// Compares the energy of two signals in frames of 10 ms, between 5 and 10 kHz and below 3 kHz. Channels are summed by
 /// energy.
+///
+/// A frame is a fricative when the first signal is audible in it and has more energy between 5 and 10 kHz than below
+/// 3 kHz, a vowel when it has at least 15 dB less. Fast because all channels of both signals run through the filters side
+/// by side, a frame at a time.
 class SibilanceMeter {
 public:
-    /// \param rateHz  22050 and above; below that there is no such band
+    /// \param rateHz    22050 and above; below that there is no such band
+    /// \param channels  of each signal, 1 or 2
     SibilanceMeter(int rateHz, int channels);
     [[nodiscard]] static bool measures(int rateHz) { return rateHz >= 22050; }
 
-    void add(std::span<const double> interleaved);
+    /// Takes the next interleaved samples of both signals; what is not a finite number counts as silence. Samples that
+    /// one signal is ahead of the other wait for it.
+    void add(std::span<const double> before, std::span<const double> after);
 
-    /// Compares two signals that lie at the same place in time. A frame is a fricative when the first signal is audible
-    /// in it and has more energy between 5 and 10 kHz than below 3 kHz, a vowel when it has at least 15 dB less.
+    /// Compares all frames that are complete.
     /// \return false when there is no fricative or no vowel
-    [[nodiscard]] static bool compare(const SibilanceMeter& before, const SibilanceMeter& after, Sibilance& result);
+    [[nodiscard]] bool compare(Sibilance& result) const;
 
 private:
-    struct Filters {
-        dsp::BLTEQ highPass, lowPass, low;
+    static constexpr std::size_t kLanes = 4; ///< first channel before and after, second one before and after
+    using Values = std::array<double, kLanes>;
+    struct Stage {
+        dsp::BiquadSection section;
+        Values x1{}, x2{}, y1{}, y2{};
     };
-    struct Frame {
-        double band = 0.0; ///< mean squares
-        double low = 0.0;
+    using Filter = std::vector<Stage>;
+    struct Energies {
+        double before = 0.0;
+        double after = 0.0;
+        std::size_t frames = 0;
+        void add(double frameBefore, double frameAfter);
     };
+    struct Kernel;
+
+    [[nodiscard]] static Filter design(dsp::FilterType type, float hertz, int rateHz);
+    void place(std::span<const double> interleaved, std::size_t signal, std::size_t& end);
+    void measureFrame(Values* samples);
 
     std::size_t frameSamples;
-    std::vector<std::unique_ptr<Filters>> channelFilters;
-    std::vector<double> band; // of one channel after the other
-    std::vector<double> low;
-    std::vector<Frame> frames;
-    Frame current;
-    std::size_t filled = 0;
+    std::size_t channels;
+    Filter highPass, lowPass, low;
+    std::vector<Values> waiting; // samples that no frame has taken yet
+    std::size_t beforeEnd = 0;   // in them, of each signal
+    std::size_t afterEnd = 0;
+    std::vector<Values> band; // of the frame that is measured
+    Energies fricatives, vowels, lows;
 };
 
 } // namespace sorvane::tools
