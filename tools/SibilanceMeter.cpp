@@ -20,27 +20,31 @@ double decibels(double meanSquare)
 
 } // namespace
 
-/// The recursions of all lanes at once. Fast because two sections overlap in a pass, with their past in registers.
+/// Fast because both bands of all channels go side by side, and two sections overlap in a pass, with their past in
+/// registers.
 struct SibilanceMeter::Kernel {
-    using Lanes = dsp::Vector<kLanes>;
+    template <std::size_t lanes>
+    struct RunningSection {
+        using Lanes = dsp::Vector<lanes>;
 
-    struct RunningStage {
-        [[gnu::always_inline]] explicit RunningStage(const Stage& stage) noexcept
-            : section(stage.section), x1(pastOf(stage.x1)), x2(pastOf(stage.x2)), y1(pastOf(stage.y1)),
-              y2(pastOf(stage.y2))
+        [[gnu::always_inline]] explicit RunningSection(const Section<lanes>& section) noexcept
+            : b0(dsp::load<lanes>(section.b0.data())), b1(dsp::load<lanes>(section.b1.data())),
+              b2(dsp::load<lanes>(section.b2.data())), a1(dsp::load<lanes>(section.a1.data())),
+              a2(dsp::load<lanes>(section.a2.data())), x1(pastOf(section.x1)), x2(pastOf(section.x2)),
+              y1(pastOf(section.y1)), y2(pastOf(section.y2))
         {}
 
         /// Without denormals, whose arithmetic is slow on some CPUs.
-        [[gnu::always_inline]] static Lanes pastOf(const Values& values) noexcept
+        [[gnu::always_inline]] static Lanes pastOf(const std::array<double, lanes>& values) noexcept
         {
-            const auto past = dsp::load<kLanes>(values.data());
+            const auto past = dsp::load<lanes>(values.data());
             return (past < 0.0 ? -past : past) < 0x1p-1021 ? Lanes{} : past;
         }
 
         [[gnu::always_inline]] Lanes step(const Lanes& x) noexcept
         {
-            const Lanes forward = section.b0 * x + section.b1 * x1 + section.b2 * x2;
-            const Lanes y = forward - section.a2 * y2 - section.a1 * y1; // the newest last: the next step waits for it
+            const Lanes forward = b0 * x + b1 * x1 + b2 * x2;
+            const Lanes y = forward - a2 * y2 - a1 * y1; // the newest last: the next sample waits for it
             x2 = x1;
             x1 = x;
             y2 = y1;
@@ -48,77 +52,85 @@ struct SibilanceMeter::Kernel {
             return y;
         }
 
-        [[gnu::always_inline]] void save(Stage& stage) const noexcept
+        [[gnu::always_inline]] void save(Section<lanes>& section) const noexcept
         {
-            dsp::store<kLanes>(x1, stage.x1.data());
-            dsp::store<kLanes>(x2, stage.x2.data());
-            dsp::store<kLanes>(y1, stage.y1.data());
-            dsp::store<kLanes>(y2, stage.y2.data());
+            dsp::store<lanes>(x1, section.x1.data());
+            dsp::store<lanes>(x2, section.x2.data());
+            dsp::store<lanes>(y1, section.y1.data());
+            dsp::store<lanes>(y2, section.y2.data());
         }
 
-        dsp::BiquadSection section;
+        Lanes b0, b1, b2, a1, a2;
         Lanes x1, x2, y1, y2;
     };
 
-    /// \param stages  an even number of them
-    [[gnu::always_inline]] static void filter(std::span<Stage> stages, const Values* from, Values* to,
-                                              std::size_t samples) noexcept
+    template <std::size_t lanes>
+    [[gnu::always_inline]] static void filter(Filter<lanes>& sections, Values* samples, std::size_t count) noexcept
     {
-        for (std::size_t stage = 0; stage < stages.size(); stage += 2) {
-            RunningStage first(stages[stage]);
-            RunningStage second(stages[stage + 1]);
-            for (std::size_t i = 0; i < samples; ++i)
-                dsp::store<kLanes>(second.step(first.step(dsp::load<kLanes>(from[i].data()))), to[i].data());
-            first.save(stages[stage]);
-            second.save(stages[stage + 1]);
-            from = to;
+        for (std::size_t k = 0; k < kSections; k += 2) {
+            RunningSection<lanes> first(sections[k]);
+            RunningSection<lanes> second(sections[k + 1]);
+            for (std::size_t i = 0; i < count; ++i) {
+                double* const at = samples[i].data();
+                dsp::store<lanes>(second.step(first.step(dsp::load<lanes>(at))), at);
+            }
+            first.save(sections[k]);
+            second.save(sections[k + 1]);
         }
     }
 
-    /// Mean squares: of the band before and after, then below 3 kHz before and after.
-    [[gnu::always_inline]] static void run(SibilanceMeter* meter, Values* samples, Values* energies) noexcept
+    /// Filters a frame in place.
+    /// \param energies  mean squares from 5 to 10 kHz before and after, then below 3 kHz before and after
+    [[gnu::always_inline]] static void run(SibilanceMeter* meter, Values* samples,
+                                           std::array<double, 4>* energies) noexcept
     {
         const std::size_t count = meter->frameSamples;
-        Values* const band = meter->band.data();
-        filter(meter->highPass, samples, band, count);
-        filter(meter->lowPass, band, band, count);
-        filter(meter->low, samples, samples, count);
-        const auto share = static_cast<double>(count);
-        Lanes sum{};
+        filter(meter->edges, samples, count);
+        filter(meter->lowPass, samples, count);
+        dsp::Vector<4> sum{};
         for (std::size_t i = 0; i < count; ++i) {
-            const auto inBand = dsp::load<kLanes>(band[i].data());
-            const auto below = dsp::load<kLanes>(samples[i].data());
-            const Lanes bandSquares = inBand * inBand / share;
-            const Lanes lowSquares = below * below / share;
-            sum += __builtin_shufflevector(bandSquares, lowSquares, 0, 1, 4, 5); // of the first channel
-            sum += __builtin_shufflevector(bandSquares, lowSquares, 2, 3, 6, 7);
+            const auto bands = dsp::load<2 * kSignals>(samples[i].data());
+            const auto shares = bands * bands / static_cast<double>(count);
+            sum += __builtin_shufflevector(shares, shares, 0, 1, 4, 5); // the first channel's
+            sum += __builtin_shufflevector(shares, shares, 2, 3, 6, 7);
         }
-        dsp::store<kLanes>(sum, energies->data());
+        dsp::store<4>(sum, energies->data());
     }
 };
 
 SibilanceMeter::SibilanceMeter(int rateHz, int channelCount)
-    : frameSamples(static_cast<std::size_t>(rateHz / 100)), channels(static_cast<std::size_t>(channelCount)),
-      highPass(design(dsp::FilterType::highPass, 5000.0F, rateHz)),
-      lowPass(design(dsp::FilterType::lowPass, 10000.0F, rateHz)),
-      low(design(dsp::FilterType::lowPass, 3000.0F, rateHz)), band(frameSamples)
-{}
+    : frameSamples(static_cast<std::size_t>(rateHz / 100)), channels(static_cast<std::size_t>(channelCount))
+{
+    design(edges, 0, dsp::FilterType::highPass, 5000.0F, rateHz);
+    design(edges, kSignals, dsp::FilterType::lowPass, 3000.0F, rateHz);
+    design(lowPass, 0, dsp::FilterType::lowPass, 10000.0F, rateHz);
+}
 
-SibilanceMeter::Filter SibilanceMeter::design(dsp::FilterType type, float hertz, int rateHz)
+/// Fills the lanes of all signals from the first one on.
+template <std::size_t lanes>
+void SibilanceMeter::design(Filter<lanes>& filter, std::size_t firstLane, dsp::FilterType type, float hertz, int rateHz)
 {
     dsp::BLTEQ equalizer;
     equalizer.setSampleRate(static_cast<float>(rateHz));
     equalizer.setBypass(false);
     equalizer.setType(type);
     equalizer.setShape(dsp::FilterShape::butterworth);
-    equalizer.setOrder(16);
+    equalizer.setOrder(2 * kSections);
     equalizer.setFrequency(hertz);
     equalizer.update();
-    Filter filter;
-    for (const dsp::BiquadSection& section : equalizer.getCoefficients())
-        filter.push_back({.section = section});
-    filter.resize(filter.size() + filter.size() % 2); // a pass runs two
-    return filter;
+    const auto designed = equalizer.getCoefficients();
+    for (std::size_t k = 0; k < kSections; ++k)
+        filter[k].set(firstLane, designed[k]);
+}
+
+template <std::size_t lanes>
+void SibilanceMeter::Section<lanes>::set(std::size_t firstLane, const dsp::BiquadSection& section)
+{
+    std::fill_n(b0.begin() + firstLane, kSignals, section.b0);
+    std::fill_n(b1.begin() + firstLane, kSignals, section.b1);
+    std::fill_n(b2.begin() + firstLane, kSignals, section.b2);
+    std::fill_n(a1.begin() + firstLane, kSignals, section.a1);
+    std::fill_n(a2.begin() + firstLane, kSignals, section.a2);
 }
 
 void SibilanceMeter::add(std::span<const double> before, std::span<const double> after)
@@ -141,7 +153,8 @@ void SibilanceMeter::place(std::span<const double> interleaved, std::size_t sign
     for (std::size_t c = 0; c < channels; ++c) {
         for (std::size_t i = 0; i < samples; ++i) {
             const double sample = interleaved[i * channels + c];
-            waiting[end + i][2 * c + signal] = std::isfinite(sample) ? sample : 0.0;
+            Values& lanes = waiting[end + i];
+            lanes[2 * c + signal] = lanes[kSignals + 2 * c + signal] = std::isfinite(sample) ? sample : 0.0;
         }
     }
     end += samples;
@@ -149,7 +162,7 @@ void SibilanceMeter::place(std::span<const double> interleaved, std::size_t sign
 
 void SibilanceMeter::measureFrame(Values* samples)
 {
-    Values energies;
+    std::array<double, 4> energies{};
     dsp::CpuDispatch<&Kernel::run>::run(this, samples, &energies);
     const auto [bandBefore, bandAfter, lowBefore, lowAfter] = energies;
     if (bandBefore + lowBefore < kAudible)

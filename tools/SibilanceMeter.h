@@ -40,13 +40,19 @@ public:
     [[nodiscard]] bool compare(Sibilance& result) const;
 
 private:
-    static constexpr std::size_t kLanes = 4; ///< first channel before and after, second one before and after
-    using Values = std::array<double, kLanes>;
-    struct Stage {
-        dsp::BiquadSection section;
-        Values x1{}, x2{}, y1{}, y2{};
+    /// Channels of both signals: the first before and after, the second before and after.
+    static constexpr std::size_t kSignals = 4;
+    /// Beside one another: between 5 and 10 kHz of all, then below 3 kHz of all.
+    using Values = std::array<double, 2 * kSignals>;
+    template <std::size_t lanes>
+    struct Section {
+        std::array<double, lanes> b0{}, b1{}, b2{}, a1{}, a2{};
+        std::array<double, lanes> x1{}, x2{}, y1{}, y2{};
+        void set(std::size_t firstLane, const dsp::BiquadSection& section);
     };
-    using Filter = std::vector<Stage>;
+    static constexpr std::size_t kSections = 8; ///< of order 2
+    template <std::size_t lanes>
+    using Filter = std::array<Section<lanes>, kSections>;
     struct Energies {
         double before = 0.0;
         double after = 0.0;
@@ -55,17 +61,18 @@ private:
     };
     struct Kernel;
 
-    [[nodiscard]] static Filter design(dsp::FilterType type, float hertz, int rateHz);
+    template <std::size_t lanes>
+    static void design(Filter<lanes>& filter, std::size_t firstLane, dsp::FilterType type, float hertz, int rateHz);
     void place(std::span<const double> interleaved, std::size_t signal, std::size_t& end);
     void measureFrame(Values* samples);
 
     std::size_t frameSamples;
     std::size_t channels;
-    Filter highPass, lowPass, low;
+    Filter<2 * kSignals> edges; // high-pass of 5 kHz, low-pass of 3 kHz
+    Filter<kSignals> lowPass;   // of 10 kHz, behind the high-pass
     std::vector<Values> waiting; // samples that no frame has taken yet
     std::size_t beforeEnd = 0;   // in them, of each signal
     std::size_t afterEnd = 0;
-    std::vector<Values> band; // of the frame that is measured
     Energies fricatives, vowels, lows;
 };
 
