@@ -425,6 +425,23 @@ TEST(CFrame, DragsFromViewToView)
     move(45);
     release(900);
     EXPECT_EQ(logged(), "a+45 am45 su0 a-900 ");
+    // Presses of other buttons count for nothing, also when the view doesn't wait for the release.
+    auto* const fromKey = new CDropSource;
+    fromKey->add(DragItem::Kind::text, "x");
+    opened.frame->startDrag(fromKey);
+    opened.events().windowMouseDown(45, 10, kLButton | kRButton);
+    opened.events().windowMouseUp(45, 10, kLButton | kRButton);
+    EXPECT_TRUE(opened.frame->isDragging());
+    release(45);
+    EXPECT_EQ(logged(), "a+45 am45 ad45 ");
+    // Nothing behind a modal view is told.
+    opened.frame->setModalView(new DragView({60, 0, 80, 20}, 'm', true, log));
+    opened.events().windowMouseDown(65, 10, kLButton);
+    move(45);
+    move(65);
+    release(65);
+    EXPECT_EQ(logged(), "m+65 mm65 mu0 mm65 md65 ");
+    opened.frame->endModal();
     // A text edit takes it for the user to confirm.
     opened.events().windowMouseDown(10, 10, kLButton);
     release(150);
