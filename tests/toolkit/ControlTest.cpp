@@ -317,6 +317,11 @@ TEST(CSplashScreen, TakesAllUntilClicked)
     EXPECT_FALSE(splash->isOpen());
     EXPECT_EQ(splash->getValue(), 0.0F);
     EXPECT_EQ(log.take(), "b1 v1 e1 b1 v1 e1 b2 v2 e2 ");
+    // Without an image nothing would tell that it takes all events.
+    auto* const bare = new CSplashScreen({150, 0, 170, 20}, &log, 5, nullptr, {100, 50, 140, 90});
+    opened.frame->addView(bare);
+    bare->splash();
+    EXPECT_FALSE(bare->isOpen());
     // The control goes while it is open, and as it opens.
     opened.frame->removeView(*other);
     EXPECT_EQ(opened.frame->getModalView(), nullptr);
