@@ -265,8 +265,24 @@ TEST(CVuMeter, LightsLedsAndDigits)
     auto* const column =
         new CVuMeter({110, 0, 120, 100}, nullptr, 1, on.get(), nullptr, 4, CVuMeter::Direction::vertical);
     auto* const digits = new CSpecialDigit({0, 20, 60, 40}, nullptr, 1, 3, 0, numberedImages(20, 20, 10).get());
-    for (CView* const view : {static_cast<CView*>(meter), static_cast<CView*>(column), static_cast<CView*>(digits)})
+    auto* const most = new CSpecialDigit({60, 50, 200, 70}, nullptr, 1, CSpecialDigit::kMostDigits, 0,
+                                         numberedImages(20, 20, 10).get());
+    auto* const endless = new CVuMeter({0, 90, 100, 100}, nullptr, 1, on.get(), nullptr,
+                                       std::numeric_limits<int>::max(), CVuMeter::Direction::horizontal);
+    for (CView* const view : {static_cast<CView*>(meter), static_cast<CView*>(column), static_cast<CView*>(digits),
+                              static_cast<CView*>(most), static_cast<CView*>(endless)})
         opened.frame->addView(view);
+    endless->setValue(0.5F);
+    EXPECT_EQ(shownAt(opened, 48, 95), 0);
+    EXPECT_EQ(shownAt(opened, 51, 95), -1);
+    most->setMax(std::numeric_limits<float>::infinity());
+    for (const auto& [value, shown] : {std::pair{7654321.0F, 7654321}, {3.0e38F, 9999999}, {6.0F, 6}}) {
+        most->setValue(value);
+        int number = 0;
+        for (int x = 70; x < 200; x += 20)
+            number = 10 * number + shownAt(opened, x, 55);
+        EXPECT_EQ(number, shown);
+    }
     for (const auto& [value, lit] : {std::pair{0.0F, 0}, {0.34F, 3}, {0.36F, 4}, {1.0F, 10}, {7.0F, 10}, {NAN, 0}}) {
         meter->setValue(value);
         EXPECT_EQ(meter->litLeds(), lit) << value;
