@@ -36,7 +36,8 @@ CFrame::CFrame(const CRect& frameRect, float drawScale) : CViewContainer(CRect{}
 
 CFrame::~CFrame()
 {
-    CFrame::close();
+    const auto guard = lock();
+    leaveWindow();
 }
 
 void CFrame::placeSize(float newWidth, float newHeight)
@@ -74,7 +75,12 @@ void CFrame::open(platform::Window& newWindow)
 
 void CFrame::close()
 {
-    const auto guard = lock();
+    const Event event(*this); // as controls end their edits, a listener may drop the frame
+    leaveWindow();
+}
+
+void CFrame::leaveWindow()
+{
     cancelDrag();
     endModal();
     setFocusView(nullptr);

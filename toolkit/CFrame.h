@@ -101,6 +101,7 @@ private:
     /// While an event is handled: the lock, and a use of the frame.
     struct Event;
 
+    void leaveWindow();
     void takeKeyboard();
     /// To the host, when no view wants it any more.
     void giveKeyboardBack();
