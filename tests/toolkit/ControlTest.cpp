@@ -23,23 +23,6 @@ using namespace sorvane;
 using namespace sorvane::toolkit;
 using namespace sorvane::test;
 
-/// Images one below the other, the blue of each its number and one.
-Shared<CDIB> numberedImages(int width, int height, int count)
-{
-    auto images = Shared<CDIB>::adopt(new CDIB(width, height * count, false));
-    for (int y = 0; y < height * count; ++y)
-        for (Pixel& pixel : images->row(y))
-            pixel = 0xFF000000U | static_cast<Pixel>(y / height + 1);
-    return images;
-}
-
-/// Paints, and reads which image shows at a place; -1 for none.
-int shownAt(Opened& opened, int x, int y)
-{
-    opened.frame->idle();
-    return static_cast<int>(opened.window.getPicture()[static_cast<std::size_t>(y * 200 + x)] & 0xFFU) - 1;
-}
-
 /// Does something when a value changes.
 class Reaction final : public EditLog {
 public:
@@ -133,6 +116,19 @@ TEST(CKnob, TurnsAsTheFrameSays)
     EXPECT_NEAR(knob->getValue(), 0.5F + 1.0F / 3.0F, 1e-5F);
     opened.events().windowMouseUp(145, 50, kLButton);
 
+    opened.events().windowMouseDown(100, 95, kLButton); // six: the end, though beyond it
+    EXPECT_EQ(knob->getValue(), 1.0F);
+    move(145, 50); // goes to where the mouse is
+    EXPECT_NEAR(knob->getValue(), 0.5F + 1.0F / 3.0F, 1e-5F);
+    opened.events().windowMouseUp(145, 50, kLButton);
+    opened.events().windowMouseDown(100, 50, kLButton); // the middle is nowhere
+    EXPECT_NEAR(knob->getValue(), 0.5F + 1.0F / 3.0F, 1e-5F);
+    move(100, 5);
+    EXPECT_NEAR(knob->getValue(), 0.5F, 1e-5F);
+    move(100, 50);
+    EXPECT_NEAR(knob->getValue(), 0.5F, 1e-5F);
+    opened.events().windowMouseUp(100, 50, kLButton);
+
     opened.frame->setKnobMode(KnobMode::relativeCircular);
     knob->setValue(0.0F);
     opened.events().windowMouseDown(100, 5, kLButton);
@@ -144,6 +140,13 @@ TEST(CKnob, TurnsAsTheFrameSays)
     EXPECT_FLOAT_EQ(knob->getValue(), 0.5F);
     opened.click(100, 50, kRButton);
     EXPECT_FALSE(knob->isTypeOf("CAnimKnob"));
+    // The wheel while it is dragged: the drag goes on from there.
+    opened.frame->setKnobMode(KnobMode::linear);
+    opened.events().windowMouseDown(100, 50, kLButton);
+    opened.events().windowWheel(100, 50, platform::WheelAxis::vertical, 1.0F, 0);
+    move(100, 30);
+    EXPECT_NEAR(knob->getValue(), 0.5F + 0.1F + 0.1F, 1e-5F);
+    opened.events().windowMouseUp(100, 30, kLButton);
 }
 
 TEST(CSlider, TakesHandlePositionsAndEitherWay)
@@ -228,6 +231,13 @@ TEST(CRockerSwitch, SpringsBack)
     opened.events().windowWheel(5, 5, platform::WheelAxis::vertical, -1.0F, 0);
     EXPECT_EQ(rocker->getValue(), 0.5F);
     EXPECT_EQ(log.take(), "b1 v1 v1 e1 ");
+    auto* const bipolar =
+        new CRockerSwitch({50, 0, 90, 20}, nullptr, 2, 0, images.get(), CRockerSwitch::Direction::horizontal);
+    bipolar->setMin(-1.0F);
+    bipolar->setMax(1.0F);
+    opened.frame->addView(bipolar);
+    EXPECT_EQ(bipolar->getValue(), 0.0F);
+    EXPECT_EQ(shownAt(opened, 55, 5), 1);
     log.react = [&] { opened.frame->removeView(*rocker); }; // which drops its last use
     opened.click(30, 5);
     EXPECT_EQ(log.take(), "b1 v1 v1 e1 ");
