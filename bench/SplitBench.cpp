@@ -34,22 +34,25 @@ void slowestBlock(benchmark::State& state)
     using Clock = std::chrono::steady_clock;
     const auto length = static_cast<int>(state.range(0));
     std::array<FIRConvolver, 2> channels{FIRConvolver(length), FIRConvolver(length)};
-    for (FIRConvolver& channel : channels)
-        channel.load(noise(static_cast<std::size_t>(length)));
-    std::vector<double> past = noise(1024); // no work is due before the first blocks are complete
-    for (FIRConvolver& channel : channels)
-        channel.process(past);
+    channels[0].load(noise(static_cast<std::size_t>(length)));
+    channels[1].shareTaps(channels[0]);
+    const auto process = [&](std::vector<double>& left, std::vector<double>& right) {
+        FIRConvolver::processTogether(
+            std::array{FIRConvolver::Lane{channels[0], left}, FIRConvolver::Lane{channels[1], right}});
+    };
+    std::vector<double> left = noise(1024); // no work is due before the first blocks are complete
+    std::vector<double> right = left;
+    process(left, right);
     const auto input = noise(kBlock);
-    std::vector<double> samples(kBlock);
     std::vector<double> quickest(512 / kBlock, 1e9);
     std::size_t place = 0;
     while (state.KeepRunning()) {
+        left = input;
+        right = input;
         const auto start = Clock::now();
-        for (FIRConvolver& channel : channels) {
-            std::copy(input.begin(), input.end(), samples.begin());
-            channel.process(samples);
-            benchmark::DoNotOptimize(samples.data());
-        }
+        process(left, right);
+        benchmark::DoNotOptimize(left.data());
+        benchmark::DoNotOptimize(right.data());
         const std::chrono::duration<double, std::nano> taken = Clock::now() - start;
         quickest[place] = std::min(quickest[place], taken.count());
         place = (place + 1) % quickest.size();
@@ -81,6 +84,7 @@ void changeOver(benchmark::State& state)
     const std::vector<double> magnitudes(static_cast<std::size_t>(length / 2 + 1), 0.5);
     LinearPhaseFIR fir;
     std::vector<double> samples(512 + kBlock, 0.5);
+    std::vector<double> other = samples;
     while (state.KeepRunning()) {
         const bool loaded = fir.load(length, {magnitudes, magnitudes});
         const auto start = Clock::now();
@@ -88,8 +92,7 @@ void changeOver(benchmark::State& state)
         const std::chrono::duration<double> taken = Clock::now() - start;
         state.SetIterationTime(taken.count());
         benchmark::DoNotOptimize(loaded);
-        fir.process(0, samples);
-        fir.process(1, samples);
+        fir.process(std::array<std::span<double>, 2>{samples, other});
     }
 }
 BENCHMARK(changeOver)->Arg(2048)->Arg(8192)->UseManualTime();

@@ -262,13 +262,15 @@ void BandSplit::process(std::span<const Signals> signals) noexcept
 
 void BandSplit::splitLinearPhase(std::span<const Signals> signals) noexcept
 {
+    std::array<std::span<double>, 2> bands;
     for (std::size_t c = 0; c < signals.size(); ++c) {
-        const auto [band, rest, scratch] = signals[c];
-        channelFilters[c].restDelay.process(band, rest, fir.delaySamples(), delayPlace);
-        fir.process(static_cast<int>(c), band);
-        if (dryMode == DryMode::remainder)
-            dsp::addScaled(band, -1.0, rest);
+        bands[c] = signals[c].band;
+        channelFilters[c].restDelay.process(signals[c].band, signals[c].rest, fir.delaySamples(), delayPlace);
     }
+    fir.process(std::span(bands).first(signals.size()));
+    if (dryMode == DryMode::remainder)
+        for (const Signals& signal : signals)
+            dsp::addScaled(signal.band, -1.0, signal.rest);
 }
 
 /// \param first    channel of the first signal

@@ -409,13 +409,16 @@ void Compressor::linkDetectorInputs(const Block& block) noexcept
 /// The audio waits for the look-ahead, so that a peak meets the gain that it caused.
 void Compressor::delayAudio(const Block& block) noexcept
 {
-    for (std::size_t c = 0; c < block.channels; ++c) {
-        Channel& channel = channelStates[c];
-        channel.wetDelay.process(buffers.channel(WorkBuffers::wet, c, block.frames), active.lookaheadSamples,
-                                 lookaheadPlace);
-        channel.passDelay.process(buffers.channel(WorkBuffers::pass, c, block.frames), active.lookaheadSamples,
-                                  lookaheadPlace);
-    }
+    const bool heard = !active.bypassed || active.oversampled; // in bypass only the half-bands listen
+    for (std::size_t c = 0; c < block.channels; ++c)
+        for (const auto& [delay, role] :
+             {std::pair(&Channel::wetDelay, WorkBuffers::wet), {&Channel::passDelay, WorkBuffers::pass}}) {
+            const auto samples = buffers.channel(role, c, block.frames);
+            if (heard)
+                (channelStates[c].*delay).process(samples, active.lookaheadSamples, lookaheadPlace);
+            else
+                (channelStates[c].*delay).record(samples, lookaheadPlace);
+        }
     silenceAbsentChannel(block);
     bypassPlace.advance(block.frames);
     lookaheadPlace.advance(block.frames);

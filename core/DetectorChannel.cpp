@@ -72,24 +72,69 @@ Words<2> codePair(StateCode code)
     }
 }
 
-/// All stages of the sliding maximum over a piece, in place.
+/// A stage of few cells whose ring stands at its beginning before the piece and after it: the cells go before the levels,
+/// where there is room for them, and no run ends.
+template <std::uint32_t size>
+[[gnu::always_inline]] inline void widenShortWindow(double* __restrict cells, std::uint32_t delay,
+                                                    double* __restrict levels, double* __restrict maxima,
+                                                    std::uint32_t count) noexcept
+{
+    constexpr std::uint32_t width = std::min(size, std::uint32_t{dsp::kWidestVector});
+    for (std::uint32_t i = 0; i < size; i += width)
+        dsp::store<width>(dsp::load<width>(cells + i), levels + i - size);
+    for (std::uint32_t i = 0; i < size; i += width)
+        dsp::store<width>(dsp::load<width>(levels + count - size + i), cells + i);
+    takeLarger(levels, levels - delay, maxima, count);
+}
+
+constexpr std::uint32_t kMostShort = 64;
+
+/// All stages of the sliding maximum over the magnitudes of a piece, in place.
 /// \param tree     cells of the stages behind one another: 1, 2, 4 ...
 /// \param stages   1 and above
 /// \param shorter  by how much the last stage's delay is shorter than its cells
 [[gnu::always_inline]] inline void widenStepwise(double* tree, std::uint32_t index, std::uint32_t stages,
-                                                 std::uint32_t shorter, double* levels, std::uint32_t count) noexcept
+                                                 std::uint32_t shorter, double* samples, std::uint32_t count) noexcept
 {
-    std::array<double, kPiece> other;
-    double* from = levels;
-    double* to = other.data();
+    std::array<std::array<double, kMostShort + kPiece>, 2> rooms;
+    double* from = rooms[0].data() + kMostShort;
+    double* spare = rooms[1].data() + kMostShort;
+    for (std::uint32_t i = 0; i < count; ++i)
+        from[i] = std::abs(samples[i]);
     for (std::uint32_t stage = 0; stage < stages; ++stage) {
+        const bool isLast = stage + 1 == stages;
         const std::uint32_t size = 1U << stage;
-        const std::uint32_t delay = stage + 1 == stages ? size - shorter : size;
-        widenWindow(tree + (size - 1), size, index, delay, from, to, count);
-        std::swap(from, to);
+        const std::uint32_t delay = isLast ? size - shorter : size;
+        double* const cells = tree + (size - 1);
+        double* const to = isLast ? samples : spare;
+        const bool isShort = size <= kMostShort && ((index | count) & (size - 1)) == 0;
+        switch (isShort ? size : 0) {
+        case 1:
+            widenShortWindow<1>(cells, delay, from, to, count);
+            break;
+        case 2:
+            widenShortWindow<2>(cells, delay, from, to, count);
+            break;
+        case 4:
+            widenShortWindow<4>(cells, delay, from, to, count);
+            break;
+        case 8:
+            widenShortWindow<8>(cells, delay, from, to, count);
+            break;
+        case 16:
+            widenShortWindow<16>(cells, delay, from, to, count);
+            break;
+        case 32:
+            widenShortWindow<32>(cells, delay, from, to, count);
+            break;
+        case kMostShort:
+            widenShortWindow<kMostShort>(cells, delay, from, to, count);
+            break;
+        default:
+            widenWindow(cells, size, index, delay, from, to, count);
+        }
+        spare = std::exchange(from, to);
     }
-    if (from != levels)
-        std::copy_n(from, count, levels);
 }
 
 /// Level to gain change in dB over the curve with knee and ceiling; positive reduces, negative raises. Fast because every
@@ -217,8 +262,6 @@ void DetectorChannel::processPiece(Lanes lanes) noexcept
 {
     const DetectorSettings& path = lanes[0].detector.settings;
     for (const Block& block : lanes) {
-        for (double& sample : block.samples)
-            sample = std::abs(sample);
         block.detector.slidingMaximum(block.samples);
     }
     if (path.usePreSmoother)
@@ -276,14 +319,17 @@ void DetectorChannel::rebuildAverages() noexcept
 ///
 /// log2(n) comparisons a sample for any n. Fast because a stage runs over the whole piece before the next one does, so that
 /// neighbouring samples share a vector.
-void DetectorChannel::slidingMaximum(std::span<double> levels) noexcept
+void DetectorChannel::slidingMaximum(std::span<double> samples) noexcept
 {
-    if (settings.treeLevels > 0)
+    if (settings.treeLevels == 0)
+        for (double& sample : samples)
+            sample = std::abs(sample);
+    else
         dsp::CpuDispatch<widenStepwise>::run(maxTree.data(), treeIndex, static_cast<std::uint32_t>(settings.treeLevels),
-                                             static_cast<std::uint32_t>(settings.treeShort), levels.data(),
-                                             static_cast<std::uint32_t>(levels.size()));
+                                             static_cast<std::uint32_t>(settings.treeShort), samples.data(),
+                                             static_cast<std::uint32_t>(samples.size()));
     treeIndex =
-        (treeIndex + static_cast<std::uint32_t>(levels.size())) & static_cast<std::uint32_t>(settings.treeSize - 1);
+        (treeIndex + static_cast<std::uint32_t>(samples.size())) & static_cast<std::uint32_t>(settings.treeSize - 1);
 }
 
 /// Peak follower with a hold and two releases: the fast one as long as the envelope stands more than 6 dB above the

@@ -65,7 +65,7 @@ private:
     void beginBlock() noexcept;
     void rebuildAverages() noexcept;
     static void processPiece(Lanes lanes) noexcept;
-    void slidingMaximum(std::span<double> levels) noexcept;
+    void slidingMaximum(std::span<double> samples) noexcept;
     static void dualRelease(Lanes lanes) noexcept;
     [[nodiscard]] static bool staysAboveFlush(Lanes lanes) noexcept;
     template <bool flushes>

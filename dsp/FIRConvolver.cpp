@@ -1,5 +1,6 @@
 #include "FIRConvolver.h"
 
+#include "CpuDispatch.h"
 #include "DirectFIR.h"
 #include "Flush.h"
 
@@ -8,6 +9,25 @@
 #include <utility>
 
 namespace sorvane::dsp {
+
+namespace {
+
+/// Takes samples in and puts the sum of the levels' shares of the output in their place.
+[[gnu::always_inline]] inline void exchange(double* __restrict samples, double* __restrict input,
+                                            const std::array<const double*, FIRConvolver::kMostLevels>* shares,
+                                            std::size_t count) noexcept
+{
+    const auto [first, second, third] = *shares;
+    for (std::size_t i = 0; i < count; ++i)
+        input[i] = flush(samples[i]); // a denormal would slow down every butterfly that it takes part in
+    for (std::size_t i = 0; i < count; ++i)
+        samples[i] = first[i] + second[i];
+    if (third != nullptr)
+        for (std::size_t i = 0; i < count; ++i)
+            samples[i] += third[i];
+}
+
+} // namespace
 
 FIRConvolver::FIRConvolver(int length) : taps(length)
 {
@@ -21,6 +41,7 @@ FIRConvolver::FIRConvolver(int length) : taps(length)
         levels.emplace_back(size, firstTap, (end - firstTap) / size);
         firstTap = end;
     }
+    state.recent = AlignedBuffer(kStep + largest);
 }
 
 void FIRConvolver::load(std::span<const double> newTaps)
@@ -39,36 +60,81 @@ void FIRConvolver::shareTaps(const FIRConvolver& other) noexcept
         levels[i].shareTaps(other.levels[i]);
 }
 
+bool FIRConvolver::isInStepWith(const FIRConvolver& other) const noexcept
+{
+    return state.filled == other.state.filled &&
+           std::equal(levels.begin(), levels.end(), other.levels.begin(),
+                      [](const UniformPartitions& a, const UniformPartitions& b) { return a.isInStepWith(b); });
+}
+
 void FIRConvolver::process(std::span<double> samples) noexcept
 {
-    while (!samples.empty()) {
-        const std::size_t frames = std::min(kStep - state.filled, samples.size());
-        const auto stretch = samples.first(frames);
-        // A denormal would slow down every butterfly that it takes part in.
-        std::transform(stretch.begin(), stretch.end(), state.recent.begin() + kStep + state.filled, flush);
-        std::copy_n(state.ahead.begin() + state.filled, frames, stretch.begin());
-        addDirectFIR(head, state.recent.data() + state.filled + 1, stretch);
+    const Lane alone{*this, samples};
+    processTogether({&alone, 1});
+}
 
-        samples = samples.subspan(frames);
-        state.filled += frames;
-        if (state.filled == kStep)
-            completeStep();
+void FIRConvolver::processTogether(std::span<const Lane> lanes) noexcept
+{
+    if (lanes.size() == 2 && !lanes[0].convolver.isInStepWith(lanes[1].convolver)) {
+        processTogether(lanes.first(1));
+        processTogether(lanes.last(1));
+        return;
+    }
+    const std::size_t end = lanes[0].samples.size();
+    for (std::size_t done = 0; done < end;) {
+        const std::size_t filled = lanes[0].convolver.state.filled;
+        const std::size_t frames = std::min(kStep - filled, end - done);
+        for (const Lane& lane : lanes)
+            lane.convolver.processStretch(lane.samples.subspan(done, frames));
+        done += frames;
+        if (filled + frames == kStep)
+            completeStep(lanes);
     }
 }
 
-void FIRConvolver::completeStep() noexcept
+/// \param samples  no more than are left of the step
+void FIRConvolver::processStretch(std::span<double> samples) noexcept
 {
-    state.ahead.fill(0.0);
-    const auto newest = std::span<const double>(state.recent).last(kStep);
-    for (UniformPartitions& level : levels)
-        level.step(newest, state.ahead);
-    std::copy(newest.begin(), newest.end(), state.recent.begin());
+    double* const input = state.recent.data() + kStep + state.place + state.filled;
+    std::array<const double*, kMostLevels> shares{};
+    for (std::size_t level = 0; level < levels.size(); ++level)
+        shares[level] = levels[level].ahead() + state.filled;
+    CpuDispatch<exchange>::run(samples.data(), input, &shares, samples.size());
+    addDirectFIR(head, input + 1 - kStep, samples);
+    state.filled += samples.size();
+}
+
+void FIRConvolver::completeStep(std::span<const Lane> lanes) noexcept
+{
+    const auto stretchOf = [](const Lane& lane, std::size_t level) {
+        State& signal = lane.convolver.state;
+        return UniformPartitions::Lane{lane.convolver.levels[level],
+                                       signal.recent.all().first(kStep + signal.place + kStep)};
+    };
+    for (std::size_t level = 0; level < lanes[0].convolver.levels.size(); ++level) {
+        const std::array stretches{stretchOf(lanes.front(), level), stretchOf(lanes.back(), level)};
+        UniformPartitions::step(std::span(stretches).first(lanes.size()));
+    }
+    for (const Lane& lane : lanes)
+        lane.convolver.beginStep();
+}
+
+void FIRConvolver::beginStep() noexcept
+{
+    const auto recent = state.recent.all();
     state.filled = 0;
+    state.place += kStep;
+    if (state.place + kStep < recent.size())
+        return;
+    std::ranges::copy(recent.last(kStep), recent.begin());
+    state.place = 0;
 }
 
 void FIRConvolver::clear() noexcept
 {
-    state = State{};
+    state.recent.clear();
+    state.place = 0;
+    state.filled = 0;
     for (UniformPartitions& level : levels)
         level.clear();
 }

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "AlignedBuffer.h"
 #include "UniformPartitions.h"
 
 #include <array>
+#include <cstddef>
 #include <span>
 #include <vector>
 
@@ -16,6 +18,8 @@ namespace sorvane::dsp {
 /// last bit however the stream is cut into blocks.
 class FIRConvolver {
 public:
+    static constexpr std::size_t kMostLevels = 3; ///< sizes of partitions
+
     /// All taps are 0 at first.
     /// \param length  number of taps: 2048 or 8192. Any but the audio thread; throws std::bad_alloc.
     explicit FIRConvolver(int length);
@@ -33,6 +37,15 @@ public:
     /// Filters a block in place. Audio thread.
     void process(std::span<double> samples) noexcept;
 
+    /// A convolver with a block of its own.
+    struct Lane {
+        FIRConvolver& convolver;
+        std::span<double> samples;
+    };
+    /// Filters one block, or two of one size by convolvers of one length, as process would one after the other; taps that
+    /// both share are fetched once. Audio thread.
+    static void processTogether(std::span<const Lane> lanes) noexcept;
+
     /// Forgets the past of the signal; the taps stay. Any but the audio thread, while process doesn't run.
     void clear() noexcept;
 
@@ -43,12 +56,15 @@ public:
 private:
     static constexpr std::size_t kStep = UniformPartitions::kStep;
 
-    void completeStep() noexcept;
+    void processStretch(std::span<double> samples) noexcept;
+    [[nodiscard]] bool isInStepWith(const FIRConvolver& other) const noexcept;
+    void beginStep() noexcept;
+    static void completeStep(std::span<const Lane> lanes) noexcept;
 
     struct State {
-        std::array<double, 2 * kStep> recent{}; // kStep samples of the steps before, then those of this one
-        std::array<double, kStep> ahead{};      // what the partitions add to the outputs of this step
-        std::size_t filled = 0;                 // samples of this step so far
+        AlignedBuffer recent;   // the kStep samples before the largest block in the making, then those of it
+        std::size_t place = 0;  // in that block, of this step's first sample
+        std::size_t filled = 0; // samples of this step so far
     };
 
     int taps;

@@ -84,6 +84,13 @@ void LinearPhaseFIR::acceptPending() noexcept
     }
 }
 
+void LinearPhaseFIR::process(std::span<const std::span<double>> samples) noexcept
+{
+    const std::array lanes{FIRConvolver::Lane{inUse->channels[0], samples.front()},
+                           FIRConvolver::Lane{inUse->channels[1], samples.back()}};
+    FIRConvolver::processTogether(std::span(lanes).first(samples.size()));
+}
+
 void LinearPhaseFIR::clear() noexcept
 {
     for (FIRConvolver& channel : inUse->channels)

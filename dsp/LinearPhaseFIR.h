@@ -46,11 +46,9 @@ public:
     /// Takes a pending pair into use. Audio thread, at the start of a block; any while process doesn't run.
     void acceptPending() noexcept;
 
-    /// Filters a block of a channel, 0 or 1, in place, delayed by delaySamples(). Audio thread.
-    void process(int channel, std::span<double> samples) noexcept
-    {
-        inUse->channels[static_cast<std::size_t>(channel)].process(samples);
-    }
+    /// Filters a block of the first channel, or of both, in place, delayed by delaySamples(). Audio thread.
+    /// \param samples  of each channel, as many
+    void process(std::span<const std::span<double>> samples) noexcept;
 
     /// Forgets the past of the signal. Any but the audio thread, while process doesn't run.
     void clear() noexcept;

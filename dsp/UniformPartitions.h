@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace sorvane::dsp {
@@ -20,15 +21,16 @@ namespace sorvane::dsp {
 ///
 /// Fast because sums are formed from what is only read, where adding each block to all the sums that it falls into would
 /// also write them, and two at a time: all but the newest block is known a block earlier, and what two neighbouring
-/// sums take of spectra and taps goes through the caches once. So every second block brings most of the products.
+/// sums take of spectra and taps goes through the caches once. Each block brings half of the partitions to its own sum and
+/// the next, and the next block the other half, so that all blocks cost the same. Two signals that share their taps fetch
+/// those once.
 class UniformPartitions {
 public:
-    static constexpr std::size_t kStep = 32;           ///< samples a step
-    static constexpr std::size_t kMostPartitions = 16; ///< that a stretch can have
+    static constexpr std::size_t kStep = 32; ///< samples a step
 
     /// \param blockSize  B: kStep times a power of four
     /// \param firstTap   index in the whole filter of the stretch's first tap: kStep for B = kStep, else 2 B
-    /// \param count      number of partitions, 2 to kMostPartitions
+    /// \param count      number of partitions, 3 and above
     /// Starts with taps and state at 0. Throws std::bad_alloc.
     UniformPartitions(std::size_t blockSize, std::size_t firstTap, std::size_t count);
 
@@ -39,8 +41,27 @@ public:
     /// Takes the taps of \p other, of the same shape, and shares their memory with it. Threads as load.
     void shareTaps(const UniformPartitions& other) noexcept { spectra = other.spectra; }
 
-    /// Takes in kStep samples and adds this stretch's share of the next kStep outputs to \p ahead. Audio thread.
-    void step(std::span<const double> newest, std::span<double> ahead) noexcept;
+    /// A stretch, and the samples that it takes in: kStep new ones, and before them, where a block is complete with them,
+    /// the rest of that block.
+    struct Lane {
+        UniformPartitions& stretch;
+        std::span<const double> input;
+    };
+    /// Advances one stretch, or two of one shape that are in step, by kStep samples. Audio thread.
+    static void step(std::span<const Lane> lanes) noexcept;
+
+    /// This stretch's share of the next kStep outputs, until the next step.
+    [[nodiscard]] const double* ahead() const noexcept
+    {
+        return state.output.data() + state.playing * transform.blockSize() + lastPhase() * kStep;
+    }
+
+    /// Whether both are at the same place of their blocks, as two are that have advanced as often since they were cleared.
+    [[nodiscard]] bool isInStepWith(const UniformPartitions& other) const noexcept
+    {
+        return state.phase == other.state.phase && state.newest == other.state.newest && state.due == other.state.due &&
+               state.done == other.state.done;
+    }
 
     /// Forgets the past of the signal; the taps stay. Any but the audio thread, while no other uses this object: it frees
     /// taps that only the past had.
@@ -55,30 +76,51 @@ private:
     using Spectra = std::shared_ptr<AlignedBuffer>; // of the partitions, one after the other
 
     struct State {
-        AlignedBuffer input;       // B samples, the block in the making
         AlignedBuffer work;        // of the transform under way
         AlignedBuffer blocks;      // a ring of the spectra of as many complete blocks as there are partitions
         std::vector<Spectra> taps; // of each of those blocks; null for one of silence
         AlignedBuffer sums;        // the spectra of the output block that is due next and of the one after it
-        AlignedBuffer output;      // B samples, the block in the playing
+        AlignedBuffer output;      // the block in the playing and, where work takes time, the one in the making
         AlignedBuffer tail;        // B samples that overlap into the next block
-        std::size_t phase = 0;     // step within the block, 0 to steps - 1
+        std::size_t phase = 0;     // of the next step within the block, 0 to steps - 1
+        std::size_t playing = 0;   // place in output of the block in the playing
         std::size_t newest = 0;    // place in the ring of the last complete block
-        std::size_t due = 0;       // place in sums of the one that is due next: the second has its products but one
+        std::size_t due = 0;       // place in sums of the one that is due next
         std::size_t done = 0;      // tasks for the last complete block that are done
     };
 
-    // The work for a complete block is a list of tasks: the passes of the forward transform, the products of each
-    // partition, the passes of the inverse one.
-    [[nodiscard]] std::size_t tasksToProducts() const noexcept
+    using Lanes = std::span<const Lane>;
+
+    // The work for a complete block is a list of tasks: the passes of the forward transform, the products of partition 0
+    // and half of the others, each for a share of the bins, and the passes of the inverse transform.
+    [[nodiscard]] std::pair<std::size_t, std::size_t> half() const noexcept // the partitions from first to second
     {
-        return transform.passes() + (state.due == 0 ? partitions : 1);
+        const std::size_t middle = 1 + partitions / 2;
+        return state.due == 0 ? std::pair(std::size_t{1}, middle) : std::pair(middle, partitions);
     }
-    [[nodiscard]] std::size_t tasks() const noexcept { return transform.passes() + tasksToProducts(); }
+    [[nodiscard]] std::size_t productTasks() const noexcept { return 1 + partitions / 2; } // about as long as a pass
+    [[nodiscard]] std::size_t tasks() const noexcept { return 2 * transform.passes() + productTasks(); }
     void beginBlock() noexcept;
-    void work(std::size_t target) noexcept;
-    void addProducts(std::size_t first, std::size_t end) noexcept;
-    void addProducts(std::size_t first, std::size_t end, std::size_t sumCount) noexcept;
+    static void work(Lanes lanes, std::size_t target) noexcept;
+    void transformBlock(BlockTransform::Passes passes, std::span<const double> input) noexcept;
+    void transformSum(BlockTransform::Passes passes) noexcept;
+    static void addProducts(Lanes lanes, std::size_t first, std::size_t end) noexcept;
+    static void addPairs(Lanes lanes, std::size_t first, std::size_t count, std::size_t firstBin,
+                         std::size_t endBin) noexcept;
+
+    [[nodiscard]] std::size_t lastPhase() const noexcept { return (state.phase == 0 ? steps : state.phase) - 1; }
+    [[nodiscard]] std::size_t placeOf(std::size_t ago) const noexcept // in the ring, of the block so many blocks ago
+    {
+        return state.newest >= ago ? state.newest - ago : state.newest + partitions - ago;
+    }
+    [[nodiscard]] std::span<double> spectrumOf(std::size_t place) noexcept
+    {
+        return state.blocks.part(place, 2 * transform.blockSize());
+    }
+    [[nodiscard]] std::span<double> sum(std::size_t place) noexcept
+    {
+        return state.sums.part(place, 2 * transform.blockSize());
+    }
 
     std::size_t start; // in the whole filter
     std::size_t partitions;

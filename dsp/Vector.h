@@ -17,6 +17,9 @@ struct VectorTypes {
     using Words [[gnu::vector_size(width * sizeof(double))]] = std::uint64_t;
 };
 
+/// The most doubles that a kernel's vector can have.
+inline constexpr std::size_t kWidestVector = 8;
+
 /// As many doubles side by side.
 template <std::size_t width>
 using Vector = typename VectorTypes<width>::Doubles;

@@ -51,8 +51,10 @@ bool CControl::checkDefaultValue(int buttons)
         return false;
     const float before = value;
     beginEdit();
-    setValue(defaultValue);
-    tellChange(before);
+    if (editOpen) { // else the listener took it away
+        setValue(defaultValue);
+        tellChange(before);
+    }
     endEdit();
     setDirty();
     return true;
@@ -81,13 +83,16 @@ void CControl::endEdit()
 
 float CControl::position() const
 {
-    return vmax > vmin && value > vmin ? std::min((value - vmin) / (vmax - vmin), 1.0F) : 0.0F;
+    if (!(vmax > vmin && value > vmin))
+        return 0.0F;
+    const double lowest = vmin; // ranges may be wider than a float
+    return static_cast<float>(std::min((value - lowest) / (vmax - lowest), 1.0));
 }
 
 void CControl::moveTo(float newPosition)
 {
     const float before = value;
-    setValue(vmin + newPosition * (vmax - vmin));
+    setValue(std::lerp(vmin, vmax, newPosition)); // which has both ends exactly
     bounceValue();
     tellChange(before);
 }
@@ -95,7 +100,8 @@ void CControl::moveTo(float newPosition)
 void CControl::editTo(float newPosition)
 {
     beginEdit();
-    moveTo(newPosition);
+    if (editOpen)
+        moveTo(newPosition);
     endEdit();
 }
 
@@ -105,13 +111,15 @@ void CControl::tellChange(float before)
         listener->valueChanged(*this);
 }
 
-bool CControl::wheelBy(float change)
+bool CControl::wheelTo(float newValue)
 {
     const float before = value;
     beginWheelEdit();
-    setValue(value + change);
-    bounceValue();
-    tellChange(before);
+    if (editOpen) {
+        setValue(newValue);
+        bounceValue();
+        tellChange(before);
+    }
     endWheelEdit();
     setDirty();
     return true;

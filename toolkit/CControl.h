@@ -67,12 +67,14 @@ protected:
     [[nodiscard]] float position() const;
     /// Brings the value to a place in its range, and tells the listener when that changes it.
     void moveTo(float newPosition);
-    /// An edit of its own that does so.
+    /// An edit of its own that does so. Nothing when the listener, as it begins, takes the control away.
     void editTo(float newPosition);
     /// Tells the listener of the value when it isn't \p before.
     void tellChange(float before);
     /// One wheel step of an edit: the value moves by \p change, within its range. \return true
-    bool wheelBy(float change);
+    bool wheelBy(float change) { return wheelTo(value + change); }
+    /// And one to a value.
+    bool wheelTo(float newValue);
 
     CControlListener* listener;
     int tag;

@@ -1,7 +1,5 @@
 #include "CDragControl.h"
 
-#include <utility>
-
 namespace sorvane::toolkit {
 
 namespace {
@@ -13,50 +11,41 @@ float speedWith(int buttons)
 
 } // namespace
 
-void CDragControl::goOnFrom(float place, int buttons)
+MouseResult CDragControl::onMouseDown(CPoint where, int buttons)
+{
+    if ((buttons & kLButton) == 0 || (buttons & kControl) == 0)
+        return CPressControl::onMouseDown(where, buttons);
+    checkDefaultValue(buttons & (kLButton | kControl));
+    return MouseResult::handledNoMore;
+}
+
+void CDragControl::goOnFrom(float newPosition, float place, int buttons)
 {
     fine = (buttons & kShift) != 0;
     startPlace = place;
-    startPosition = position();
+    startPosition = newPosition;
 }
 
-MouseResult CDragControl::onMouseDown(CPoint where, int buttons)
+void CDragControl::pressBegins(CPoint where, int buttons)
 {
-    if ((buttons & kLButton) == 0)
-        return MouseResult::notHandled;
-    if ((buttons & kControl) != 0) {
-        checkDefaultValue(buttons & (kLButton | kControl));
-        return MouseResult::handledNoMore;
-    }
-    dragging = true;
-    beginEdit();
-    dragBegins(where, buttons);
-    goOnFrom(placeOf(where), buttons);
-    return MouseResult::handled;
+    const float from = dragBegins(where, buttons);
+    goOnFrom(from, placeOf(where), buttons);
 }
 
-MouseResult CDragControl::onMouseMoved(CPoint where, int buttons)
+void CDragControl::pressMoves(CPoint where, int buttons)
 {
-    if (!dragging || (buttons & kLButton) == 0)
-        return MouseResult::notHandled;
     const float place = placeOf(where);
     if (((buttons & kShift) != 0) != fine) // goes on from here at the other speed
-        goOnFrom(place, buttons);
+        goOnFrom(position(), place, buttons);
     moveTo(startPosition + (place - startPlace) * speedWith(buttons));
-    return MouseResult::handled;
 }
 
-MouseResult CDragControl::onMouseUp(CPoint /*where*/, int /*buttons*/)
+bool CDragControl::onWheel(CPoint where, float distance, int buttons)
 {
-    if (!std::exchange(dragging, false))
-        return MouseResult::notHandled;
-    endEdit();
-    return MouseResult::handled;
-}
-
-bool CDragControl::onWheel(CPoint /*where*/, float distance, int buttons)
-{
-    return wheelBy(distance * wheelInc * speedWith(buttons) * (vmax - vmin));
+    const bool taken = wheelBy(distance * wheelInc * speedWith(buttons) * (vmax - vmin));
+    if (isPressed()) // the drag goes on from there
+        goOnFrom(position(), placeOf(where), buttons);
+    return taken;
 }
 
 } // namespace sorvane::toolkit

@@ -1,18 +1,16 @@
 #pragma once
 
-#include "CControl.h"
+#include "CPressControl.h"
 
 namespace sorvane::toolkit {
 
 /// A control whose value a drag moves along a way. With Shift the drag is ten times finer, and so is the wheel; a click
 /// with Control goes back to the default.
-class CDragControl : public CControl {
+class CDragControl : public CPressControl {
 public:
-    using CControl::CControl;
+    using CPressControl::CPressControl;
 
     MouseResult onMouseDown(CPoint where, int buttons) override;
-    MouseResult onMouseMoved(CPoint where, int buttons) override;
-    MouseResult onMouseUp(CPoint where, int buttons) override;
     bool onWheel(CPoint where, float distance, int buttons) override;
     using CView::onWheel;
 
@@ -20,13 +18,15 @@ protected:
     /// Where the mouse is on the way, from wherever that is counted: 1 further for the highest value than for the lowest. It
     /// goes on beyond, so that a drag out and back ends where it began. Asked in the order of the mouse's places.
     [[nodiscard]] virtual float placeOf(CPoint where) = 0;
-    /// In the drag's edit, before the first place is asked.
-    virtual void dragBegins(CPoint /*where*/, int /*buttons*/) {}
+    /// In the drag's edit, before the first place is asked. \return the position that it goes on from, which may lie beyond
+    /// the range
+    virtual float dragBegins(CPoint /*where*/, int /*buttons*/) { return position(); }
 
 private:
-    void goOnFrom(float place, int buttons);
+    void pressBegins(CPoint where, int buttons) override;
+    void pressMoves(CPoint where, int buttons) override;
+    void goOnFrom(float newPosition, float place, int buttons);
 
-    bool dragging = false;
     bool fine = false;
     float startPlace = 0.0F;
     float startPosition = 0.0F;

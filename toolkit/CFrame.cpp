@@ -36,7 +36,8 @@ CFrame::CFrame(const CRect& frameRect, float drawScale) : CViewContainer(CRect{}
 
 CFrame::~CFrame()
 {
-    CFrame::close();
+    const auto guard = lock();
+    leaveWindow();
 }
 
 void CFrame::placeSize(float newWidth, float newHeight)
@@ -74,7 +75,12 @@ void CFrame::open(platform::Window& newWindow)
 
 void CFrame::close()
 {
-    const auto guard = lock();
+    const Event event(*this); // as controls end their edits, a listener may drop the frame
+    leaveWindow();
+}
+
+void CFrame::leaveWindow()
+{
     cancelDrag();
     endModal();
     setFocusView(nullptr);
@@ -227,7 +233,13 @@ void CFrame::startDrag(CDragContainer* dragged)
 
 CView* CFrame::dragTarget()
 {
-    return rect.contains(mousePosition) ? getViewAt(mousePosition) : nullptr;
+    if (!rect.contains(mousePosition))
+        return nullptr;
+    CView* const target = getViewAt(mousePosition);
+    for (const CView* around = target; modalView != nullptr && around != modalView; around = around->getParent())
+        if (around == nullptr) // not in the modal view
+            return nullptr;
+    return target;
 }
 
 void CFrame::cancelDrag()
@@ -341,12 +353,11 @@ void CFrame::windowMouseDown(int x, int y, int buttons)
 {
     const Event event(*this);
     mousePosition = toLogical(x, y);
-    if (pressed != nullptr) {
-        if (!isOneButton(buttons))
-            return;
+    if ((pressed != nullptr || isDragging()) && !isOneButton(buttons))
+        return;
+    if (pressed != nullptr)
         onMouseUp(mousePosition, buttons); // whose release was lost
-    }
-    cancelDrag(); // likewise
+    cancelDrag();                          // likewise
     onMouseDown(mousePosition, buttons);
 }
 

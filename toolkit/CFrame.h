@@ -53,8 +53,9 @@ public:
     void endModal();
     [[nodiscard]] CView* getModalView() const { return modalView; }
 
-    /// Takes over the caller's use of what a view drags from a press. Until the button is let go, which the view isn't told
-    /// of, the mouse tells the views that it comes over. Escape and a modal view give the drag up.
+    /// Takes over the caller's use of what a view drags from a press. Until the button is let go, the mouse tells the
+    /// views that it comes over, those in the modal view only if there is one. A view that waits for the release is told of
+    /// one outside of it. Escape and a modal view that opens give the drag up.
     void startDrag(CDragContainer* dragged);
     [[nodiscard]] bool isDragging() const { return dragRoute.isActive(); }
     void setKnobMode(KnobMode mode) { knobMode = mode; }
@@ -100,6 +101,7 @@ private:
     /// While an event is handled: the lock, and a use of the frame.
     struct Event;
 
+    void leaveWindow();
     void takeKeyboard();
     /// To the host, when no view wants it any more.
     void giveKeyboardBack();

@@ -2,72 +2,53 @@
 
 namespace sorvane::toolkit {
 
-void CKickButton::press(bool on)
+void CKickButton::kick(float newValue)
 {
-    setValue(on ? vmax : vmin);
+    setValue(newValue);
     if (listener != nullptr) // also at the release of a press that was dragged away
         listener->valueChanged(*this);
 }
 
-MouseResult CKickButton::onMouseDown(CPoint /*where*/, int buttons)
+void CKickButton::pressBegins(CPoint /*where*/, int /*buttons*/)
 {
-    if ((buttons & kLButton) == 0)
-        return MouseResult::notHandled;
-    beginEdit();
-    press(true);
-    return MouseResult::handled;
+    kick(vmax);
 }
 
-MouseResult CKickButton::onMouseMoved(CPoint where, int buttons)
+void CKickButton::pressMoves(CPoint where, int /*buttons*/)
 {
-    if ((buttons & kLButton) == 0)
-        return MouseResult::notHandled;
     setValue(rect.contains(where) ? vmax : vmin); // shown only
-    return MouseResult::handled;
 }
 
-MouseResult CKickButton::onMouseUp(CPoint /*where*/, int /*buttons*/)
+void CKickButton::pressEnds(bool /*givenUp*/)
 {
-    press(false);
-    endEdit();
-    return MouseResult::handled;
+    kick(vmin);
 }
 
 MouseResult COnOffButton::onMouseDown(CPoint /*where*/, int buttons)
 {
     if ((buttons & kLButton) == 0)
         return MouseResult::notHandled;
-    const float before = value;
-    beginEdit();
-    setValue(value > vmin ? vmin : vmax);
-    tellChange(before);
-    endEdit();
+    editTo(value > vmin ? 0.0F : 1.0F);
     return MouseResult::handledNoMore;
 }
 
-MouseResult CMovieButton::onMouseDown(CPoint where, int buttons)
+void CMovieButton::pressBegins(CPoint where, int buttons)
 {
-    if ((buttons & kLButton) == 0)
-        return MouseResult::notHandled;
     valueBefore = value;
-    beginEdit();
-    return onMouseMoved(where, buttons);
+    pressMoves(where, buttons);
 }
 
-MouseResult CMovieButton::onMouseMoved(CPoint where, int buttons)
+void CMovieButton::pressMoves(CPoint where, int /*buttons*/)
 {
-    if ((buttons & kLButton) == 0)
-        return MouseResult::notHandled;
     const bool wasOn = valueBefore > vmin;
     setValue(rect.contains(where) != wasOn ? vmax : vmin);
-    return MouseResult::handled;
 }
 
-MouseResult CMovieButton::onMouseUp(CPoint /*where*/, int /*buttons*/)
+void CMovieButton::pressEnds(bool givenUp)
 {
+    if (givenUp)
+        setValue(valueBefore);
     tellChange(valueBefore);
-    endEdit();
-    return MouseResult::handled;
 }
 
 } // namespace sorvane::toolkit

@@ -1,17 +1,17 @@
 #pragma once
 
-#include "CControl.h"
+#include "CPressControl.h"
 #include "ImageStrip.h"
 
 namespace sorvane::toolkit {
 
 /// A button with images of its states one below the other in its background.
-class CImageButton : public CControl {
+class CImageButton : public CPressControl {
 public:
     /// \param imageHeight  of one state, in logical pixels; 0 for that of the view
     CImageButton(const CRect& viewRect, CControlListener* controlListener, int controlTag, int imageHeight,
                  CBitmap* images)
-        : CControl(viewRect, controlListener, controlTag), imageStrip(imageHeight)
+        : CPressControl(viewRect, controlListener, controlTag), imageStrip(imageHeight)
     {
         setBackground(images);
     }
@@ -30,16 +30,16 @@ public:
     using CImageButton::CImageButton;
 
     void draw(CDrawContext& context) override { drawState(context, value > vmin ? 1 : 0); }
-    MouseResult onMouseDown(CPoint where, int buttons) override;
-    MouseResult onMouseMoved(CPoint where, int buttons) override;
-    MouseResult onMouseUp(CPoint where, int buttons) override;
     [[nodiscard]] bool isTypeOf(std::string_view name) const override
     {
         return name == "CKickButton" || CControl::isTypeOf(name);
     }
 
 private:
-    void press(bool on);
+    void pressBegins(CPoint where, int buttons) override;
+    void pressMoves(CPoint where, int buttons) override;
+    void pressEnds(bool givenUp) override;
+    void kick(float newValue);
 };
 
 /// A button that each click turns on or off. Two images.
@@ -55,21 +55,23 @@ public:
     }
 };
 
-/// A button that is the other of on and off while it is pressed, and stays so when released on it.
+/// A button that is the other of on and off while it is pressed, and stays so when released on it. A press that is given up
+/// changes nothing.
 class CMovieButton : public CImageButton {
 public:
     using CImageButton::CImageButton;
 
     void draw(CDrawContext& context) override { drawState(context, value > vmin ? 1 : 0); }
-    MouseResult onMouseDown(CPoint where, int buttons) override;
-    MouseResult onMouseMoved(CPoint where, int buttons) override;
-    MouseResult onMouseUp(CPoint where, int buttons) override;
     [[nodiscard]] bool isTypeOf(std::string_view name) const override
     {
         return name == "CMovieButton" || CControl::isTypeOf(name);
     }
 
 private:
+    void pressBegins(CPoint where, int buttons) override;
+    void pressMoves(CPoint where, int buttons) override;
+    void pressEnds(bool givenUp) override;
+
     float valueBefore = 0.0F;
 };
 

@@ -11,6 +11,7 @@ namespace {
 
 constexpr float kSweep = 0.75F;         ///< of a turn, from the lowest value to the highest
 constexpr float kLinearPixels = 200.0F; ///< of a straight drag from the lowest to the highest, logical
+constexpr float kNoDirection = 1.0F;    ///< from the middle, logical pixels
 constexpr float kWholeTurn = 2.0F * std::numbers::pi_v<float>;
 
 } // namespace
@@ -32,8 +33,7 @@ void CKnob::draw(CDrawContext& context)
         const float width = handle->logicalWidth();
         const float height = handle->logicalHeight();
         const CPoint place = at(radius - std::max(width, height) / 2.0F) - CPoint{width / 2.0F, height / 2.0F};
-        const CPoint whole{std::round(place.x), std::round(place.y)}; // so that the image stays crisp
-        handle->draw(context, {whole.x, whole.y, whole.x + width, whole.y + height});
+        handle->draw(context, {place.x, place.y, place.x + width, place.y + height});
         return;
     }
     context.setFrameColor(handleColour);
@@ -45,6 +45,8 @@ void CKnob::draw(CDrawContext& context)
 float CKnob::turnAt(CPoint where) const
 {
     const CPoint from = where - middle();
+    if (std::hypot(from.x, from.y) < kNoDirection)
+        return lastTurn;
     return std::atan2(from.x, -from.y) / kWholeTurn;
 }
 
@@ -58,14 +60,18 @@ float CKnob::placeOf(CPoint where)
     return turned / kSweep;
 }
 
-void CKnob::dragBegins(CPoint where, int buttons)
+float CKnob::dragBegins(CPoint where, int buttons)
 {
     const KnobMode mode = getFrame() != nullptr ? getFrame()->getKnobMode() : KnobMode::linear;
     linear = mode == KnobMode::linear;
     turned = 0.0F;
+    lastTurn = (position() - 0.5F) * kSweep; // the handle's, for a press in the middle
     lastTurn = turnAt(where);
-    if (mode == KnobMode::circular && (buttons & kShift) == 0)
-        moveTo(lastTurn / kSweep + 0.5F);
+    if (mode != KnobMode::circular || (buttons & kShift) != 0)
+        return position();
+    const float pointed = lastTurn / kSweep + 0.5F;
+    moveTo(pointed);
+    return pointed;
 }
 
 } // namespace sorvane::toolkit

@@ -25,10 +25,10 @@ public:
 
 private:
     [[nodiscard]] CPoint middle() const { return {(rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2}; }
-    /// From the top, clockwise, -1/2 to 1/2 of a turn.
+    /// From the top, clockwise, -1/2 to 1/2 of a turn. The last in the middle, where there is no direction.
     [[nodiscard]] float turnAt(CPoint where) const;
     [[nodiscard]] float placeOf(CPoint where) override;
-    void dragBegins(CPoint where, int buttons) override;
+    float dragBegins(CPoint where, int buttons) override;
 
     Shared<CBitmap> handle;
     CColor handleColour{78, 154, 204, 255};

@@ -48,10 +48,11 @@ CSpecialDigit::CSpecialDigit(const CRect& viewRect, CControlListener* controlLis
 void CSpecialDigit::draw(CDrawContext& context)
 {
     const float width = rect.width() / static_cast<float>(digits);
-    int number = value > 0.0F ? roundToPixel(std::min(value, vmax)) : 0;
+    const double most = std::pow(10.0, digits) - 1.0;
+    long number = value > 0.0F ? std::lround(std::min<double>(value, most)) : 0;
     for (int place = digits - 1; place >= 0; --place, number /= 10) {
         const float left = rect.left + static_cast<float>(place) * width;
-        imageStrip.draw(context, *this, number % 10, {left, rect.top, left + width, rect.bottom});
+        imageStrip.draw(context, *this, static_cast<int>(number % 10), {left, rect.top, left + width, rect.bottom});
     }
 }
 

@@ -14,7 +14,7 @@ CSplashScreen::CSplashScreen(const CRect& viewRect, CControlListener* controlLis
 void CSplashScreen::splash()
 {
     CFrame* const owner = getFrame();
-    if (owner == nullptr || splashView != nullptr)
+    if (owner == nullptr || splashView != nullptr || getBackground() == nullptr)
         return;
     const Shared<CSplashScreen> kept(this); // whatever is told that another modal view ends, or that this one opens
     splashView = new CDefaultSplashScreenView(owner->getViewSize(), *this, shown);

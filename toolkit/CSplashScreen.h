@@ -14,7 +14,7 @@ public:
     CSplashScreen(const CRect& viewRect, CControlListener* controlListener, int controlTag, CBitmap* image,
                   const CRect& shownAt);
 
-    /// Opens it. Nothing without a frame, or when it is open.
+    /// Opens it. Nothing without a frame or an image, or when it is open.
     void splash();
     /// Closes it.
     void unSplash();
@@ -53,6 +53,10 @@ public:
     MouseResult onMouseDown(CPoint where, int buttons) override;
     bool onKeyDown(const KeyPress& key) override;
     void removed() override;
+    [[nodiscard]] bool isTypeOf(std::string_view name) const override
+    {
+        return name == "CDefaultSplashScreenView" || CView::isTypeOf(name);
+    }
 
 private:
     Shared<CSplashScreen> owner;

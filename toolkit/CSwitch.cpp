@@ -1,5 +1,7 @@
 #include "CSwitch.h"
 
+#include <cmath>
+
 namespace sorvane::toolkit {
 
 namespace {
@@ -8,33 +10,13 @@ constexpr float kRest = 0.5F; ///< of a rocker, in its range
 
 } // namespace
 
-MouseResult CSwitch::onMouseDown(CPoint where, int buttons)
+void CSwitch::pressMoves(CPoint where, int /*buttons*/)
 {
-    if ((buttons & kLButton) == 0)
-        return MouseResult::notHandled;
-    dragging = true;
-    beginEdit();
-    return onMouseMoved(where, buttons);
-}
-
-MouseResult CSwitch::onMouseMoved(CPoint where, int buttons)
-{
-    if (!dragging || (buttons & kLButton) == 0)
-        return MouseResult::notHandled;
     const int count = positionCount();
-    if (count > 1) {
-        const int index = std::clamp(floorToPixel(along(where) * static_cast<float>(count)), 0, count - 1);
-        moveTo(static_cast<float>(index) / static_cast<float>(count - 1));
-    }
-    return MouseResult::handled;
-}
-
-MouseResult CSwitch::onMouseUp(CPoint /*where*/, int /*buttons*/)
-{
-    if (!std::exchange(dragging, false))
-        return MouseResult::notHandled;
-    endEdit();
-    return MouseResult::handled;
+    if (count < 2)
+        return;
+    const int index = std::clamp(floorToPixel(along(where) * static_cast<float>(count)), 0, count - 1);
+    moveTo(static_cast<float>(index) / static_cast<float>(count - 1));
 }
 
 bool CSwitch::onWheel(CPoint /*where*/, float distance, int /*buttons*/)
@@ -44,15 +26,32 @@ bool CSwitch::onWheel(CPoint /*where*/, float distance, int /*buttons*/)
         return false;
     // From the position that shows, so that values between two don't stay so.
     const int next = std::clamp(imageAt(position(), count) + (distance > 0.0F ? 1 : -1), 0, count - 1);
-    return wheelBy((static_cast<float>(next) / static_cast<float>(count - 1) - position()) * (vmax - vmin));
+    return wheelTo(std::lerp(vmin, vmax, static_cast<float>(next) / static_cast<float>(count - 1)));
 }
 
 CRockerSwitch::CRockerSwitch(const CRect& viewRect, CControlListener* controlListener, int controlTag, int imageHeight,
                              CBitmap* images, Direction rockerDirection)
-    : CControl(viewRect, controlListener, controlTag), imageStrip(imageHeight, 3), direction(rockerDirection)
+    : CPressControl(viewRect, controlListener, controlTag), imageStrip(imageHeight, 3), direction(rockerDirection)
 {
-    value = kRest;
+    rest();
     setBackground(images);
+}
+
+void CRockerSwitch::rest()
+{
+    value = std::lerp(vmin, vmax, kRest);
+}
+
+void CRockerSwitch::setMin(float newMin)
+{
+    CPressControl::setMin(newMin);
+    rest();
+}
+
+void CRockerSwitch::setMax(float newMax)
+{
+    CPressControl::setMax(newMax);
+    rest();
 }
 
 float CRockerSwitch::halfAt(CPoint where) const
@@ -62,48 +61,29 @@ float CRockerSwitch::halfAt(CPoint where) const
     return second ? 1.0F : 0.0F;
 }
 
-MouseResult CRockerSwitch::onMouseDown(CPoint where, int buttons)
+void CRockerSwitch::pressBegins(CPoint where, int buttons)
 {
-    if ((buttons & kLButton) == 0)
-        return MouseResult::notHandled;
     held = halfAt(where);
-    pressed = true;
-    beginEdit();
-    return onMouseMoved(where, buttons);
+    pressMoves(where, buttons);
 }
 
-MouseResult CRockerSwitch::onMouseMoved(CPoint where, int /*buttons*/)
+void CRockerSwitch::pressMoves(CPoint where, int /*buttons*/)
 {
-    if (!pressed)
-        return MouseResult::notHandled;
     moveTo(rect.contains(where) && halfAt(where) == held ? held : kRest);
-    return MouseResult::handled;
 }
 
-MouseResult CRockerSwitch::onMouseUp(CPoint /*where*/, int /*buttons*/)
+void CRockerSwitch::pressEnds(bool /*givenUp*/)
 {
-    if (!std::exchange(pressed, false))
-        return MouseResult::notHandled;
     moveTo(kRest);
-    endEdit();
-    return MouseResult::handled;
-}
-
-void CRockerSwitch::removed()
-{
-    if (std::exchange(pressed, false)) // whose release won't come
-        moveTo(kRest);
-    CControl::removed();
 }
 
 bool CRockerSwitch::onWheel(CPoint /*where*/, float distance, int /*buttons*/)
 {
-    if (pressed)
+    if (isPressed())
         return true;
-    beginEdit();
-    moveTo(distance > 0.0F ? 1.0F : 0.0F);
-    moveTo(kRest);
-    endEdit();
+    const float part = distance > 0.0F ? 0.75F : 0.25F;
+    onMouseDown(rect.origin() + CPoint{rect.width() * part, rect.height() * part}, kLButton);
+    onMouseUp({}, 0);
     return true;
 }
 

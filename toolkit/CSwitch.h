@@ -1,17 +1,14 @@
 #pragma once
 
-#include "CControl.h"
+#include "CPressControl.h"
 #include "ImageStrip.h"
 
 namespace sorvane::toolkit {
 
 /// A switch of some positions side by side: a press or a drag sets the one under the mouse, the wheel the next. Its images
 /// stand for its values.
-class CSwitch : public CControl {
+class CSwitch : public CPressControl {
 public:
-    MouseResult onMouseDown(CPoint where, int buttons) override;
-    MouseResult onMouseMoved(CPoint where, int buttons) override;
-    MouseResult onMouseUp(CPoint where, int buttons) override;
     bool onWheel(CPoint where, float distance, int buttons) override;
     using CView::onWheel;
     void draw(CDrawContext& context) override { imageStrip.drawAt(context, *this, position()); }
@@ -20,7 +17,7 @@ protected:
     /// \param positions  0 for as many as there are images
     CSwitch(const CRect& viewRect, CControlListener* controlListener, int controlTag, ImageStrip strip, int positions,
             CBitmap* images)
-        : CControl(viewRect, controlListener, controlTag), imageStrip(strip), maxPositions(positions)
+        : CPressControl(viewRect, controlListener, controlTag), imageStrip(strip), maxPositions(positions)
     {
         setBackground(images);
     }
@@ -29,11 +26,12 @@ protected:
     [[nodiscard]] virtual float along(CPoint where) const = 0;
 
 private:
+    void pressBegins(CPoint where, int buttons) override { pressMoves(where, buttons); }
+    void pressMoves(CPoint where, int buttons) override;
     [[nodiscard]] int positionCount() const { return maxPositions > 0 ? maxPositions : imageStrip.countIn(*this); }
 
     ImageStrip imageStrip;
     int maxPositions;
-    bool dragging = false;
 };
 
 /// The lowest value at the top.
@@ -70,7 +68,7 @@ private:
 
 /// A switch that rests in the middle of its range and springs back there: a press on its first half gives the lowest value,
 /// one on its second the highest, as long as it is held. Three images: lowest, at rest, highest.
-class CRockerSwitch : public CControl {
+class CRockerSwitch : public CPressControl {
 public:
     enum class Direction { horizontal, vertical };
 
@@ -79,11 +77,9 @@ public:
                   CBitmap* images, Direction rockerDirection);
 
     void draw(CDrawContext& context) override { imageStrip.drawAt(context, *this, position()); }
-    MouseResult onMouseDown(CPoint where, int buttons) override;
-    MouseResult onMouseMoved(CPoint where, int buttons) override;
-    MouseResult onMouseUp(CPoint where, int buttons) override;
-    /// Springs back.
-    void removed() override;
+    /// Both bring it to the middle of the new range.
+    void setMin(float newMin) override;
+    void setMax(float newMax) override;
     /// A step up or down is a press of either half.
     bool onWheel(CPoint where, float distance, int buttons) override;
     using CView::onWheel;
@@ -93,12 +89,15 @@ public:
     }
 
 private:
+    void pressBegins(CPoint where, int buttons) override;
+    void pressMoves(CPoint where, int buttons) override;
+    void pressEnds(bool givenUp) override;
+    void rest();
     [[nodiscard]] float halfAt(CPoint where) const;
 
     ImageStrip imageStrip;
     Direction direction;
     float held = 0.0F; ///< the half that is pressed, 0 or 1
-    bool pressed = false;
 };
 
 } // namespace sorvane::toolkit

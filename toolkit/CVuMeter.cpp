@@ -6,7 +6,7 @@ namespace sorvane::toolkit {
 
 CVuMeter::CVuMeter(const CRect& viewRect, CControlListener* controlListener, int controlTag, CBitmap* onImage,
                    CBitmap* offImage, int ledCount, Direction meterDirection)
-    : CControl(viewRect, controlListener, controlTag), on(onImage), leds(std::max(1, ledCount)),
+    : CControl(viewRect, controlListener, controlTag), on(onImage), leds(std::clamp(ledCount, 1, kMostLeds)),
       direction(meterDirection)
 {
     setBackground(offImage);

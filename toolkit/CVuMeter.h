@@ -9,9 +9,10 @@ namespace sorvane::toolkit {
 class CVuMeter : public CControl {
 public:
     enum class Direction { horizontal, vertical };
+    static constexpr int kMostLeds = 10'000;
 
     /// \param onImage, offImage  may be null, which shows nothing
-    /// \param ledCount           1 and above
+    /// \param ledCount           1 to kMostLeds
     CVuMeter(const CRect& viewRect, CControlListener* controlListener, int controlTag, CBitmap* onImage,
              CBitmap* offImage, int ledCount, Direction meterDirection);
 

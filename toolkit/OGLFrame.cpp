@@ -63,6 +63,7 @@ void OGLFrame::open(platform::Window& newWindow)
 
 void OGLFrame::close()
 {
+    const Shared<OGLFrame> kept(this); // as in any frame's
     if (render)
         render->stopThread(); // before any view goes
     CGFrame::close();

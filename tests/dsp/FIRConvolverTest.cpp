@@ -63,6 +63,52 @@ TEST(FIRConvolver, EqualsDirectConvolutionAndIsTheSameForAnyBlockSizeAndVectorUn
     }
 }
 
+// Two channels give the bits that each would give alone: with one filter or two, in step or not, and while one filter takes
+// another's place.
+TEST(FIRConvolver, TogetherIsTheSameAsOneByOne)
+{
+    constexpr std::size_t kChange = 5000;
+    constexpr std::size_t kFrames = 12000;
+    for (const int length : {2048, 8192})
+        for (const bool shared : {true, false})
+            for (const std::size_t lead : {0U, 17U, 96U, 512U}) { // of the first channel
+                const auto convolvers = [&](unsigned seed) {
+                    std::vector<FIRConvolver> pair;
+                    for (unsigned c = 0; c < 2; ++c) {
+                        pair.emplace_back(length);
+                        if (c == 1 && shared)
+                            pair[1].shareTaps(pair[0]);
+                        else
+                            pair[c].load(test::noise(static_cast<std::size_t>(length), seed + c));
+                    }
+                    return pair;
+                };
+                const auto run = [&](bool together) {
+                    std::array channels{test::noise(kFrames, 5), test::noise(kFrames, 6)};
+                    std::vector<FIRConvolver> pair = convolvers(1);
+                    std::vector<FIRConvolver> successors = convolvers(3);
+                    std::vector<double> ahead = test::noise(lead, 7);
+                    pair[0].process(ahead);
+                    const auto process = [&](std::size_t first, std::size_t frames) {
+                        const std::array lanes{
+                            FIRConvolver::Lane{pair[0], std::span(channels[0]).subspan(first, frames)},
+                            FIRConvolver::Lane{pair[1], std::span(channels[1]).subspan(first, frames)}};
+                        if (together)
+                            return FIRConvolver::processTogether(lanes);
+                        for (const FIRConvolver::Lane& lane : lanes)
+                            lane.convolver.process(lane.samples);
+                    };
+                    process(0, kChange);
+                    for (std::size_t c = 0; c < 2; ++c)
+                        successors[c].continueFrom(pair[c]);
+                    pair.swap(successors);
+                    process(kChange, kFrames - kChange);
+                    return channels;
+                };
+                EXPECT_EQ(run(true), run(false)) << length << ", one filter " << shared << ", lead " << lead;
+            }
+}
+
 TEST(FIRConvolver, TakesDenormalsForSilence)
 {
     FIRConvolver convolver(2048);

@@ -53,7 +53,8 @@ double settle(LinearPhaseFIR& fir, int frames)
 {
     std::vector<double> samples(static_cast<std::size_t>(frames), 1.0);
     fir.acceptPending();
-    fir.process(0, samples);
+    const std::span<double> channel(samples);
+    fir.process({&channel, 1});
     return samples.back();
 }
 
@@ -96,10 +97,12 @@ TEST(LinearPhaseFIR, ChannelsKeepTheirOwnGainHoweverOftenTheyAgreed)
         const std::vector<double> magnitudes0(kNormal / 2 + 1, first);
         const std::vector<double> magnitudes1(kNormal / 2 + 1, second);
         ASSERT_TRUE(fir.load(kNormal, {magnitudes0, magnitudes1}));
-        std::vector<double> samples(2 * kNormal, 1.0);
-        EXPECT_NEAR(settle(fir, 2 * kNormal), first, 4.0 * kTolerance);
-        fir.process(1, samples);
-        EXPECT_NEAR(samples.back(), second, 4.0 * kTolerance);
+        std::vector<double> left(2 * kNormal, 1.0);
+        std::vector<double> right = left;
+        fir.acceptPending();
+        fir.process(std::array<std::span<double>, 2>{left, right});
+        EXPECT_NEAR(left.back(), first, 4.0 * kTolerance);
+        EXPECT_NEAR(right.back(), second, 4.0 * kTolerance);
     }
 }
 
@@ -161,8 +164,7 @@ TEST(LinearPhaseFIR, HandsWholePairsToARunningBlock)
             std::fill(left.begin(), left.end(), 1.0);
             std::fill(right.begin(), right.end(), 1.0);
             fir.acceptPending();
-            fir.process(0, left);
-            fir.process(1, right);
+            fir.process(std::array<std::span<double>, 2>{left, right});
             for (std::size_t i = 0; i < left.size(); ++i) {
                 const double gain = std::round(left[i]);
                 wrong += std::abs(left[i] - gain) > 1e-4 || gain < 0.0 || gain > 3.0 || right[i] != -left[i];

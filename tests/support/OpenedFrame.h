@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CControl.h"
+#include "CDIB.h"
 #include "CGFrame.h"
 #include "HeadlessWindow.h"
 
@@ -80,5 +81,22 @@ struct Opened {
     platform::HeadlessWindow window;
     toolkit::Shared<toolkit::CGFrame> frame;
 };
+
+/// Images one below the other, the blue of each its number and one.
+inline toolkit::Shared<toolkit::CDIB> numberedImages(int width, int height, int count)
+{
+    auto images = toolkit::Shared<toolkit::CDIB>::adopt(new toolkit::CDIB(width, height * count, false));
+    for (int y = 0; y < height * count; ++y)
+        for (toolkit::Pixel& pixel : images->row(y))
+            pixel = 0xFF000000U | static_cast<toolkit::Pixel>(y / height + 1);
+    return images;
+}
+
+/// Paints, and reads which image shows at a place; -1 for none.
+inline int shownAt(Opened& opened, int x, int y)
+{
+    opened.frame->idle();
+    return static_cast<int>(opened.window.getPicture()[static_cast<std::size_t>(y * 200 + x)] & 0xFFU) - 1;
+}
 
 } // namespace sorvane::test

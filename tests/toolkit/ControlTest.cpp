@@ -23,23 +23,6 @@ using namespace sorvane;
 using namespace sorvane::toolkit;
 using namespace sorvane::test;
 
-/// Images one below the other, the blue of each its number and one.
-Shared<CDIB> numberedImages(int width, int height, int count)
-{
-    auto images = Shared<CDIB>::adopt(new CDIB(width, height * count, false));
-    for (int y = 0; y < height * count; ++y)
-        for (Pixel& pixel : images->row(y))
-            pixel = 0xFF000000U | static_cast<Pixel>(y / height + 1);
-    return images;
-}
-
-/// Paints, and reads which image shows at a place; -1 for none.
-int shownAt(Opened& opened, int x, int y)
-{
-    opened.frame->idle();
-    return static_cast<int>(opened.window.getPicture()[static_cast<std::size_t>(y * 200 + x)] & 0xFFU) - 1;
-}
-
 /// Does something when a value changes.
 class Reaction final : public EditLog {
 public:
@@ -133,6 +116,19 @@ TEST(CKnob, TurnsAsTheFrameSays)
     EXPECT_NEAR(knob->getValue(), 0.5F + 1.0F / 3.0F, 1e-5F);
     opened.events().windowMouseUp(145, 50, kLButton);
 
+    opened.events().windowMouseDown(100, 95, kLButton); // six: the end, though beyond it
+    EXPECT_EQ(knob->getValue(), 1.0F);
+    move(145, 50); // goes to where the mouse is
+    EXPECT_NEAR(knob->getValue(), 0.5F + 1.0F / 3.0F, 1e-5F);
+    opened.events().windowMouseUp(145, 50, kLButton);
+    opened.events().windowMouseDown(100, 50, kLButton); // the middle is nowhere
+    EXPECT_NEAR(knob->getValue(), 0.5F + 1.0F / 3.0F, 1e-5F);
+    move(100, 5);
+    EXPECT_NEAR(knob->getValue(), 0.5F, 1e-5F);
+    move(100, 50);
+    EXPECT_NEAR(knob->getValue(), 0.5F, 1e-5F);
+    opened.events().windowMouseUp(100, 50, kLButton);
+
     opened.frame->setKnobMode(KnobMode::relativeCircular);
     knob->setValue(0.0F);
     opened.events().windowMouseDown(100, 5, kLButton);
@@ -144,6 +140,13 @@ TEST(CKnob, TurnsAsTheFrameSays)
     EXPECT_FLOAT_EQ(knob->getValue(), 0.5F);
     opened.click(100, 50, kRButton);
     EXPECT_FALSE(knob->isTypeOf("CAnimKnob"));
+    // The wheel while it is dragged: the drag goes on from there.
+    opened.frame->setKnobMode(KnobMode::linear);
+    opened.events().windowMouseDown(100, 50, kLButton);
+    opened.events().windowWheel(100, 50, platform::WheelAxis::vertical, 1.0F, 0);
+    move(100, 30);
+    EXPECT_NEAR(knob->getValue(), 0.5F + 0.1F + 0.1F, 1e-5F);
+    opened.events().windowMouseUp(100, 30, kLButton);
 }
 
 TEST(CSlider, TakesHandlePositionsAndEitherWay)
@@ -228,6 +231,13 @@ TEST(CRockerSwitch, SpringsBack)
     opened.events().windowWheel(5, 5, platform::WheelAxis::vertical, -1.0F, 0);
     EXPECT_EQ(rocker->getValue(), 0.5F);
     EXPECT_EQ(log.take(), "b1 v1 v1 e1 ");
+    auto* const bipolar =
+        new CRockerSwitch({50, 0, 90, 20}, nullptr, 2, 0, images.get(), CRockerSwitch::Direction::horizontal);
+    bipolar->setMin(-1.0F);
+    bipolar->setMax(1.0F);
+    opened.frame->addView(bipolar);
+    EXPECT_EQ(bipolar->getValue(), 0.0F);
+    EXPECT_EQ(shownAt(opened, 55, 5), 1);
     log.react = [&] { opened.frame->removeView(*rocker); }; // which drops its last use
     opened.click(30, 5);
     EXPECT_EQ(log.take(), "b1 v1 v1 e1 ");
@@ -265,8 +275,24 @@ TEST(CVuMeter, LightsLedsAndDigits)
     auto* const column =
         new CVuMeter({110, 0, 120, 100}, nullptr, 1, on.get(), nullptr, 4, CVuMeter::Direction::vertical);
     auto* const digits = new CSpecialDigit({0, 20, 60, 40}, nullptr, 1, 3, 0, numberedImages(20, 20, 10).get());
-    for (CView* const view : {static_cast<CView*>(meter), static_cast<CView*>(column), static_cast<CView*>(digits)})
+    auto* const most = new CSpecialDigit({60, 50, 200, 70}, nullptr, 1, CSpecialDigit::kMostDigits, 0,
+                                         numberedImages(20, 20, 10).get());
+    auto* const endless = new CVuMeter({0, 90, 100, 100}, nullptr, 1, on.get(), nullptr,
+                                       std::numeric_limits<int>::max(), CVuMeter::Direction::horizontal);
+    for (CView* const view : {static_cast<CView*>(meter), static_cast<CView*>(column), static_cast<CView*>(digits),
+                              static_cast<CView*>(most), static_cast<CView*>(endless)})
         opened.frame->addView(view);
+    endless->setValue(0.5F);
+    EXPECT_EQ(shownAt(opened, 48, 95), 0);
+    EXPECT_EQ(shownAt(opened, 51, 95), -1);
+    most->setMax(std::numeric_limits<float>::infinity());
+    for (const auto& [value, shown] : {std::pair{7654321.0F, 7654321}, {3.0e38F, 9999999}, {6.0F, 6}}) {
+        most->setValue(value);
+        int number = 0;
+        for (int x = 70; x < 200; x += 20)
+            number = 10 * number + shownAt(opened, x, 55);
+        EXPECT_EQ(number, shown);
+    }
     for (const auto& [value, lit] : {std::pair{0.0F, 0}, {0.34F, 3}, {0.36F, 4}, {1.0F, 10}, {7.0F, 10}, {NAN, 0}}) {
         meter->setValue(value);
         EXPECT_EQ(meter->litLeds(), lit) << value;
@@ -317,6 +343,11 @@ TEST(CSplashScreen, TakesAllUntilClicked)
     EXPECT_FALSE(splash->isOpen());
     EXPECT_EQ(splash->getValue(), 0.0F);
     EXPECT_EQ(log.take(), "b1 v1 e1 b1 v1 e1 b2 v2 e2 ");
+    // Without an image nothing would tell that it takes all events.
+    auto* const bare = new CSplashScreen({150, 0, 170, 20}, &log, 5, nullptr, {100, 50, 140, 90});
+    opened.frame->addView(bare);
+    bare->splash();
+    EXPECT_FALSE(bare->isOpen());
     // The control goes while it is open, and as it opens.
     opened.frame->removeView(*other);
     EXPECT_EQ(opened.frame->getModalView(), nullptr);
@@ -425,6 +456,23 @@ TEST(CFrame, DragsFromViewToView)
     move(45);
     release(900);
     EXPECT_EQ(logged(), "a+45 am45 su0 a-900 ");
+    // Presses of other buttons count for nothing, also when the view doesn't wait for the release.
+    auto* const fromKey = new CDropSource;
+    fromKey->add(DragItem::Kind::text, "x");
+    opened.frame->startDrag(fromKey);
+    opened.events().windowMouseDown(45, 10, kLButton | kRButton);
+    opened.events().windowMouseUp(45, 10, kLButton | kRButton);
+    EXPECT_TRUE(opened.frame->isDragging());
+    release(45);
+    EXPECT_EQ(logged(), "a+45 am45 ad45 ");
+    // Nothing behind a modal view is told.
+    opened.frame->setModalView(new DragView({60, 0, 80, 20}, 'm', true, log));
+    opened.events().windowMouseDown(65, 10, kLButton);
+    move(45);
+    move(65);
+    release(65);
+    EXPECT_EQ(logged(), "m+65 mm65 mu0 mm65 md65 ");
+    opened.frame->endModal();
     // A text edit takes it for the user to confirm.
     opened.events().windowMouseDown(10, 10, kLButton);
     release(150);
