@@ -114,6 +114,14 @@ double stepsOf(int format)
     }
 }
 
+/// The nearest whole number, the even one of two; beyond +-2^51 what it is. Without a call, so that a loop of it goes into
+/// vectors.
+double nearestWhole(double x)
+{
+    constexpr double kToWhole = 0x1.8p52; // adding it leaves no bits for a fraction
+    return std::abs(x) < 0x1p51 ? x + kToWhole - kToWhole : x;
+}
+
 int descriptorOf(void* output)
 {
     return static_cast<OutputFile*>(output)->descriptor();
@@ -227,9 +235,9 @@ AudioWriter::AudioWriter(const std::string& filePath, int format, int channels, 
 void AudioWriter::write(const double* interleaved, std::int64_t frames)
 {
     if (steps > 0.0) { // the library cuts towards minus infinity when it clips
-        rounded.assign(interleaved, interleaved + static_cast<std::size_t>(frames) * channelCount);
-        for (double& sample : rounded)
-            sample = std::nearbyint(sample * steps) / steps;
+        rounded.resize(static_cast<std::size_t>(frames) * channelCount);
+        std::transform(interleaved, interleaved + rounded.size(), rounded.begin(),
+                       [this, step = 1.0 / steps](double sample) { return nearestWhole(sample * steps) * step; });
         interleaved = rounded.data();
     }
     if (sf_writef_double(file.get(), interleaved, frames) != frames || output.failed())

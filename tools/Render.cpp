@@ -15,7 +15,9 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <future>
 #include <memory>
+#include <utility>
 
 namespace sorvane::tools {
 
@@ -67,7 +69,7 @@ private:
     Clock::time_point last = start;
 };
 
-/// One block on its way: the file's interleaved frames, and the effect's channels.
+/// One block as the effect takes it: a buffer a channel.
 template <typename Sample>
 class BlockBuffers {
 public:
@@ -79,12 +81,20 @@ public:
     /// \p place 0 and 1 main inputs, 2 and 3 side-chain, 4 and 5 outputs
     [[nodiscard]] Sample* buffer(std::size_t place) { return storage.data() + place * size; }
 
-    void fill(std::size_t firstPlace, const std::vector<double>& interleaved, std::size_t sourceChannels,
-              std::size_t frames)
+    /// \param interleaved  as many frames of the source
+    void fill(std::size_t firstPlace, const double* interleaved, std::size_t sourceChannels, std::size_t frames)
     {
         for (std::size_t c = 0; c < channels; ++c)
             for (std::size_t i = 0; i < frames; ++i)
                 buffer(firstPlace + c)[i] = sample(interleaved, sourceChannels, c, i);
+    }
+
+    /// Puts the outputs into as many interleaved frames.
+    void interleave(double* interleaved, std::size_t frames)
+    {
+        for (std::size_t c = 0; c < channels; ++c)
+            for (std::size_t i = 0; i < frames; ++i)
+                interleaved[i * channels + c] = static_cast<double>(buffer(4 + c)[i]);
     }
 
     void process(core::Plug& plug, std::int32_t frames, bool hasSideChain)
@@ -104,7 +114,7 @@ public:
 
 private:
     /// A mono file feeds both channels; a stereo one is averaged for one.
-    [[nodiscard]] Sample sample(const std::vector<double>& interleaved, std::size_t sourceChannels, std::size_t c,
+    [[nodiscard]] Sample sample(const double* interleaved, std::size_t sourceChannels, std::size_t c,
                                 std::size_t i) const
     {
         if (sourceChannels == channels)
@@ -119,35 +129,53 @@ private:
     std::size_t size;
 };
 
-void measure(std::vector<Level>& levels, const double* interleaved, std::int64_t frames)
+void measure(std::vector<Level>& levels, std::span<const double> interleaved)
 {
     const std::size_t channels = levels.size();
-    for (std::size_t i = 0; i < static_cast<std::size_t>(frames) * channels; ++i) {
-        Level& level = levels[i % channels];
-        if (!std::isfinite(interleaved[i])) {
-            ++level.notFinite;
-            continue;
+    for (std::size_t c = 0; c < channels; ++c) {
+        Level level = levels[c];
+        for (std::size_t i = c; i < interleaved.size(); i += channels) {
+            const double sample = interleaved[i];
+            if (!std::isfinite(sample)) {
+                ++level.notFinite;
+                continue;
+            }
+            level.peak = std::max(level.peak, std::abs(sample));
+            level.sumOfSquares += sample * sample;
         }
-        level.peak = std::max(level.peak, std::abs(interleaved[i]));
-        level.sumOfSquares += interleaved[i] * interleaved[i];
+        levels[c] = level;
     }
 }
 
-/// Reads a block; what the file no longer has is silence.
-std::int64_t readPadded(AudioReader& reader, std::vector<double>& interleaved, std::int64_t frames)
+/// Reads as many frames as the buffer holds; what the file no longer has is silence.
+/// \return frames that it had
+std::int64_t readPadded(AudioReader& reader, std::span<double> interleaved)
 {
-    const std::int64_t got = reader.read(interleaved.data(), frames);
+    const std::int64_t got = reader.read(interleaved.data(), std::ssize(interleaved) / reader.channels());
     std::fill(interleaved.begin() + got * reader.channels(), interleaved.end(), 0.0);
     return got;
 }
 
+/// Reads, measures and writes while the effect is at work: on a thread of their own, or in turn where there is none to
+/// be had.
+constexpr std::launch kBesideTheEffect = std::launch::async | std::launch::deferred;
+
+/// Whole blocks on their way through, interleaved.
+struct Batch {
+    std::vector<double> input;
+    std::vector<double> sideChain;
+    std::vector<double> output;
+    std::int64_t inputFrames = 0; ///< of the file; silence stands behind them
+    std::int64_t frames = 0;      ///< that go through the effect, 0 at the end
+};
+
+/// While the effect processes one batch, the rest of the work finishes the batch before and reads the next.
 class Renderer {
 public:
     explicit Renderer(const RenderOptions& renderOptions)
         : options(renderOptions), input(options.input),
           side(options.sideChain.empty() ? nullptr : std::make_unique<AudioReader>(options.sideChain)),
           plug(std::make_unique<core::Plug>(offlineHost, core::Plug::Start::factoryValues)),
-          interleaved(static_cast<std::size_t>(options.blockFrames) * 2), sideInterleaved(interleaved.size()),
           measuresSibilance(!options.raw && SibilanceMeter::measures(input.rate())),
           sibilance(std::max(input.rate(), 22050), input.channels())
     {
@@ -183,13 +211,18 @@ public:
         if (!options.raw)
             settle(block);
         const auto start = Clock::now();
-        while (const std::int64_t frames = nextBlock(block)) {
-            if (stop)
-                return false;
-            block.process(*plug, static_cast<std::int32_t>(frames), side != nullptr);
-            write(block, frames, output);
-            progress.update(report.frames);
+        Batch now = emptyBatch();
+        Batch other = emptyBatch();
+        for (read(now); now.frames > 0; std::swap(now, other)) {
+            auto rest = std::async(kBesideTheEffect, [&] {
+                finish(other, output);
+                read(other);
+            });
+            if (!process(now, block, stop, progress))
+                return false; // waits for the rest
+            rest.get();
         }
+        finish(other, output);
         report.workSeconds = secondsSince(start);
         for (std::int32_t c = 0; c < input.channels(); ++c)
             report.lowestGain.push_back(plug->lowestGain(c));
@@ -213,67 +246,90 @@ private:
             block.process(*plug, static_cast<std::int32_t>(std::min<std::int64_t>(left, options.blockFrames)), false);
     }
 
+    /// Long enough that a thread for each costs nothing beside it, short enough for the cache.
+    [[nodiscard]] Batch emptyBatch() const
+    {
+        constexpr std::int64_t kFrames = 16384;
+        const auto frames =
+            static_cast<std::size_t>(std::max<std::int64_t>(kFrames / options.blockFrames, 1) * options.blockFrames);
+        Batch batch;
+        batch.input.resize(frames * static_cast<std::size_t>(input.channels()));
+        batch.output.resize(batch.input.size());
+        if (side)
+            batch.sideChain.resize(frames * static_cast<std::size_t>(side->channels()));
+        return batch;
+    }
+
     /// Reads what the input still has, and behind it the silence that brings out what is delayed.
-    /// \return frames, 0 at the end
-    template <typename Sample>
-    std::int64_t nextBlock(BlockBuffers<Sample>& block)
+    void read(Batch& batch)
     {
-        std::int64_t frames = 0;
-        if (inputEnded) {
-            std::fill(interleaved.begin(), interleaved.end(), 0.0);
-        } else {
-            frames = readPadded(input, interleaved, options.blockFrames);
-            inputEnded = frames < options.blockFrames;
-            measure(report.before, interleaved.data(), frames);
-            if (measuresSibilance)
-                sibilance.add(std::span(interleaved).first(static_cast<std::size_t>(frames * input.channels())), {});
-        }
-        const std::int64_t flushed = std::min(options.blockFrames - frames, toFlush);
+        const auto most = static_cast<std::int64_t>(batch.input.size()) / input.channels();
+        batch.inputFrames = 0;
+        if (inputEnded)
+            std::fill(batch.input.begin(), batch.input.end(), 0.0);
+        else
+            batch.inputFrames = readPadded(input, batch.input);
+        inputEnded = batch.inputFrames < most;
+        const std::int64_t flushed = std::min(most - batch.inputFrames, toFlush);
         toFlush -= flushed;
-        frames += flushed;
-        block.fill(0, interleaved, static_cast<std::size_t>(input.channels()), static_cast<std::size_t>(frames));
-        if (side) {
-            (void)readPadded(*side, sideInterleaved, options.blockFrames);
-            block.fill(2, sideInterleaved, static_cast<std::size_t>(side->channels()),
-                       static_cast<std::size_t>(frames));
+        batch.frames = batch.inputFrames + flushed;
+        if (side)
+            (void)readPadded(
+                *side, std::span(batch.sideChain).first(static_cast<std::size_t>(batch.frames * side->channels())));
+    }
+
+    /// Sends a batch through the effect block by block. \return false when it is to stop
+    template <typename Sample>
+    bool process(Batch& batch, BlockBuffers<Sample>& block, const std::atomic<bool>& stop, ProgressBar& progress)
+    {
+        const auto channels = static_cast<std::size_t>(input.channels());
+        const auto sideChannels = static_cast<std::size_t>(side ? side->channels() : 0);
+        for (std::int64_t done = 0; done < batch.frames; done += options.blockFrames) {
+            if (stop)
+                return false;
+            const std::int64_t frames = std::min<std::int64_t>(options.blockFrames, batch.frames - done);
+            const auto at = static_cast<std::size_t>(done);
+            const auto count = static_cast<std::size_t>(frames);
+            block.fill(0, batch.input.data() + at * channels, channels, count);
+            if (side)
+                block.fill(2, batch.sideChain.data() + at * sideChannels, sideChannels, count);
+            block.process(*plug, static_cast<std::int32_t>(frames), side != nullptr);
+            block.interleave(batch.output.data() + at * channels, count);
+            processed += frames;
+            progress.update(processed);
         }
-        return frames;
+        return true;
     }
 
-    /// Writes the processed block but for what lies before the input's first frame.
-    template <typename Sample>
-    void write(BlockBuffers<Sample>& block, std::int64_t frames, AudioWriter& output)
+    /// Measures a batch and writes it, but for what lies before the input's first frame.
+    void finish(const Batch& batch, AudioWriter& output)
     {
-        const std::int64_t skipped = std::min(toSkip, frames);
+        const auto channels = static_cast<std::size_t>(input.channels());
+        const std::int64_t skipped = std::min(toSkip, batch.frames);
         toSkip -= skipped;
-        interleave(block, skipped, frames);
-        measure(report.after, interleaved.data(), frames - skipped);
+        const std::int64_t written = batch.frames - skipped;
+        const auto was = std::span(batch.input).first(static_cast<std::size_t>(batch.inputFrames) * channels);
+        const auto is = std::span(batch.output)
+                            .subspan(static_cast<std::size_t>(skipped) * channels)
+                            .first(static_cast<std::size_t>(written) * channels);
+        measure(report.before, was);
+        measure(report.after, is);
         if (measuresSibilance)
-            sibilance.add({}, std::span(interleaved).first(static_cast<std::size_t>((frames - skipped) * input.channels())));
-        output.write(interleaved.data(), frames - skipped);
-        report.frames += frames - skipped;
-    }
-
-    template <typename Sample>
-    void interleave(BlockBuffers<Sample>& block, std::int64_t first, std::int64_t end)
-    {
-        std::size_t at = 0;
-        for (auto i = static_cast<std::size_t>(first); i < static_cast<std::size_t>(end); ++i)
-            for (std::size_t c = 0; c < static_cast<std::size_t>(report.channels); ++c)
-                interleaved[at++] = static_cast<double>(block.buffer(4 + c)[i]);
+            sibilance.add(was, is);
+        output.write(is.data(), written);
+        report.frames += written;
     }
 
     const RenderOptions& options;
     AudioReader input;
     std::unique_ptr<AudioReader> side;
     std::unique_ptr<core::Plug> plug;
-    std::vector<double> interleaved; // a block of the input, then of the output
-    std::vector<double> sideInterleaved;
     bool measuresSibilance;
     SibilanceMeter sibilance;
     bool inputEnded = false;
     std::int64_t toSkip = 0;
     std::int64_t toFlush = 0;
+    std::int64_t processed = 0; // frames, by the effect
 };
 
 std::string channelName(const RenderReport& report, std::size_t channel, bool processing)

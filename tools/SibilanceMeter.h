@@ -68,8 +68,8 @@ private:
 
     std::size_t frameSamples;
     std::size_t channels;
-    Filter<2 * kSignals> edges; // high-pass of 5 kHz, low-pass of 3 kHz
-    Filter<kSignals> lowPass;   // of 10 kHz, behind the high-pass
+    Filter<2 * kSignals> edges;  // high-pass of 5 kHz, low-pass of 3 kHz
+    Filter<kSignals> lowPass;    // of 10 kHz, behind the high-pass
     std::vector<Values> waiting; // samples that no frame has taken yet
     std::size_t beforeEnd = 0;   // in them, of each signal
     std::size_t afterEnd = 0;
