@@ -26,9 +26,9 @@ struct Sibilance {
 /// by side, a frame at a time.
 class SibilanceMeter {
 public:
-    /// \param rateHz    22050 and above; below that there is no such band
-    /// \param channels  of each signal, 1 or 2
-    SibilanceMeter(int rateHz, int channels);
+    /// \param rateHz        22050 and above; below that there is no such band
+    /// \param channelCount  of each signal, 1 or 2
+    SibilanceMeter(int rateHz, int channelCount);
     [[nodiscard]] static bool measures(int rateHz) { return rateHz >= 22050; }
 
     /// Takes the next interleaved samples of both signals; what is not a finite number counts as silence. Samples that
