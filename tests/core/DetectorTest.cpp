@@ -177,12 +177,15 @@ DetectorSettings bareSettings(std::int32_t lookahead)
     return settings;
 }
 
-Signal gainsOf(DetectorChannel& detector, Signal levels, std::size_t block = 300)
+/// \param blocks  sizes of the blocks, in turn
+Signal gainsOf(DetectorChannel& detector, Signal levels, const std::vector<std::size_t>& blocks = {300})
 {
-    std::vector<std::int32_t> codes(block);
-    for (std::size_t i = 0; i < levels.size(); i += block) {
-        const std::size_t count = std::min(block, levels.size() - i);
+    std::vector<std::int32_t> codes(std::ranges::max(blocks));
+    std::size_t turn = 0;
+    for (std::size_t i = 0; i < levels.size();) {
+        const std::size_t count = std::min(blocks[turn++ % blocks.size()], levels.size() - i);
         detector.process(std::span(levels).subspan(i, count), std::span(codes).first(count));
+        i += count;
     }
     return levels;
 }
@@ -202,7 +205,7 @@ TEST(Detector, SlidingMaximumEqualsAPlainLoop)
             level = 0.01 + std::abs(level);
         detector->reset();
         detector->set(bareSettings(n));
-        const Signal gains = gainsOf(*detector, levels, 97);
+        const Signal gains = gainsOf(*detector, levels, {64, 32, 97, 31, 128, 1, 2, 4, 57});
         for (std::size_t i = 0; i < levels.size(); i += 1 + window / 16) {
             const std::size_t first = i + 1 >= window ? i + 1 - window : 0;
             double expected = 0.0;
