@@ -6,6 +6,7 @@
 #include "CSlider.h"
 #include "CSplashScreen.h"
 #include "CSwitch.h"
+#include "CVuMeter.h"
 #include "OpenedFrame.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include <array>
 #include <functional>
 #include <limits>
+#include <vector>
 
 namespace {
 
@@ -225,6 +227,38 @@ TEST(CControl, ReachesTheEndsOfAnyRange)
         opened.events().windowWheel(20, 20, platform::WheelAxis::vertical, 1.0F, 0);
         EXPECT_EQ(control->getValue(), high) << low;
     }
+}
+
+/// As when a resource can't be read.
+TEST(CControl, WithoutAnImageShowsNothingAndGoesOn)
+{
+    std::vector<MakeControl> controls(kControls.begin(), kControls.end());
+    controls.push_back([](CControlListener* listener, CBitmap* images) -> CControl* {
+        return new CMovieBitmap(kPlace, listener, 1, ImageStrip(), images);
+    });
+    controls.push_back([](CControlListener* listener, CBitmap* images) -> CControl* {
+        return new CSpecialDigit(kPlace, listener, 1, 3, 0, images);
+    });
+    controls.push_back([](CControlListener* listener, CBitmap* images) -> CControl* {
+        return new CVuMeter(kPlace, listener, 1, images, images, 8, CVuMeter::Direction::vertical);
+    });
+    int drawnByThemselves = 0;
+    for (const MakeControl make : controls) {
+        EditLog log; // outlives the controls
+        Opened opened;
+        opened.frame->idle();
+        const auto empty = opened.window.getPicture();
+        CControl* const control = make(&log, nullptr);
+        opened.frame->addView(control);
+        opened.frame->idle();
+        drawnByThemselves += opened.window.getPicture() == empty ? 0 : 1;
+        control->setValue(0.75F);
+        useControl(opened);
+        opened.frame->idle();
+        opened.frame->close();
+        EXPECT_TRUE(isWhole(log.take()));
+    }
+    EXPECT_EQ(drawnByThemselves, 1) << "only a knob has a handle without an image";
 }
 
 } // namespace
