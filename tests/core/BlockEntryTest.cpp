@@ -222,6 +222,42 @@ TEST(BlockEntry, BypassIsTheInputDelayedByTheReportedLatency)
     }
 }
 
+// All that is left out while nobody hears it leaves every state as it would have been.
+TEST(BlockEntry, GoesOnBehindABypassAsIfThereHadBeenNone)
+{
+    auto settings = settingsToTry();
+    settings.insert(settings.end(), {{{kHQSplit, 1}},
+                                     {{kLinearPhase, 0}, {kSmoothing, 1}},
+                                     {{kOverSample, 1}, {kThreshold, -40}},
+                                     {{kOverSample, 1}, {kHQOversample, 1}, {kListen, 1}}});
+    constexpr std::size_t kFrames = 30000;
+    constexpr std::size_t kOn = 9001;
+    constexpr std::size_t kOff = 18011;
+    const Inputs inputs = fourInputs(kFrames);
+    for (std::size_t i = 0; i < settings.size(); ++i) {
+        const auto run = [&](bool bypasses) {
+            const auto plug = makePlug();
+            setValues(*plug, settings[i]);
+            setValues(*plug, {{kBypass, 0}}); // which one has on
+            plug->resume();
+            std::size_t done = 0;
+            return play(*plug, inputs, [&]() -> std::int32_t {
+                if (bypasses && (done == kOn || done == kOff))
+                    plug->setBypass(done == kOn);
+                const std::size_t next = done < kOn ? kOn : done < kOff ? kOff : kFrames;
+                const std::size_t block = std::min<std::size_t>(next - done, 333);
+                done += block;
+                return static_cast<std::int32_t>(block);
+            });
+        };
+        const auto with = run(true);
+        const auto without = run(false);
+        for (std::size_t c = 0; c < 2; ++c)
+            for (std::size_t at = 0; at < kFrames; at += at == kOn - 1 ? kOff - kOn + 1 : 1)
+                ASSERT_EQ(with[c][at], without[c][at]) << i << " sample " << at;
+    }
+}
+
 TEST(BlockEntry, RatesThatAreNoneChangeNothing)
 {
     const auto plug = makeWidePlug(44100.0F);
