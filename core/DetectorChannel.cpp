@@ -137,6 +137,39 @@ constexpr std::uint32_t kMostShort = 64;
     }
 }
 
+/// Lanes moved up by \p places, zeros below: one step of a prefix sum.
+template <int places>
+[[gnu::always_inline]] inline Vector<8> movedUp(const Vector<8>& lanes) noexcept
+{
+    const Vector<8> zeros{};
+    return __builtin_shufflevector(zeros, lanes, 8 - places, 9 - places, 10 - places, 11 - places, 12 - places,
+                                   13 - places, 14 - places, 15 - places);
+}
+
+/// A moving average over values that are all there: \p sum goes from sample to sample, taking in the newer value and
+/// dropping the older one. Fast because eight sums come out of three vector additions, and only their last is waited for.
+[[gnu::always_inline]] inline void runMeans(const double* newer, const double* older, double* means,
+                                            std::uint32_t count, double scale, double* sum) noexcept
+{
+    constexpr std::uint32_t width = 8;
+    double last = *sum;
+    std::uint32_t i = 0;
+    for (; i + width <= count; i += width) {
+        Vector<width> rises = dsp::load<width>(newer + i) - dsp::load<width>(older + i);
+        rises += movedUp<1>(rises);
+        rises += movedUp<2>(rises);
+        rises += movedUp<4>(rises);
+        const Vector<width> sums = last + rises;
+        dsp::store<width>(scale * sums, means + i);
+        last += rises[width - 1];
+    }
+    for (; i < count; ++i) {
+        last += newer[i] - older[i];
+        means[i] = scale * last;
+    }
+    *sum = last;
+}
+
 /// Level to gain change in dB over the curve with knee and ceiling; positive reduces, negative raises. Fast because every
 /// part of the curve is computed and one chosen, without a branch, and the logarithm is arithmetic too.
 struct GainCurve {
@@ -300,18 +333,35 @@ void DetectorChannel::rebuildAverages() noexcept
     smoothScale1 = inverse(smoothLength1);
     smoothScale2 = inverse(smoothLength2);
 
-    double sum = 0.0;
-    for (std::uint32_t j = 1; j <= smoothLength1; ++j)
-        sum += smoothRing1[(smoothIndex1 - j) & kMask];
-    smoothSum1 = sum;
-
-    smoothSum2 = 0.0;
-    for (std::uint32_t j = 1; j <= smoothLength2; ++j) {
-        const double mean = smoothScale1 * sum;
-        smoothRing2[(smoothIndex2 - j) & kMask] = mean;
-        smoothSum2 += mean;
-        sum += smoothRing1[(smoothIndex1 - j - smoothLength1) & kMask] - smoothRing1[(smoothIndex1 - j) & kMask];
+    const std::uint32_t from1 = smoothIndex1 - smoothLength2;
+    const std::uint32_t from2 = smoothIndex2 - smoothLength2;
+    smoothSum1 = sumBefore(smoothRing1, from1, smoothLength1);
+    for (std::uint32_t done = 0; done < smoothLength2;) {
+        const std::array places{from1 + done, from1 + done - smoothLength1, from2 + done};
+        const std::uint32_t run = std::min(smoothLength2 - done, untilWrap(places));
+        dsp::CpuDispatch<runMeans>::run(&smoothRing1[places[0] & kMask], &smoothRing1[places[1] & kMask],
+                                        &smoothRing2[places[2] & kMask], run, smoothScale1, &smoothSum1);
+        done += run;
     }
+    smoothSum2 = sumBefore(smoothRing2, smoothIndex2, smoothLength2);
+}
+
+/// \return the sum of the \p length cells before a place
+double DetectorChannel::sumBefore(const std::array<double, kRing>& ring, std::uint32_t place,
+                                  std::uint32_t length) noexcept
+{
+    const std::uint32_t first = (place - length) & kMask;
+    const std::uint32_t run = std::min(length, kRing - first);
+    return dsp::sum(std::span(ring).subspan(first, run)) + dsp::sum(std::span(ring).first(length - run));
+}
+
+/// \return samples until one of the places wraps
+std::uint32_t DetectorChannel::untilWrap(std::span<const std::uint32_t> places) noexcept
+{
+    std::uint32_t run = kRing;
+    for (const std::uint32_t place : places)
+        run = std::min(run, kRing - (place & kMask));
+    return run;
 }
 
 /// A cascade of delays of 1, 2, 4 ... samples, each stage passing on the larger of its input and its delayed input,
@@ -467,11 +517,9 @@ void DetectorChannel::averageGains(Lanes lanes) noexcept
 /// \return samples until one of the places that are read or written wraps
 std::uint32_t DetectorChannel::runOfAverages(std::uint32_t done) const noexcept
 {
-    std::uint32_t run = kRing;
-    for (const std::uint32_t place :
-         {smoothIndex1, smoothIndex1 - smoothLength1, smoothIndex2, smoothIndex2 - smoothLength2})
-        run = std::min(run, kRing - ((place + done) & kMask));
-    return run;
+    const std::uint32_t place1 = smoothIndex1 + done;
+    const std::uint32_t place2 = smoothIndex2 + done;
+    return untilWrap(std::array{place1, place1 - smoothLength1, place2, place2 - smoothLength2});
 }
 
 /// Where a run of a detector's averages reads and writes.

@@ -64,6 +64,9 @@ private:
     [[nodiscard]] bool takesPathOf(const DetectorChannel& other) const noexcept;
     void beginBlock() noexcept;
     void rebuildAverages() noexcept;
+    [[nodiscard]] static double sumBefore(const std::array<double, kRing>& ring, std::uint32_t place,
+                                          std::uint32_t length) noexcept;
+    [[nodiscard]] static std::uint32_t untilWrap(std::span<const std::uint32_t> places) noexcept;
     static void processPiece(Lanes lanes) noexcept;
     void slidingMaximum(std::span<double> samples) noexcept;
     static void dualRelease(Lanes lanes) noexcept;

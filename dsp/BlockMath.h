@@ -10,6 +10,9 @@ namespace sorvane::dsp {
 [[nodiscard]] double lowest(std::span<const double> values) noexcept;
 [[nodiscard]] double highest(std::span<const double> values) noexcept;
 
+/// \return the sum, added up in the same order on every CPU
+[[nodiscard]] double sum(std::span<const double> values) noexcept;
+
 /// Multiplies each sample by the gain beside it. As long as one another.
 void multiply(std::span<double> samples, std::span<const double> gains) noexcept;
 

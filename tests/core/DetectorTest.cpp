@@ -250,7 +250,8 @@ TEST(Detector, SmoothingIsTwoAveragesAndAChangeOfLookaheadMakesNoStep)
         level = 0.01 + std::abs(level);
     Signal gains;
     double state = 1.0;
-    for (const std::int32_t n : {441, 100, 4, 900, 37}) {
+    for (const std::int32_t n :
+         {441, 100, 4, 900, 37, 43, 7000, 5000, 16000}) { // the last three across the ends of rings
         DetectorSettings settings = bareSettings(n);
         plain->set(settings);
         settings.useSmoothing = true;
