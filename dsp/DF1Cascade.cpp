@@ -118,13 +118,21 @@ struct DF1Cascade::RunningSection {
     Vector<width> x1{}, x2{}, y1{}, y2{};
 };
 
-/// The same while the coefficients move: ahead of each sample they are set to target - counter increment.
+/// The same while coefficients move: ahead of each sample they are set to target - counter increment. A lane at its target
+/// stays there.
 template <std::size_t width>
 struct DF1Cascade::SlidingSection : RunningSection<width> {
     [[gnu::always_inline]] SlidingSection(Lanes lanes, std::size_t stage) noexcept
         : RunningSection<width>(lanes, stage), end(lanes, &DF1Cascade::target, stage),
-          increment(lanes, &DF1Cascade::increment, stage), counter(static_cast<double>(lanes[0].filter->rampCounter))
-    {}
+          increment(lanes, &DF1Cascade::increment, stage)
+    {
+        for (std::size_t lane = 0; lane < width; ++lane)
+            counter[lane] = static_cast<double>(laneAt<width>(lanes, lane).filter->rampCounter);
+        const Vector<width> zeros{};
+        const auto rests = counter < 0.0;
+        for (Vector<width>* const step : {&increment.b0, &increment.b1, &increment.b2, &increment.a1, &increment.a2})
+            *step = rests ? zeros : *step;
+    }
 
     [[gnu::always_inline]] void step(Vector<width>& signal) noexcept
     {
@@ -145,7 +153,7 @@ struct DF1Cascade::SlidingSection : RunningSection<width> {
     }
 
     Coefficients<width> end, increment;
-    double counter;
+    Vector<width> counter{};
 };
 
 bool DF1Cascade::setSampleRate(float hertz) noexcept
@@ -234,8 +242,8 @@ void DF1Cascade::processInSeries(std::span<const Lane> first, std::span<const La
     constexpr std::size_t kLag = 32; // between the two, which must have a piece each to work on
     const std::size_t frames = first[0].buffer.size();
     const DF1Cascade& filter = *first[0].filter;
-    if (filter.rampCounter >= 0 || filter.identity || frames < 2 * kLag || 2 * first.size() > mostTogether() ||
-        !areAlike(first) || !areAlike(second) || !filter.runsLike(*second[0].filter)) {
+    if (filter.identity || frames < 2 * kLag || 2 * first.size() > mostTogether() || !areAlike(first) ||
+        !areAlike(second) || !filter.runsLike(*second[0].filter)) {
         processTogether(first);
         processTogether(second);
         return;
@@ -257,8 +265,7 @@ void DF1Cascade::processInSeries(std::span<const Lane> first, std::span<const La
 
 bool DF1Cascade::runsLike(const DF1Cascade& other) const noexcept
 {
-    const bool atOneStep = rampCounter == other.rampCounter || std::max(rampCounter, other.rampCounter) < 0;
-    return stageCount == other.stageCount && atOneStep && identity == other.identity &&
+    return stageCount == other.stageCount && identity == other.identity && rests() == other.rests() &&
            subtractsInput == other.subtractsInput;
 }
 
@@ -271,7 +278,7 @@ bool DF1Cascade::areAlike(Lanes lanes) noexcept
 void DF1Cascade::process(Lanes lanes) noexcept
 {
     const DF1Cascade& filter = *lanes[0].filter;
-    if (filter.identity && filter.rampCounter <= 0) {
+    if (filter.rests()) {
         if (filter.subtractsInput)
             for (const Lane& lane : lanes)
                 std::fill(lane.buffer.begin(), lane.buffer.end(), 0.0);
@@ -301,23 +308,30 @@ void DF1Cascade::runDifference(Lanes lanes) noexcept
     }
 }
 
+/// In runs between the places where a lane's slide ends.
 void DF1Cascade::runSections(Lanes lanes) noexcept
 {
     const std::size_t frames = lanes[0].buffer.size();
-    const std::int64_t counter = lanes[0].filter->rampCounter;
-    std::size_t slideEnd = 0;
-    if (counter >= 0) {
-        slideEnd = std::min(frames, static_cast<std::size_t>(counter + 1));
-        runAll<SlidingSection>(lanes, 0, slideEnd);
+    for (std::size_t done = 0; done < frames;) {
+        std::size_t end = frames;
+        bool slides = false;
+        for (const Lane& lane : lanes)
+            if (lane.filter->rampCounter >= 0) {
+                slides = true;
+                end = std::min(end, done + static_cast<std::size_t>(lane.filter->rampCounter) + 1);
+            }
+        if (slides)
+            runAll<SlidingSection>(lanes, done, end);
+        else
+            runAll<RunningSection>(lanes, done, end);
+        for (const Lane& lane : lanes)
+            if (lane.filter->rampCounter >= 0)
+                lane.filter->rampCounter -= static_cast<std::int64_t>(end - done);
+        done = end;
     }
-    if (slideEnd < frames)
-        runAll<RunningSection>(lanes, slideEnd, frames);
-    for (const Lane& lane : lanes) {
-        if (counter >= 0)
-            lane.filter->rampCounter -= static_cast<std::int64_t>(frames);
-        if (lane.filter->identity && lane.filter->rampCounter <= 0)
+    for (const Lane& lane : lanes)
+        if (lane.filter->rests())
             lane.filter->comeToRest();
-    }
 }
 
 template <template <std::size_t> class Section>

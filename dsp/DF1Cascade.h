@@ -51,7 +51,7 @@ public:
     };
     static constexpr std::size_t kMostLanes = 4;
     /// Runs up to four filters over signals of one length, as processDouble would one after the other. Those with as many
-    /// sections, in the same state of a slide, run side by side: two in the time of one, four in little more.
+    /// sections run side by side, sliding or not: two in the time of one, four in little more.
     static void processTogether(std::span<const Lane> lanes) noexcept;
 
     /// Runs two filters in series on one signal or two, side by side where they are alike: the second one follows the
@@ -110,6 +110,7 @@ private:
     struct SlidingSection;
 
     void publish() noexcept;
+    [[nodiscard]] bool rests() const noexcept { return identity && rampCounter <= 0; } // and needn't run
     [[nodiscard]] bool runsLike(const DF1Cascade& other) const noexcept;
     template <std::size_t width>
     [[nodiscard]] static std::size_t lanesIn(Lanes lanes) noexcept;

@@ -123,7 +123,8 @@ TEST(DF1Cascade, SlidesInAStraightLineAndRestartsFromWhereItStands)
     }
 }
 
-/// Filters over signals of their own, or the later half behind the first half on the same signals.
+/// Filters over signals of their own, or the later half behind the first half on the same signals. They slide one after the
+/// other, and while others do.
 std::vector<Signal> runFilters(const std::vector<Sections>& settings, bool inSeries, std::size_t block, bool alone)
 {
     std::vector<Cascade> cascades(settings.size());
@@ -134,7 +135,8 @@ std::vector<Signal> runFilters(const std::vector<Sections>& settings, bool inSer
     for (std::size_t done = 0; done < 3000; done += block) {
         std::vector<DF1Cascade::Lane> lanes;
         for (std::size_t i = 0; i < settings.size(); ++i) {
-            if (done == 0 || (done >= 1500 && done < 1500 + block))
+            const std::size_t change = 1200 + 300 * i;
+            if (done == 0 || (done >= change && done < change + block))
                 cascades[i].setCoefficients(done == 0 ? settings[i] : sections(settings[i].size(), 50));
             cascades[i].beginBlock();
             Signal& signal = signals[i % signals.size()];
