@@ -25,7 +25,7 @@ constexpr double kLeastRelativeLevel = 1e-10;
 constexpr std::int32_t kLeastAveraged = 4;
 
 /// Samples that go through all steps together.
-constexpr std::size_t kPiece = 256;
+constexpr std::size_t kPiece = SlidingMaximum::kMostFrames;
 
 double inverse(std::uint32_t length)
 {
@@ -36,105 +36,6 @@ Words<2> codePair(StateCode code)
 {
     const auto bits = static_cast<std::uint64_t>(code);
     return Words<2>{bits, bits};
-}
-
-[[gnu::always_inline]] inline void takeLarger(const double* __restrict a, const double* __restrict b,
-                                              double* __restrict maxima, std::uint32_t count) noexcept
-{
-    for (std::uint32_t i = 0; i < count; ++i)
-        maxima[i] = std::max(a[i], b[i]);
-}
-
-/// A stage of the sliding maximum: the larger of each level and the one \p delay samples before.
-/// \param cells   ring of the last levels, as long as a power of two
-/// \param index   place in the ring of the first level, modulo its size
-/// \param delay   1 to \p size
-/// \param maxima  another place than \p levels
-[[gnu::always_inline]] inline void widenWindow(double* __restrict cells, std::uint32_t size, std::uint32_t index,
-                                               std::uint32_t delay, const double* __restrict levels,
-                                               double* __restrict maxima, std::uint32_t count) noexcept
-{
-    const std::uint32_t mask = size - 1;
-    // What is older than the piece stands in the ring, in runs that end where it wraps.
-    const std::uint32_t fromRing = std::min(delay, count);
-    for (std::uint32_t i = 0; i < fromRing;) {
-        const std::uint32_t at = (index - delay + i) & mask;
-        const std::uint32_t run = std::min(fromRing - i, size - at);
-        takeLarger(levels + i, cells + at, maxima + i, run);
-        i += run;
-    }
-    takeLarger(levels + fromRing, levels, maxima + fromRing, count - fromRing);
-    for (std::uint32_t i = count - std::min(size, count); i < count;) {
-        const std::uint32_t at = (index + i) & mask;
-        const std::uint32_t run = std::min(count - i, size - at);
-        std::copy_n(levels + i, run, cells + at);
-        i += run;
-    }
-}
-
-/// A stage of few cells whose ring stands at its beginning before the piece and after it: the cells go before the levels,
-/// where there is room for them, and no run ends.
-template <std::uint32_t size>
-[[gnu::always_inline]] inline void widenShortWindow(double* __restrict cells, std::uint32_t delay,
-                                                    double* __restrict levels, double* __restrict maxima,
-                                                    std::uint32_t count) noexcept
-{
-    constexpr std::uint32_t width = std::min(size, std::uint32_t{dsp::kWidestVector});
-    for (std::uint32_t i = 0; i < size; i += width)
-        dsp::store<width>(dsp::load<width>(cells + i), levels + i - size);
-    for (std::uint32_t i = 0; i < size; i += width)
-        dsp::store<width>(dsp::load<width>(levels + count - size + i), cells + i);
-    takeLarger(levels, levels - delay, maxima, count);
-}
-
-constexpr std::uint32_t kMostShort = 64;
-
-/// All stages of the sliding maximum over the magnitudes of a piece, in place.
-/// \param tree     cells of the stages behind one another: 1, 2, 4 ...
-/// \param stages   1 and above
-/// \param shorter  by how much the last stage's delay is shorter than its cells
-[[gnu::always_inline]] inline void widenStepwise(double* tree, std::uint32_t index, std::uint32_t stages,
-                                                 std::uint32_t shorter, double* samples, std::uint32_t count) noexcept
-{
-    std::array<std::array<double, kMostShort + kPiece>, 2> rooms;
-    double* from = rooms[0].data() + kMostShort;
-    double* spare = rooms[1].data() + kMostShort;
-    for (std::uint32_t i = 0; i < count; ++i)
-        from[i] = std::abs(samples[i]);
-    for (std::uint32_t stage = 0; stage < stages; ++stage) {
-        const bool isLast = stage + 1 == stages;
-        const std::uint32_t size = 1U << stage;
-        const std::uint32_t delay = isLast ? size - shorter : size;
-        double* const cells = tree + (size - 1);
-        double* const to = isLast ? samples : spare;
-        const bool isShort = size <= kMostShort && ((index | count) & (size - 1)) == 0;
-        switch (isShort ? size : 0) {
-        case 1:
-            widenShortWindow<1>(cells, delay, from, to, count);
-            break;
-        case 2:
-            widenShortWindow<2>(cells, delay, from, to, count);
-            break;
-        case 4:
-            widenShortWindow<4>(cells, delay, from, to, count);
-            break;
-        case 8:
-            widenShortWindow<8>(cells, delay, from, to, count);
-            break;
-        case 16:
-            widenShortWindow<16>(cells, delay, from, to, count);
-            break;
-        case 32:
-            widenShortWindow<32>(cells, delay, from, to, count);
-            break;
-        case kMostShort:
-            widenShortWindow<kMostShort>(cells, delay, from, to, count);
-            break;
-        default:
-            widenWindow(cells, size, index, delay, from, to, count);
-        }
-        spare = std::exchange(from, to);
-    }
 }
 
 /// Lanes moved up by \p places, zeros below: one step of a prefix sum.
@@ -238,8 +139,7 @@ void computeGains(std::span<double> levels, const DetectorSettings& settings)
 
 void DetectorChannel::reset() noexcept
 {
-    maxTree.fill(0.0);
-    treeIndex = 0;
+    maximum.clear();
     meanSquare = 0.0;
     envelope = 0.0;
     holdCounter = 0;
@@ -294,9 +194,8 @@ bool DetectorChannel::takesPathOf(const DetectorChannel& other) const noexcept
 void DetectorChannel::processPiece(Lanes lanes) noexcept
 {
     const DetectorSettings& path = lanes[0].detector.settings;
-    for (const Block& block : lanes) {
-        block.detector.slidingMaximum(block.samples);
-    }
+    for (const Block& block : lanes)
+        block.detector.maximum.process(block.samples, block.detector.settings);
     if (path.usePreSmoother)
         smooth(&DetectorChannel::preSmoother, lanes);
     if (path.useDualRelease)
@@ -362,24 +261,6 @@ std::uint32_t DetectorChannel::untilWrap(std::span<const std::uint32_t> places) 
     for (const std::uint32_t place : places)
         run = std::min(run, kRing - (place & kMask));
     return run;
-}
-
-/// A cascade of delays of 1, 2, 4 ... samples, each stage passing on the larger of its input and its delayed input,
-/// widens the window from 1 to P; the last stage's delay is shortened so that the whole is exactly n.
-///
-/// log2(n) comparisons a sample for any n. Fast because a stage runs over the whole piece before the next one does, so that
-/// neighbouring samples share a vector.
-void DetectorChannel::slidingMaximum(std::span<double> samples) noexcept
-{
-    if (settings.treeLevels == 0)
-        for (double& sample : samples)
-            sample = std::abs(sample);
-    else
-        dsp::CpuDispatch<widenStepwise>::run(maxTree.data(), treeIndex, static_cast<std::uint32_t>(settings.treeLevels),
-                                             static_cast<std::uint32_t>(settings.treeShort), samples.data(),
-                                             static_cast<std::uint32_t>(samples.size()));
-    treeIndex =
-        (treeIndex + static_cast<std::uint32_t>(samples.size())) & static_cast<std::uint32_t>(settings.treeSize - 1);
 }
 
 /// Peak follower with a hold and two releases: the fast one as long as the envelope stands more than 6 dB above the

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DetectorSettings.h"
+#include "SlidingMaximum.h"
 
 #include <array>
 #include <cstddef>
@@ -68,7 +69,6 @@ private:
                                           std::uint32_t length) noexcept;
     [[nodiscard]] static std::uint32_t untilWrap(std::span<const std::uint32_t> places) noexcept;
     static void processPiece(Lanes lanes) noexcept;
-    void slidingMaximum(std::span<double> samples) noexcept;
     static void dualRelease(Lanes lanes) noexcept;
     [[nodiscard]] static bool staysAboveFlush(Lanes lanes) noexcept;
     template <bool flushes>
@@ -81,9 +81,7 @@ private:
 
     DetectorSettings settings;
 
-    std::array<double, kRing> maxTree;
-    std::uint32_t treeIndex = 0;
-
+    SlidingMaximum maximum;
     double meanSquare = 0.0;
     double envelope = 0.0;
     std::int32_t holdCounter = 0;
