@@ -195,8 +195,10 @@ void UniformPartitions::beginBlock() noexcept
     Spectra& taps = state.taps[state.newest];
     if (taps == spectra)
         return;
-    if (taps)
-        retired.push_back(std::move(taps)); // at most once for each place under the taps of this object
+    if (taps) {
+        assert(retired.size() < retired.capacity()); // at most once for each place under the taps of this object
+        retired.push_back(std::move(taps));
+    }
     taps = spectra;
 }
 

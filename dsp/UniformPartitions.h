@@ -39,7 +39,11 @@ public:
     void load(std::span<const double> wholeFilter);
 
     /// Takes the taps of \p other, of the same shape, and shares their memory with it. Threads as load.
-    void shareTaps(const UniformPartitions& other) noexcept { spectra = other.spectra; }
+    void shareTaps(const UniformPartitions& other) noexcept
+    {
+        retired.clear();
+        spectra = other.spectra;
+    }
 
     /// A stretch, and the samples that it takes in: kStep new ones, and before them, where a block is complete with them,
     /// the rest of that block.
