@@ -140,6 +140,8 @@ void SibilanceMeter::add(std::span<const double> before, std::span<const double>
     std::size_t done = 0;
     for (; done + frameSamples <= std::min(beforeEnd, afterEnd); done += frameSamples)
         measureFrame(waiting.data() + done);
+    if (done == 0)
+        return;
     std::copy(waiting.data() + done, waiting.data() + std::max(beforeEnd, afterEnd), waiting.data());
     beforeEnd -= done;
     afterEnd -= done;
