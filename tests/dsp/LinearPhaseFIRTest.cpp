@@ -130,7 +130,9 @@ TEST(LinearPhaseFIR, FreesWhatItReplacedOnlyWhenAskedAndKeepsTheOldPairWithoutMe
         EXPECT_LE(alignedArrays, onePair + tapsThatRanOut);
         for (int i = 0; i < 20; ++i) {
             ASSERT_TRUE(loadGain(fir, kNormal, 2.0));
+            const int made = alignedArrays;
             settle(fir, 200);
+            EXPECT_EQ(alignedArrays, made) << "taps that only past blocks have are not the audio thread's to free";
         }
         settle(fir, 2 * kNormal);
         fir.collect();
