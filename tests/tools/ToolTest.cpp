@@ -125,6 +125,24 @@ TEST_F(Tool, RendersEveryFormatAlignedAndAsLongAsItsInput)
     }
 }
 
+// Files of several batches, which end within the last one or at its end, so that the silence behind them fills another.
+TEST_F(Tool, RendersTheSameHoweverTheFileIsCut)
+{
+    writeAudio("side.wav", SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 1, bursts(20000, 1));
+    for (const std::size_t frames : {16384U, 32700U, 40001U}) {
+        writeAudio("in.wav", SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 2, bursts(2 * frames, 2));
+        const auto rendered = [&](const std::string& block) {
+            const Outcome result = run(
+                "render in.wav out.wav --sidechain side.wav --set kThreshold=-50 --set kHQSplit=1 --block " + block);
+            EXPECT_EQ(result.exitCode, 0) << result.text;
+            return readAudio("out.wav");
+        };
+        const Signal whole = rendered("1000000");
+        ASSERT_EQ(whole.size(), 2 * frames);
+        EXPECT_LT(peakDifference(rendered("64"), whole), 1e-12) << frames;
+    }
+}
+
 TEST_F(Tool, OptionsDoWhatTheySay)
 {
     const Signal input = noise(6000, 5, 0.9);
