@@ -100,8 +100,8 @@ bool BandSplit::design(const std::array<SplitParameters, 2>& channels, const Spl
 {
     for (std::size_t c = 0; c < 2; ++c)
         setSplit(channelFilters[c], channels[c], mode);
-    // The running filters stay as they are while kernels take their place: until the audio thread changes over it runs on
-    // them, and this design is meant for kernels.
+    // The running filters stay as they are while kernels take their place: until the audio thread changes over it runs
+    // on them, and this design is meant for kernels.
     if (mode.linearPhase) {
         if (!rebuildKernels(mode))
             return false;

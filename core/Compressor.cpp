@@ -30,8 +30,8 @@ void zero(std::span<double> samples)
     std::fill(samples.begin(), samples.end(), 0.0);
 }
 
-/// Far above any signal, and so far below what a double holds that no gain and no sum of the path comes to infinity, which
-/// recursive states would keep for good.
+/// Far above any signal, and so far below what a double holds that no gain and no sum of the path comes to infinity,
+/// which recursive states would keep for good.
 constexpr double kMostSample = 1e100;
 
 template <typename Sample>
@@ -67,8 +67,8 @@ struct SampleWriter {
     }
 };
 
-/// Frames that go through all steps together: few enough for the buffers of all to stay in the first-level cache. Pieces
-/// are whole entries of the display, so that its feeds are those of the whole block.
+/// Frames that go through all steps together: few enough for the buffers of all to stay in the first-level cache.
+/// Pieces are whole entries of the display, so that its feeds are those of the whole block.
 constexpr std::size_t kMostPiece = 320;
 
 template <typename Sample>
@@ -424,8 +424,8 @@ void Compressor::delayAudio(const Block& block) noexcept
     lookaheadPlace.advance(block.frames);
 }
 
-/// Where mono blocks come between stereo ones, the second channel's delays hear silence, and never what they held a turn
-/// before.
+/// Where mono blocks come between stereo ones, the second channel's delays hear silence, and never what they held a
+/// turn before.
 void Compressor::silenceAbsentChannel(const Block& block) noexcept
 {
     hasBeenStereo = hasBeenStereo || block.channels == 2;

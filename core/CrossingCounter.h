@@ -7,9 +7,9 @@
 namespace sorvane::core {
 
 /// Lets through only what crosses zero often: counts the crossings of the last 5.8 ms and silences a sample while they
-/// are below a threshold. High-frequency and noise-like content passes, which is what sibilance is made of. Fast because
-/// crossings are found and counted over whole runs between the places where the window's ring wraps; only a threshold
-/// needs the count at each sample.
+/// are below a threshold. High-frequency and noise-like content passes, which is what sibilance is made of. Fast
+/// because crossings are found and counted over whole runs between the places where the window's ring wraps; only a
+/// threshold needs the count at each sample.
 /// Audio thread: process. Any other thread only while process doesn't run.
 class CrossingCounter {
 public:

@@ -48,7 +48,8 @@ template <int places>
 }
 
 /// A moving average over values that are all there: \p sum goes from sample to sample, taking in the newer value and
-/// dropping the older one. Fast because eight sums come out of three vector additions, and only their last is waited for.
+/// dropping the older one. Fast because eight sums come out of three vector additions, and only their last is waited
+/// for.
 [[gnu::always_inline]] inline void runMeans(const double* newer, const double* older, double* means,
                                             std::uint32_t count, double scale, double* sum) noexcept
 {
@@ -71,8 +72,8 @@ template <int places>
     *sum = last;
 }
 
-/// Level to gain change in dB over the curve with knee and ceiling; positive reduces, negative raises. Fast because every
-/// part of the curve is computed and one chosen, without a branch, and the logarithm is arithmetic too.
+/// Level to gain change in dB over the curve with knee and ceiling; positive reduces, negative raises. Fast because
+/// every part of the curve is computed and one chosen, without a branch, and the logarithm is arithmetic too.
 struct GainCurve {
     const DetectorSettings& settings;
 
@@ -283,8 +284,8 @@ void DetectorChannel::dualRelease(Lanes lanes) noexcept
         dsp::CpuDispatch<runDualRelease<true>>::run(lanes);
 }
 
-/// Whether all states stay where flushing changes nothing, far above 1e-14. The envelope never falls below both where it
-/// began and what a release leaves of the lowest level; the mean lies between its begin and the squares.
+/// Whether all states stay where flushing changes nothing, far above 1e-14. The envelope never falls below both where
+/// it began and what a release leaves of the lowest level; the mean lies between its begin and the squares.
 bool DetectorChannel::staysAboveFlush(Lanes lanes) noexcept
 {
     constexpr double kSafe = 1e-12;

@@ -45,8 +45,8 @@ public:
         std::span<double> samples;
         std::span<std::int32_t> codes;
     };
-    /// Runs two detectors over blocks of one length, as process would one after the other. Where both take the same path
-    /// their recursions run side by side in the time of one.
+    /// Runs two detectors over blocks of one length, as process would one after the other. Where both take the same
+    /// path their recursions run side by side in the time of one.
     static void processPair(const Block& first, const Block& second) noexcept;
 
 private:

@@ -44,7 +44,8 @@ constexpr std::int32_t listenModeOf(std::int32_t tag)
     }
 }
 
-/// Zeroes what isn't a number, which would stay in every recursive state for good. Looks first: there hardly ever is any.
+/// Zeroes what isn't a number, which would stay in every recursive state for good. Looks first: there hardly ever is
+/// any.
 template <typename Sample>
 void sanitise(Sample* samples, std::int32_t frames)
 {
@@ -97,11 +98,12 @@ void encodeMidSide(std::span<double> left, std::span<double> right)
     }
 }
 
-/// A meter's envelopes after some samples: one follows the level up at once, and down by a part of the distance a sample.
+/// A meter's envelopes after some samples: one follows the level up at once, and down by a part of the distance a
+/// sample.
 ///
 /// A sample takes an envelope e to the larger of its level and release level + (1 - release) e, which is of the form
-/// max(a, b + c e), and so are many samples in turn. Fast because stretches of the samples are brought to that form side by
-/// side, where the envelope itself would wait for each sample.
+/// max(a, b + c e), and so are many samples in turn. Fast because stretches of the samples are brought to that form
+/// side by side, where the envelope itself would wait for each sample.
 dsp::Pair followPeaks(std::span<const double> first, std::span<const double> second, double release,
                       dsp::Pair envelope) noexcept
 {

@@ -67,8 +67,8 @@ public:
     void armAutoListen(std::int32_t mode) override;
     void applyGlobalPrefs() override;
     void applyUiPrefs() override;
-    /// Designs the filters for what was set so far without regard to the limit of one design in 100 ms. Any thread; on the
-    /// audio thread it is left to the timer, unless it renders offline.
+    /// Designs the filters for what was set so far without regard to the limit of one design in 100 ms. Any thread; on
+    /// the audio thread it is left to the timer, unless it renders offline.
     void designNow() { updateParameters(true); }
     /// Latency in samples that the next block will have, which the host may not have been told yet. Any thread.
     [[nodiscard]] std::int32_t getLatency() const noexcept { return engine.getLatency(); }
@@ -88,8 +88,8 @@ public:
     [[nodiscard]] virtual std::int32_t bandParameter(std::int32_t field, std::int32_t band) const;
     [[nodiscard]] virtual float bandValue(std::int32_t field, std::int32_t band) const;
     [[nodiscard]] virtual std::uint32_t bandFeatures(std::int32_t band) const;
-    /// The analog curve of the filter behind a band, in hertz, as it was designed last; band modulo 12. Any but the audio
-    /// thread.
+    /// The analog curve of the filter behind a band, in hertz, as it was designed last; band modulo 12. Any but the
+    /// audio thread.
     [[nodiscard]] virtual dsp::AnalogCascade bandFilter(std::int32_t band, bool ignoreBypass);
     /// Writes what the field's parameter would show for its value; nothing when there is no parameter.
     virtual void bandText(std::int32_t field, std::int32_t band, char* text, std::int32_t flag) const;

@@ -50,9 +50,9 @@ double gainOfDecibels(double decibels)
 
 } // namespace
 
-/// The cheap half runs on every thread, at once where it can. Whoever holds its lock works for all: a thread that may not
-/// wait leaves its request, and the holder looks for one after it has let go, so that none is lost. The filter design
-/// belongs to threads that may wait; on any other it is left to the timer.
+/// The cheap half runs on every thread, at once where it can. Whoever holds its lock works for all: a thread that may
+/// not wait leaves its request, and the holder looks for one after it has let go, so that none is lost. The filter
+/// design belongs to threads that may wait; on any other it is left to the timer.
 void Plug::updateParameters(bool full)
 {
     // An offline render's thread has time to wait, and its blocks can't go on without. The timer's is never an audio

@@ -45,8 +45,8 @@ namespace {
     }
 }
 
-/// A stage of few cells whose ring stands at its beginning before the piece and after it: the cells go before the levels,
-/// where there is room for them, and no run ends.
+/// A stage of few cells whose ring stands at its beginning before the piece and after it: the cells go before the
+/// levels, where there is room for them, and no run ends.
 template <std::uint32_t size>
 [[gnu::always_inline]] inline void widenShortWindow(double* __restrict cells, std::uint32_t delay,
                                                     double* __restrict levels, double* __restrict maxima,

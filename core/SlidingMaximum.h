@@ -13,8 +13,8 @@ namespace sorvane::core {
 /// A cascade of delays of 1, 2, 4 ... samples, each stage passing on the larger of its input and its delayed input,
 /// widens the window from 1 to P; the last stage's delay is shortened so that the whole is exactly n.
 ///
-/// log2(n) comparisons a sample for any n. Fast because a stage runs over the whole block before the next one does, so that
-/// neighbouring samples share a vector. Audio thread.
+/// log2(n) comparisons a sample for any n. Fast because a stage runs over the whole block before the next one does, so
+/// that neighbouring samples share a vector. Audio thread.
 class SlidingMaximum {
 public:
     static constexpr std::size_t kMostFrames = 256; ///< a call

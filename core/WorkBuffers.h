@@ -49,8 +49,8 @@ private:
     static constexpr std::size_t kBuffers = kSampleBuffers + 8; // the four at twice the rate
     static constexpr std::size_t kCodesPerFrame = 4;
 
-    /// From one buffer to the next. Not a whole number of pages: buffers that all start at one offset in a page would share
-    /// a few sets of the first-level cache.
+    /// From one buffer to the next. Not a whole number of pages: buffers that all start at one offset in a page would
+    /// share a few sets of the first-level cache.
     [[nodiscard]] static constexpr std::size_t stride(std::int32_t capacity) noexcept
     {
         constexpr std::size_t kLine = 8;

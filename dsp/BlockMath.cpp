@@ -25,8 +25,8 @@ struct Greater {
     }
 };
 
-/// Chooses one value of all, beginning with the one that stands in the result. Fast because it keeps one for every lane of
-/// two vectors, so that no comparison waits for the one before.
+/// Chooses one value of all, beginning with the one that stands in the result. Fast because it keeps one for every lane
+/// of two vectors, so that no comparison waits for the one before.
 template <typename Choice>
 struct Chosen {
     template <std::size_t width>

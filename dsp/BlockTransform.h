@@ -15,8 +15,8 @@ namespace sorvane::dsp {
 /// (Crandall and Fagin, Discrete weighted transforms and large-integer arithmetic, Math. Comp. 62, 1994.)
 ///
 /// Both transforms come in passes() passes of about equal cost, to be run in turn with the same arrays, a few at
-/// a time as it suits a caller that spreads them. Complex arrays are 2n doubles: n real parts, then n imaginary ones. Construction:
-/// any but the audio thread. The transforms: any thread; they allocate nothing.
+/// a time as it suits a caller that spreads them. Complex arrays are 2n doubles: n real parts, then n imaginary ones.
+/// Construction: any but the audio thread. The transforms: any thread; they allocate nothing.
 class BlockTransform {
 public:
     /// \param blockSize  n: 32, 128 or 512

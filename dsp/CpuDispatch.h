@@ -53,8 +53,8 @@ private:
 };
 
 /// The same for a kernel that is written for a width of vectors: VectorDispatch<Kernel>::run(...) calls
-/// Kernel::run<width>(...), a static noexcept function that is forced inline and returns nothing, with the width in use:
-/// 2, 4 or 8 doubles.
+/// Kernel::run<width>(...), a static noexcept function that is forced inline and returns nothing, with the width in
+/// use: 2, 4 or 8 doubles.
 template <typename Kernel>
 class VectorDispatch {
 public:
@@ -109,8 +109,8 @@ struct InPlace {
 };
 } // namespace detail
 
-/// Replaces every value by function.of<width>(values), a const function that is forced inline, works lane by lane and can
-/// be given 0. Any thread.
+/// Replaces every value by function.of<width>(values), a const function that is forced inline, works lane by lane and
+/// can be given 0. Any thread.
 template <typename Function>
 void applyInPlace(std::span<double> values, const Function& function) noexcept
 {

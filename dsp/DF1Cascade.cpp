@@ -74,8 +74,8 @@ struct DF1Cascade::Coefficients {
 
 /// A section of every lane with coefficients and past in locals for the length of a loop.
 ///
-/// y = b0 x + b1 x1 + b2 x2 - a2 y2 - a1 y1. Fast because the newest output comes last, so that a section waits only for
-/// that product of the sample before, and sections that run in one loop overlap.
+/// y = b0 x + b1 x1 + b2 x2 - a2 y2 - a1 y1. Fast because the newest output comes last, so that a section waits only
+/// for that product of the sample before, and sections that run in one loop overlap.
 template <std::size_t width>
 struct DF1Cascade::RunningSection {
     static constexpr std::size_t kWidth = width;
@@ -118,8 +118,8 @@ struct DF1Cascade::RunningSection {
     Vector<width> x1{}, x2{}, y1{}, y2{};
 };
 
-/// The same while coefficients move: ahead of each sample they are set to target - counter increment. A lane at its target
-/// stays there.
+/// The same while coefficients move: ahead of each sample they are set to target - counter increment. A lane at its
+/// target stays there.
 template <std::size_t width>
 struct DF1Cascade::SlidingSection : RunningSection<width> {
     [[gnu::always_inline]] SlidingSection(Lanes lanes, std::size_t stage) noexcept

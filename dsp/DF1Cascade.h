@@ -50,8 +50,8 @@ public:
         std::span<double> buffer;
     };
     static constexpr std::size_t kMostLanes = 4;
-    /// Runs up to four filters over signals of one length, as processDouble would one after the other. Those with as many
-    /// sections run side by side, sliding or not: two in the time of one, four in little more.
+    /// Runs up to four filters over signals of one length, as processDouble would one after the other. Those with as
+    /// many sections run side by side, sliding or not: two in the time of one, four in little more.
     static void processTogether(std::span<const Lane> lanes) noexcept;
 
     /// Runs two filters in series on one signal or two, side by side where they are alike: the second one follows the

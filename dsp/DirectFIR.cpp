@@ -11,8 +11,8 @@ namespace sorvane::dsp {
 
 namespace {
 
-// Vectors run across neighbouring outputs. Eight taps a pass spare most of the loads and stores of the output. No vector is
-// wider than half a cache line: input is fetched from every offset, and a load that crosses lines costs two.
+// Vectors run across neighbouring outputs. Eight taps a pass spare most of the loads and stores of the output. No
+// vector is wider than half a cache line: input is fetched from every offset, and a load that crosses lines costs two.
 struct TapProducts {
     template <std::size_t width>
     [[gnu::always_inline]] static void addEight(const double* h, const double* x, double* y) noexcept

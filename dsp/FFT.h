@@ -12,8 +12,8 @@ namespace sorvane::dsp {
 /// point by point. Forward has the kernel exp(-2 pi i j k / n), inverse exp(+2 pi i j k / n); neither scales.
 /// Decimation in frequency by radix 4 with a last pass of radix 8, and its mirror image back, so that neighbouring
 /// butterflies fill a vector in every pass.
-/// The tables of a size are made once in the process, and only read from then on, so that instances in turn find them in
-/// the cache. Construction: any but the audio thread. The transforms: any thread, several at once too. Nothing
+/// The tables of a size are made once in the process, and only read from then on, so that instances in turn find them
+/// in the cache. Construction: any but the audio thread. The transforms: any thread, several at once too. Nothing
 /// allocates.
 class FFT {
 public:

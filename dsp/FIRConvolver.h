@@ -42,8 +42,8 @@ public:
         FIRConvolver& convolver;
         std::span<double> samples;
     };
-    /// Filters one block, or two of one size by convolvers of one length, as process would one after the other; taps that
-    /// both share are fetched once. Audio thread.
+    /// Filters one block, or two of one size by convolvers of one length, as process would one after the other; taps
+    /// that both share are fetched once. Audio thread.
     static void processTogether(std::span<const Lane> lanes) noexcept;
 
     /// Forgets the past of the signal; the taps stay. Any but the audio thread, while process doesn't run.

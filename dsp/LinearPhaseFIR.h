@@ -15,8 +15,8 @@ namespace sorvane::dsp {
 ///
 /// A pair of convolvers is in use by the audio thread. The parameter thread finishes another pair and publishes it; the
 /// audio thread changes over at the start of a block and puts the old pair where the parameter thread or the timer
-/// fetches it. A new pair takes the place of a pending one in one exchange, so that whoever was told of the older finds one
-/// of the two; without memory for it the older stays.
+/// fetches it. A new pair takes the place of a pending one in one exchange, so that whoever was told of the older finds
+/// one of the two; without memory for it the older stays.
 ///
 /// A new pair of the same length goes on with the signal's past (FIRConvolver::continueFrom). One of another length
 /// starts from silence, since its delay is another one.
@@ -76,8 +76,8 @@ private:
     std::unique_ptr<const LinearPhaseDesign> design; // the parameter thread's, for the length loaded last
     Relaxed<int> lengthInUse{kLength};
 
-    // Each owns what it points to; who exchanges a pointer for another owns what was there. The audio thread empties the
-    // first and adds to the second; the others fill the first and empty the second.
+    // Each owns what it points to; who exchanges a pointer for another owns what was there. The audio thread empties
+    // the first and adds to the second; the others fill the first and empty the second.
     std::atomic<Pair*> pending{nullptr};
     std::atomic<Pair*> replaced{nullptr};
 };

@@ -65,8 +65,8 @@ struct AddProduct {
     }
 };
 
-// Two sums of one signal, the second due a block after the first: partition i meets block i + 1 in the first, and in the
-// second block i, which came after it.
+// Two sums of one signal, the second due a block after the first: partition i meets block i + 1 in the first, and in
+// the second block i, which came after it.
 struct TwoSums {
     std::array<const double*, kTogether + 1> blocks; // spectra
     const double* newest;                            // the block that meets partition 0 in the first
@@ -79,8 +79,8 @@ struct Taps {
     const double* partition0;
 };
 
-// Adds the products of neighbouring partitions to the sums of one signal, or of two that share their taps; or begins with
-// them, and that of partition 0.
+// Adds the products of neighbouring partitions to the sums of one signal, or of two that share their taps; or begins
+// with them, and that of partition 0.
 template <std::size_t signals, std::size_t count>
 struct AddProducts {
     template <std::size_t width>

@@ -15,15 +15,15 @@ namespace sorvane::dsp {
 ///
 /// Time advances in steps of kStep samples. When a block of B input samples is complete, it is transformed; the output
 /// block that is due next is the sum of the last blocks' spectra, each times a partition's, transformed back. A stretch
-/// that starts at tap B does that in the step that completes the block; one that starts at tap 2B has time until the next
-/// block is complete, and spreads the work evenly over those steps.
+/// that starts at tap B does that in the step that completes the block; one that starts at tap 2B has time until the
+/// next block is complete, and spreads the work evenly over those steps.
 /// A block keeps the taps that were in force when it was complete, and runs out with them.
 ///
-/// Fast because sums are formed from what is only read, where adding each block to all the sums that it falls into would
-/// also write them, and two at a time: all but the newest block is known a block earlier, and what two neighbouring
-/// sums take of spectra and taps goes through the caches once. Each block brings half of the partitions to its own sum and
-/// the next, and the next block the other half, so that all blocks cost the same. Two signals that share their taps fetch
-/// those once.
+/// Fast because sums are formed from what is only read, where adding each block to all the sums that it falls into
+/// would also write them, and two at a time: all but the newest block is known a block earlier, and what two
+/// neighbouring sums take of spectra and taps goes through the caches once. Each block brings half of the partitions to
+/// its own sum and the next, and the next block the other half, so that all blocks cost the same. Two signals that
+/// share their taps fetch those once.
 class UniformPartitions {
 public:
     static constexpr std::size_t kStep = 32; ///< samples a step
@@ -45,8 +45,8 @@ public:
         spectra = other.spectra;
     }
 
-    /// A stretch, and the samples that it takes in: kStep new ones, and before them, where a block is complete with them,
-    /// the rest of that block.
+    /// A stretch, and the samples that it takes in: kStep new ones, and before them, where a block is complete with
+    /// them, the rest of that block.
     struct Lane {
         UniformPartitions& stretch;
         std::span<const double> input;
@@ -60,15 +60,16 @@ public:
         return state.output.data() + state.playing * transform.blockSize() + lastPhase() * kStep;
     }
 
-    /// Whether both are at the same place of their blocks, as two are that have advanced as often since they were cleared.
+    /// Whether both are at the same place of their blocks, as two are that have advanced as often since they were
+    /// cleared.
     [[nodiscard]] bool isInStepWith(const UniformPartitions& other) const noexcept
     {
         return state.phase == other.state.phase && state.newest == other.state.newest && state.due == other.state.due &&
                state.done == other.state.done;
     }
 
-    /// Forgets the past of the signal; the taps stay. Any but the audio thread, while no other uses this object: it frees
-    /// taps that only the past had.
+    /// Forgets the past of the signal; the taps stay. Any but the audio thread, while no other uses this object: it
+    /// frees taps that only the past had.
     void clear() noexcept;
 
     /// Exchanges states with \p other, of the same shape, so that this one goes on with other's signal under its own
@@ -95,8 +96,8 @@ private:
 
     using Lanes = std::span<const Lane>;
 
-    // The work for a complete block is a list of tasks: the passes of the forward transform, the products of partition 0
-    // and half of the others, each for a share of the bins, and the passes of the inverse transform.
+    // The work for a complete block is a list of tasks: the passes of the forward transform, the products of partition
+    // 0 and half of the others, each for a share of the bins, and the passes of the inverse transform.
     [[nodiscard]] std::pair<std::size_t, std::size_t> half() const noexcept // the partitions from first to second
     {
         const std::size_t middle = 1 + partitions / 2;

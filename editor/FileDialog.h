@@ -22,7 +22,8 @@ public:
 
     /// \param path  that the user chose
     using Chosen = std::function<void(const std::string& path)>;
-    /// \param chosen  is called at most once, during the call or later; never when the user cancels or the editor closes
+    /// \param chosen  is called at most once, during the call or later; never when the user cancels or the editor
+    ///         closes
     virtual void choose(const Question& question, Chosen chosen) = 0;
 };
 

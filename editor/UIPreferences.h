@@ -20,7 +20,8 @@ public:
     /// What a click on an option does.
     void setOption(const std::string& category, const std::string& entry, std::int32_t option);
 
-    /// Replaces a category, or all of "uiprefs", in the default bank by what is set now. A bank without "uiprefs" stays.
+    /// Replaces a category, or all of "uiprefs", in the default bank by what is set now. A bank without "uiprefs"
+    /// stays.
     void saveAsDefault(const std::string& category);
     void saveAllAsDefault();
     /// Takes a category's, or all, values from the default bank.

@@ -1,5 +1,5 @@
-// Chunks as sessions, presets and undo may hold them. The input's first byte is whether it is loaded as a preset and how
-// what comes of it is saved.
+// Chunks as sessions, presets and undo may hold them. The input's first byte is whether it is loaded as a preset and
+// how what comes of it is saved.
 
 #include "EditedEffect.h"
 

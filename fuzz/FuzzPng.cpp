@@ -1,4 +1,5 @@
-// A PNG file as an embedded or a user's one would be: an image comes of it or nothing, and what was read can be written.
+// A PNG file as an embedded or a user's one would be: an image comes of it or nothing, and what was read can be
+// written.
 
 #include "Png.h"
 

@@ -58,8 +58,8 @@ enum EffectFlag : std::int32_t {
     effectCanDoubleReplacing = 1 << 12,
 };
 
-/// What a host asks of an effect through its dispatcher. Numbers as in the public interface, where they run from 0 to 79;
-/// those that are left out are answered 0, which says for each that the effect has nothing of the kind.
+/// What a host asks of an effect through its dispatcher. Numbers as in the public interface, where they run from 0 to
+/// 79; those that are left out are answered 0, which says for each that the effect has nothing of the kind.
 enum EffectOpcode : std::int32_t {
     effectOpen = 0,
     effectClose = 1, ///< through the record, the last call: the effect and the record end with it

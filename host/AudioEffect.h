@@ -55,7 +55,8 @@ public:
     [[nodiscard]] virtual std::int32_t getProgram() const { return curProgram; }
     virtual void setProgram(std::int32_t program) { curProgram = program; }
     virtual void setProgramName(const char*) {}
-    /// Texts go to a buffer of the caller's of at least kTextBytes. Through the record a program's name takes 25 at most.
+    /// Texts go to a buffer of the caller's of at least kTextBytes. Through the record a program's name takes 25 at
+    /// most.
     virtual void getProgramName(char* name) const;
     virtual void getParameterLabel(std::int32_t, char*) const {}
     virtual void getParameterDisplay(std::int32_t index, char* text) const;

@@ -18,8 +18,8 @@ using JSONTree = std::unique_ptr<cJSON, JSONDeleter>;
 
 /// Parses the first value of a text; what follows it is ignored, and so is everything up to the blank in front.
 /// \param text  needs no final 0; nothing outside of it is read
-/// \return null when it isn't JSON, ends too early, is nested deeper than 1000 levels, holds more than 250,000 values, or there
-///         is no memory. Numbers have a decimal point whatever the locale says
+/// \return null when it isn't JSON, ends too early, is nested deeper than 1000 levels, holds more than 250,000 values,
+///         or there is no memory. Numbers have a decimal point whatever the locale says
 [[nodiscard]] JSONTree parseJSON(std::string_view text);
 
 /// Prints a tree with numbers in the one form that all our files and hosts' sessions hold: 0; whole numbers without

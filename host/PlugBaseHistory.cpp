@@ -29,7 +29,7 @@ void PlugBase::switchBank(std::int32_t bank)
     }
     for (std::int32_t index = 0; index < core::kNumParams; ++index) {
         if (currentBank != bank)
-            break; // another thread, or the host when it was told, chose one meanwhile: this one's values aren't for that
+            break; // another thread, or the host when it was told, chose one meanwhile: this one's values are another's
         if (index == bankParam)
             continue;
         const float normal = target.values[static_cast<std::size_t>(index)];

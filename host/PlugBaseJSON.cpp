@@ -150,8 +150,8 @@ PlugBaseJSON::Chunk PlugBaseJSON::makeChunk(bool isPreset)
 {
     if (!isPreset && chunkBuffer && !chunkDirty.isSet())
         return chunkBuffer;
-    // Taken down before the values are read, so that what changes meanwhile puts it up again. Until there is a new chunk
-    // the old one is worth nothing.
+    // Taken down before the values are read, so that what changes meanwhile puts it up again. Until there is a new
+    // chunk the old one is worth nothing.
     if (!isPreset) {
         chunkBuffer = nullptr;
         chunkDirty.testAndClear();

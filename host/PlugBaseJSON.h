@@ -20,8 +20,8 @@ namespace sorvane::host {
 inline constexpr std::size_t kMostChunkBytes = std::size_t{64} << 20U;
 
 /// Gives the text of a chunk: itself if it is plain, else inflated. A damaged stream, or one that holds more than
-/// kMostChunkBytes, gives back the chunk as it is, which no parser takes; one that is cut short gives what it holds up to
-/// there.
+/// kMostChunkBytes, gives back the chunk as it is, which no parser takes; one that is cut short gives what it holds up
+/// to there.
 [[nodiscard]] std::string inflateChunk(std::string_view chunk);
 
 /// Makes a chunk of a text: the text and a final 0, deflated unless \p level is 0 or deflating fails.
@@ -33,10 +33,10 @@ inline constexpr std::size_t kMostChunkBytes = std::size_t{64} << 20U;
 
 /// The effect's state as one chunk of JSON, deflated or plain, for hosts' sessions, preset and bank files and undo.
 ///
-/// A chunk is either that of a bank (program, A/B banks, the editor's own state) or that of a preset (program and editor).
-/// Parameters stand under the names of their tags, those at the factory value left out; keys that aren't known are passed
-/// over, and what isn't named goes back to the factory value. Any thread but the audio thread may ask for chunks and load
-/// them, also beside a running block.
+/// A chunk is either that of a bank (program, A/B banks, the editor's own state) or that of a preset (program and
+/// editor). Parameters stand under the names of their tags, those at the factory value left out; keys that aren't known
+/// are passed over, and what isn't named goes back to the factory value. Any thread but the audio thread may ask for
+/// chunks and load them, also beside a running block.
 class PlugBaseJSON : public PlugBase {
 public:
     explicit PlugBaseJSON(HostCallback callback);

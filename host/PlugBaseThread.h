@@ -20,8 +20,8 @@ public:
     PlugBaseThread(const PlugBaseThread&) = delete;
     PlugBaseThread& operator=(const PlugBaseThread&) = delete;
 
-    /// Starts the thread if it doesn't run, or lets it go on if it was asked to end and hasn't yet. Where the system has no
-    /// thread or memory to give, nothing runs until a later start.
+    /// Starts the thread if it doesn't run, or lets it go on if it was asked to end and hasn't yet. Where the system
+    /// has no thread or memory to give, nothing runs until a later start.
     void start() noexcept;
     /// Lets the tick in progress end, however long it takes, and joins the thread.
     void stopAndWait();

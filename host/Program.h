@@ -16,7 +16,8 @@ public:
     /// A program "None" at the factory values.
     Program();
 
-    /// \param text  UTF-8, cut to 63 bytes between two characters; a byte that isn't becomes "?". Null is the empty name
+    /// \param text  UTF-8, cut to 63 bytes between two characters; a byte that isn't becomes "?". Null is the empty
+    ///         name
     void setName(const char* text);
     [[nodiscard]] std::string getName() const;
 

@@ -9,9 +9,9 @@ namespace sorvane::host {
 
 /// Lets one thread at a time load or gather an effect's state, so that nobody gets half of one and half of another.
 ///
-/// The thread that is inside may enter again: hosts ask for a state when they are told of a change by a load. Another one
-/// waits, but not for ever: while a load tells the host, the host may hold a lock that the waiting thread holds too.
-/// Never on the audio thread.
+/// The thread that is inside may enter again: hosts ask for a state when they are told of a change by a load. Another
+/// one waits, but not for ever: while a load tells the host, the host may hold a lock that the waiting thread holds
+/// too. Never on the audio thread.
 class StateGate {
 public:
     /// Is inside from here to the end of its scope, or goes on without after a second.

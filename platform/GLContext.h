@@ -7,8 +7,8 @@
 
 namespace sorvane::platform {
 
-/// An OpenGL context with a double-buffered window of its own over the whole of another, through which mouse and keys go
-/// to that other. Any thread, one at a time.
+/// An OpenGL context with a double-buffered window of its own over the whole of another, through which mouse and keys
+/// go to that other. Any thread, one at a time.
 class GLContext {
 public:
     GLContext() = default;

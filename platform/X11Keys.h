@@ -15,8 +15,8 @@ namespace sorvane::platform {
 /// What a symbol types by itself, 0 for one that types nothing.
 [[nodiscard]] char32_t characterOf(KeySym symbol);
 
-/// What the symbols of keys type, one after the other: dead keys and sequences are composed as the user's locale has them.
-/// Where the library for that is missing, symbols of Latin 1 and of Unicode type themselves.
+/// What the symbols of keys type, one after the other: dead keys and sequences are composed as the user's locale has
+/// them. Where the library for that is missing, symbols of Latin 1 and of Unicode type themselves.
 class X11Compose {
 public:
     X11Compose() = default;

@@ -15,8 +15,8 @@ namespace sorvane::platform {
 /// Pixels in memory that the X server reads too, so that they don't go through the connection.
 class X11SharedImage {
 public:
-    /// Whether the server shares memory with anybody. To be asked as a connection is opened: the library that this is the
-    /// first question to doesn't bear that the connection is lost meanwhile.
+    /// Whether the server shares memory with anybody. To be asked as a connection is opened: the library that this is
+    /// the first question to doesn't bear that the connection is lost meanwhile.
     static bool isKnown(Display& display);
     /// Null where the server can't read this process's memory: it is on another machine, say.
     /// \param display  for which isKnown is true; must outlive it

@@ -86,7 +86,8 @@ std::unique_ptr<X11Window> X11Window::open(const Request& request)
 X11Window::X11Window(const X11Library& library, Display& connection)
     : x(library), display(connection), errors(std::make_unique<X11Errors>(connection))
 {
-    // A server that goes away ends the process, unless the host has a handler that returns: then this one is asked, too.
+    // A server that goes away ends the process, unless the host has a handler that returns: then this one is asked,
+    // too.
     if (x.setIOErrorExitHandler != nullptr)
         x.setIOErrorExitHandler(
             &display,

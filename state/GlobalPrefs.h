@@ -14,9 +14,9 @@ namespace sorvane::state {
 /// The user's preferences on this machine, shared by all instances in all sessions.
 ///
 /// The resource "defaults" is the schema: its members in order are the rows of the pane, each an object with "value",
-/// "page" and "values". The store's "globals" holds what was written: key to index of the option. A change is written at
-/// once; a write that fails leaves it in force for this process. When two processes change preferences, the table of the
-/// later change stands.
+/// "page" and "values". The store's "globals" holds what was written: key to index of the option. A change is written
+/// at once; a write that fails leaves it in force for this process. When two processes change preferences, the table of
+/// the later change stands.
 ///
 /// Any thread but the audio thread. Keys match without regard to ASCII case.
 class GlobalPrefs {
@@ -35,8 +35,8 @@ public:
     void initGlobalPrefs(std::string_view defaultsText);
 
     /// \return index of the option as stored, else the default one: 0 without a schema, -2 for a key that it doesn't
-    ///         have, -3 for one with no "value". -1 before initGlobalPrefs where nothing is stored. A stored index may be
-    ///         beyond the options
+    ///         have, -3 for one with no "value". -1 before initGlobalPrefs where nothing is stored. A stored index may
+    ///         be beyond the options
     [[nodiscard]] std::int32_t getGlobalPref(const char* key) const;
     /// Sets an option and stores all of them; nothing before initGlobalPrefs where nothing is stored.
     void setGlobalPref(const char* key, std::int32_t index);

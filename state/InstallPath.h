@@ -5,8 +5,8 @@
 
 namespace sorvane::state {
 
-/// Where presets and banks lie. Any thread but the audio thread; asked anew each time, but for the preset root. What is the
-/// user's is empty for a user who has no home.
+/// Where presets and banks lie. Any thread but the audio thread; asked anew each time, but for the preset root. What is
+/// the user's is empty for a user who has no home.
 
 /// The user's folder, with no slash at its end: the store's "Path" when it is at least 2 bytes long, else
 /// Kestrune/Sorvane below the user's data folder. What is saved goes there.

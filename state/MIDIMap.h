@@ -30,14 +30,14 @@ public:
     MIDIMap(const MIDIMap&) = delete;
     MIDIMap& operator=(const MIDIMap&) = delete;
 
-    /// The process's, never destroyed; at exit what is pending is saved. The first call loads it, and so mustn't come from
-    /// the audio thread.
+    /// The process's, never destroyed; at exit what is pending is saved. The first call loads it, and so mustn't come
+    /// from the audio thread.
     static MIDIMap& instance();
 
     /// Any thread.
     [[nodiscard]] const Table& getMidiMap() const noexcept { return table; }
-    /// Tag of the parameter that waits for a controller, else kNone. When it is back at kNone the table is as it became.
-    /// Any thread.
+    /// Tag of the parameter that waits for a controller, else kNone. When it is back at kNone the table is as it
+    /// became. Any thread.
     [[nodiscard]] std::int32_t getLearnTag() const noexcept { return slot().load(std::memory_order_acquire); }
     [[nodiscard]] bool isLearning() const noexcept { return getLearnTag() != kNone; }
     /// Lets the next control change that any instance gets move this parameter from then on.
@@ -50,15 +50,15 @@ public:
     /// Lets a controller (modulo 128) move this parameter alone, and saves. Nothing for a tag that is no parameter.
     void learnMidi(std::int32_t tag, std::int32_t controller);
 
-    /// Takes a block's control changes, on any channel, in order: the first one completes a learn that is under way, and
-    /// each moves its parameter. What is learnt is in force at once, and saved by the next savePending.
+    /// Takes a block's control changes, on any channel, in order: the first one completes a learn that is under way,
+    /// and each moves its parameter. What is learnt is in force at once, and saved by the next savePending.
     ///
-    /// Audio thread, before the block: neither waits nor allocates. While another thread changes the table, a learn goes
-    /// on to the next event. A list that can't be one, and events that are null or too short, are passed over.
+    /// Audio thread, before the block: neither waits nor allocates. While another thread changes the table, a learn
+    /// goes on to the next event. A list that can't be one, and events that are null or too short, are passed over.
     void processMidi(const host::Events* events, host::AudioEffectX& effect);
 
-    /// Saves the table if it changed since it was saved; when it returns, all changes before the call are saved. Costs two
-    /// loads if there were none.
+    /// Saves the table if it changed since it was saved; when it returns, all changes before the call are saved. Costs
+    /// two loads if there were none.
     void savePending();
 
 private:

@@ -18,8 +18,8 @@ struct BakedGlyph {
     int glyph = 0; ///< in the font
 };
 
-/// The glyphs of the codes 32 to 127 of a font at one size, drawn into one image. Each code is its own character, but that
-/// "$" gives a bullet, "~" an arrow to the left and 127 an arrow to the right.
+/// The glyphs of the codes 32 to 127 of a font at one size, drawn into one image. Each code is its own character, but
+/// that "$" gives a bullet, "~" an arrow to the left and 127 an arrow to the right.
 class BakedFont {
 public:
     /// \param pixels  size in pixels of the device
@@ -29,8 +29,8 @@ public:
     [[nodiscard]] float getSize() const { return size; }
     [[nodiscard]] const CDIB& getAtlas() const { return *atlas; }
 
-    /// Calls \p draw for each glyph of a text that shows, with its place in whole pixels from the text's top left. Bytes
-    /// below 32 draw nothing, and so do those above 127.
+    /// Calls \p draw for each glyph of a text that shows, with its place in whole pixels from the text's top left.
+    /// Bytes below 32 draw nothing, and so do those above 127.
     using GlyphFunction = std::function<void(const BakedGlyph& glyph, int left, int top)>;
     void layOut(std::string_view text, const GlyphFunction& draw) const;
 

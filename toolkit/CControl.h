@@ -11,8 +11,8 @@ namespace sorvane::toolkit {
 
 /// A view that holds one value with a tag, and tells a listener when the user changes it.
 ///
-/// A gesture with the mouse wheel, which has no release, is one edit: it ends 250 ms after the last step, on a thread of
-/// its own. Only one control of the process is in such an edit: when another begins one, the first ends at once.
+/// A gesture with the mouse wheel, which has no release, is one edit: it ends 250 ms after the last step, on a thread
+/// of its own. Only one control of the process is in such an edit: when another begins one, the first ends at once.
 class CControl : public CView {
 public:
     /// \param controlListener  may be null; must outlive the control
@@ -32,13 +32,13 @@ public:
     [[nodiscard]] virtual float getDefaultValue() const { return defaultValue; }
     /// Brings the value into its range; one that isn't a number becomes the lowest.
     virtual void bounceValue();
-    /// With Control and the left button, and nothing else, goes back to the default: an edit of its own. \return whether
-    /// it was so
+    /// With Control and the left button, and nothing else, goes back to the default: an edit of its own. \return
+    /// whether it was so
     virtual bool checkDefaultValue(int buttons);
     virtual void setTag(int newTag) { tag = newTag; }
     [[nodiscard]] virtual int getTag() const { return tag; }
-    /// The listener is told of one edit at a time: of the first beginning and the first end. An edit that is open when the
-    /// control leaves its window, or is deleted, ends there.
+    /// The listener is told of one edit at a time: of the first beginning and the first end. An edit that is open when
+    /// the control leaves its window, or is deleted, ends there.
     virtual void beginEdit();
     virtual void endEdit();
     /// Before the value goes to the listener.

@@ -8,11 +8,12 @@ class CControl;
 class CControlListener {
 public:
     virtual void valueChanged(CControl& control) = 0;
-    /// A press with modifier keys or the right button, before the control gets it. \return whether the listener takes it
+    /// A press with modifier keys or the right button, before the control gets it. \return whether the listener takes
+    /// it
     virtual bool controlModifierClicked(CControl& /*control*/, int /*buttons*/) { return false; }
     virtual void controlBeginEdit(CControl& /*control*/) {}
-    /// On a thread of its own when the edit was one by wheel: then it must neither take the lock of a frame, whose holder
-    /// may be waiting for it, nor delete the control.
+    /// On a thread of its own when the edit was one by wheel: then it must neither take the lock of a frame, whose
+    /// holder may be waiting for it, nor delete the control.
     virtual void controlEndEdit(CControl& /*control*/) {}
 
 protected:

@@ -33,8 +33,8 @@ struct Coverage {
     std::vector<std::uint8_t> values;
 };
 inline constexpr int kLargestHalo = 64; ///< radius in pixels; larger ones are cut to it
-/// The shape with a halo around it: larger by the radius on each side, 255 up to the radius from the shape, falling to 0
-/// over one more pixel. Distances are Euclidean.
+/// The shape with a halo around it: larger by the radius on each side, 255 up to the radius from the shape, falling to
+/// 0 over one more pixel. Distances are Euclidean.
 [[nodiscard]] Coverage distanceHalo(const Coverage& shape, int radius);
 
 /// Copies an image with its alpha to (left, top), each channel multiplied by a colour.

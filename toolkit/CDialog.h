@@ -8,8 +8,8 @@
 
 namespace sorvane::toolkit {
 
-/// A box with a title and a row of buttons in the middle of a frame, whose modal view it is until it is dismissed. Return
-/// presses the button that Tab leads to, Escape the last.
+/// A box with a title and a row of buttons in the middle of a frame, whose modal view it is until it is dismissed.
+/// Return presses the button that Tab leads to, Escape the last.
 class CDialog : public CViewContainer {
 public:
     void draw(CDrawContext& context) override;

@@ -15,11 +15,12 @@ public:
     using CView::onWheel;
 
 protected:
-    /// Where the mouse is on the way, from wherever that is counted: 1 further for the highest value than for the lowest. It
-    /// goes on beyond, so that a drag out and back ends where it began. Asked in the order of the mouse's places.
+    /// Where the mouse is on the way, from wherever that is counted: 1 further for the highest value than for the
+    /// lowest. It goes on beyond, so that a drag out and back ends where it began. Asked in the order of the mouse's
+    /// places.
     [[nodiscard]] virtual float placeOf(CPoint where) = 0;
-    /// In the drag's edit, before the first place is asked. \return the position that it goes on from, which may lie beyond
-    /// the range
+    /// In the drag's edit, before the first place is asked. \return the position that it goes on from, which may lie
+    /// beyond the range
     virtual float dragBegins(CPoint /*where*/, int /*buttons*/) { return position(); }
 
 private:

@@ -14,9 +14,9 @@ enum class DrawStyle { stroked, filled, filledAndStroked };
 /// Draws in logical pixels. The context's offset is added and the result multiplied by its scale.
 ///
 /// All ways of drawing share what is decided here: which pixels of the device a shape covers, and how far. Rectangles,
-/// and lines between whole coordinates that run along a row or column, lie on whole pixels; other shapes are smoothed at
-/// their edges. A line's coordinates name pixels: a line of width 1 from (2, 3) to (5, 3) covers the four pixels of row
-/// 3 from column 2 to 5.
+/// and lines between whole coordinates that run along a row or column, lie on whole pixels; other shapes are smoothed
+/// at their edges. A line's coordinates name pixels: a line of width 1 from (2, 3) to (5, 3) covers the four pixels of
+/// row 3 from column 2 to 5.
 ///
 /// Only the thread that draws may call it.
 class CDrawContext : public CBaseObject {

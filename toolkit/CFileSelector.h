@@ -9,8 +9,8 @@
 
 namespace sorvane::toolkit {
 
-/// Asks for a file to open or to save as: a list of the folders and of the files of one kind, gone through by mouse, wheel
-/// and keys, and for saving a name. Before a file is replaced the user is asked.
+/// Asks for a file to open or to save as: a list of the folders and of the files of one kind, gone through by mouse,
+/// wheel and keys, and for saving a name. Before a file is replaced the user is asked.
 class CFileSelector final : public CDialog {
 public:
     struct Question {

@@ -19,8 +19,8 @@ enum class KnobMode {
 
 /// The root of the views of a window, which it draws into a picture of its own and shows from there.
 ///
-/// One lock guards its whole tree: it is held while an event is handled and while it is drawn. Whoever else touches views
-/// takes it first. An event may close the frame, or drop its last use, which then goes when the event is over.
+/// One lock guards its whole tree: it is held while an event is handled and while it is drawn. Whoever else touches
+/// views takes it first. An event may close the frame, or drop its last use, which then goes when the event is over.
 ///
 /// What nothing is drawn on is black. While a button is held, presses of others count for nothing.
 class CFrame : public CViewContainer, private platform::WindowListener {
@@ -54,8 +54,8 @@ public:
     [[nodiscard]] CView* getModalView() const { return modalView; }
 
     /// Takes over the caller's use of what a view drags from a press. Until the button is let go, the mouse tells the
-    /// views that it comes over, those in the modal view only if there is one. A view that waits for the release is told of
-    /// one outside of it. Escape and a modal view that opens give the drag up.
+    /// views that it comes over, those in the modal view only if there is one. A view that waits for the release is
+    /// told of one outside of it. Escape and a modal view that opens give the drag up.
     void startDrag(CDragContainer* dragged);
     [[nodiscard]] bool isDragging() const { return dragRoute.isActive(); }
     void setKnobMode(KnobMode mode) { knobMode = mode; }

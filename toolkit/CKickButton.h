@@ -24,7 +24,8 @@ private:
     ImageStrip imageStrip;
 };
 
-/// A button that is on while it is pressed: the highest goes to the listener at the press, the lowest at the release. Two images.
+/// A button that is on while it is pressed: the highest goes to the listener at the press, the lowest at the release.
+/// Two images.
 class CKickButton : public CImageButton {
 public:
     using CImageButton::CImageButton;
@@ -55,8 +56,8 @@ public:
     }
 };
 
-/// A button that is the other of on and off while it is pressed, and stays so when released on it. A press that is given up
-/// changes nothing.
+/// A button that is the other of on and off while it is pressed, and stays so when released on it. A press that is
+/// given up changes nothing.
 class CMovieButton : public CImageButton {
 public:
     using CImageButton::CImageButton;

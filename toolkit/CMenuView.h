@@ -7,9 +7,9 @@
 
 namespace sorvane::toolkit {
 
-/// An open menu with the sub-menus that are open from it: a modal view over the whole frame. The mouse, by clicks or by a
-/// drag, and the keys choose. What is longer than the frame is scrolled by the wheel, by clicks on the arrows at its ends
-/// and by the keys. Choosing, Escape and a click elsewhere close it.
+/// An open menu with the sub-menus that are open from it: a modal view over the whole frame. The mouse, by clicks or by
+/// a drag, and the keys choose. What is longer than the frame is scrolled by the wheel, by clicks on the arrows at its
+/// ends and by the keys. Choosing, Escape and a click elsewhere close it.
 class CMenuView : public CView {
 public:
     CMenuView(CFrame& menuFrame, COptionMenu& menu, const CRect& below);

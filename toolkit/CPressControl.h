@@ -4,8 +4,8 @@
 
 namespace sorvane::toolkit {
 
-/// A control that is held with the left button, which is one edit from the press to its end. It is released, or given up: by
-/// a release that the window never got, or as the control leaves its window.
+/// A control that is held with the left button, which is one edit from the press to its end. It is released, or given
+/// up: by a release that the window never got, or as the control leaves its window.
 class CPressControl : public CControl {
 public:
     using CControl::CControl;

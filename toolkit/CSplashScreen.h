@@ -6,8 +6,9 @@ namespace sorvane::toolkit {
 
 class CDefaultSplashScreenView;
 
-/// An area that shows nothing until a click on it lays its background image over the frame, where it takes all events until
-/// the next click, Return or Escape. The value is the highest meanwhile, and the lowest else; each change is an edit.
+/// An area that shows nothing until a click on it lays its background image over the frame, where it takes all events
+/// until the next click, Return or Escape. The value is the highest meanwhile, and the lowest else; each change is an
+/// edit.
 class CSplashScreen : public CControl {
 public:
     /// \param shownAt  where the image is shown, in coordinates of the frame

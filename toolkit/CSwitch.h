@@ -5,8 +5,8 @@
 
 namespace sorvane::toolkit {
 
-/// A switch of some positions side by side: a press or a drag sets the one under the mouse, the wheel the next. Its images
-/// stand for its values.
+/// A switch of some positions side by side: a press or a drag sets the one under the mouse, the wheel the next. Its
+/// images stand for its values.
 class CSwitch : public CPressControl {
 public:
     bool onWheel(CPoint where, float distance, int buttons) override;
@@ -66,8 +66,8 @@ private:
     [[nodiscard]] float along(CPoint where) const override { return (where.x - rect.left) / rect.width(); }
 };
 
-/// A switch that rests in the middle of its range and springs back there: a press on its first half gives the lowest value,
-/// one on its second the highest, as long as it is held. Three images: lowest, at rest, highest.
+/// A switch that rests in the middle of its range and springs back there: a press on its first half gives the lowest
+/// value, one on its second the highest, as long as it is held. Three images: lowest, at rest, highest.
 class CRockerSwitch : public CPressControl {
 public:
     enum class Direction { horizontal, vertical };

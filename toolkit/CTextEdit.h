@@ -8,7 +8,8 @@
 namespace sorvane::toolkit {
 
 /// A text that a click opens for editing: keys, selection with Shift or the mouse, Control with A, C, X and V. Return
-/// confirms; Escape, or a click elsewhere, leaves it as it was. A text that is wider than the control moves with the caret.
+/// confirms; Escape, or a click elsewhere, leaves it as it was. A text that is wider than the control moves with the
+/// caret.
 class CTextEdit : public CParamDisplay {
 public:
     static constexpr std::size_t kLongest = 255; ///< characters

@@ -33,8 +33,8 @@ enum class MouseResult {
     handledNoMore = 3, ///< handled, and the view wants no moves and no release of this press
 };
 
-/// A rectangle of a window that draws itself and takes events. Its rectangle, and the points that it is given, are in the
-/// coordinates of its parent's inside.
+/// A rectangle of a window that draws itself and takes events. Its rectangle, and the points that it is given, are in
+/// the coordinates of its parent's inside.
 ///
 /// All calls are made under the lock of its frame.
 class CView : public CBaseObject {

@@ -4,8 +4,8 @@
 
 namespace sorvane::toolkit {
 
-/// A level in a row of LEDs: as many as its value says show the image of all LEDs on, the others that of all off. It takes
-/// no mouse.
+/// A level in a row of LEDs: as many as its value says show the image of all LEDs on, the others that of all off. It
+/// takes no mouse.
 class CVuMeter : public CControl {
 public:
     enum class Direction { horizontal, vertical };

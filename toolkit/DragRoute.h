@@ -5,8 +5,8 @@
 
 namespace sorvane::toolkit {
 
-/// A drag under way over a frame: tells the views that it comes over, and gives what is dragged to the one where it is let
-/// go or, if that doesn't take it, to one of those around it.
+/// A drag under way over a frame: tells the views that it comes over, and gives what is dragged to the one where it is
+/// let go or, if that doesn't take it, to one of those around it.
 class DragRoute {
 public:
     [[nodiscard]] bool isActive() const { return static_cast<bool>(dragged); }

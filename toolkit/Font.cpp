@@ -123,8 +123,8 @@ void Font::rasterise(int glyph, float scale, float x, float baseline, Coverage& 
     stbtt_vertex* shape = nullptr;
     const int count = stbtt_GetGlyphShape(info.get(), glyph, &shape);
     const std::unique_ptr<stbtt_vertex, VertexDeleter> vertices(shape, {info.get()});
-    // Of the outline itself, since what the file says of its box may be wrong. All of it is rasterised: the library takes
-    // no part.
+    // Of the outline itself, since what the file says of its box may be wrong. All of it is rasterised: the library
+    // takes no part.
     const Box box = boundsOf({shape, static_cast<std::size_t>(std::max(count, 0))});
     const auto edge = [scale](int units) { return static_cast<float>(units) * scale; };
     const PixelRect bounds{floorToPixel(x + edge(box.left)), floorToPixel(baseline - edge(box.top)),

@@ -4,8 +4,8 @@
 
 namespace sorvane::toolkit {
 
-/// Which of some images stands for a position from 0 to 1: the first for 0, the last for 1, and between them the nearest.
-/// Positions outside, and none, count as the nearer end, and as 0. 0 when there are no images.
+/// Which of some images stands for a position from 0 to 1: the first for 0, the last for 1, and between them the
+/// nearest. Positions outside, and none, count as the nearer end, and as 0. 0 when there are no images.
 [[nodiscard]] int imageAt(float position, int imageCount);
 
 /// How the background of a view is cut into images of one height, one below the other.

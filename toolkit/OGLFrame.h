@@ -36,8 +36,8 @@ private:
     Shared<CDIB> picture;
 };
 
-/// A frame that is drawn by OpenGL on a thread of its own, whole, up to 60 times a second: whenever a view is dirty or an
-/// area was invalidated. Where there is no OpenGL it draws as every frame.
+/// A frame that is drawn by OpenGL on a thread of its own, whole, up to 60 times a second: whenever a view is dirty or
+/// an area was invalidated. Where there is no OpenGL it draws as every frame.
 class OGLFrame final : public CGFrame {
 public:
     using CGFrame::CGFrame;

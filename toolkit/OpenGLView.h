@@ -32,7 +32,8 @@ public:
 protected:
     ~OpenGLView() override;
 
-    /// Before each picture, under the frame's lock, without a current context. On the thread that draws, as what follows.
+    /// Before each picture, under the frame's lock, without a current context. On the thread that draws, as what
+    /// follows.
     virtual void tick() {}
     /// Whether what is shown isn't what there is to draw; asked after tick, once for each answer of true. Under the
     /// frame's lock.

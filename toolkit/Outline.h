@@ -26,9 +26,9 @@ public:
     /// The band of a width along a path, mitred at joints and half a width longer at each end.
     void addBand(std::span<const DevicePoint> path, double width);
 
-    /// Gives the rows in which it covers anything inside of \p clip, top to bottom: y, the first pixel's x, and for each
-    /// pixel the covered part of its area, 0 to 255. At most one run a row. Where contours overlap at their edges, the
-    /// covered parts add up, to 255 at most.
+    /// Gives the rows in which it covers anything inside of \p clip, top to bottom: y, the first pixel's x, and for
+    /// each pixel the covered part of its area, 0 to 255. At most one run a row. Where contours overlap at their edges,
+    /// the covered parts add up, to 255 at most.
     using RowFunction = std::function<void(int y, int left, std::span<const std::uint8_t> coverage)>;
     void rasterise(const PixelRect& clip, const RowFunction& row) const;
 

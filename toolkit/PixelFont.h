@@ -11,8 +11,8 @@ namespace sorvane::toolkit {
 /// A small font cut from an image of glyphs side by side, written into images in memory.
 ///
 /// The strip holds "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz.%-,+#:/" in this order; their red
-/// channel is the coverage. Strips 11 high have cells 9 wide, any other has cells 7 wide and 9 high. Bytes without a glyph
-/// draw nothing and advance nothing; a blank advances.
+/// channel is the coverage. Strips 11 high have cells 9 wide, any other has cells 7 wide and 9 high. Bytes without a
+/// glyph draw nothing and advance nothing; a blank advances.
 class PixelFont {
 public:
     static constexpr int kLargerStrip = 101;  ///< the embedded image of cells 9 by 11

@@ -5,8 +5,8 @@
 
 namespace sorvane::toolkit {
 
-/// A control that hands everything on to an iControl, so that a page can stand in a list of controls. No container holds
-/// it: whoever made it deletes it by forget.
+/// A control that hands everything on to an iControl, so that a page can stand in a list of controls. No container
+/// holds it: whoever made it deletes it by forget.
 class iControlWrapper final : public CControl {
 public:
     /// \param wrapped  must outlive the wrapper

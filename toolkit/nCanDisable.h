@@ -2,8 +2,8 @@
 
 namespace sorvane::toolkit {
 
-/// A control that can be put out of use. Its owner's set also marks it dirty and turns its mouse off: a press on it does
-/// nothing then, and goes no further.
+/// A control that can be put out of use. Its owner's set also marks it dirty and turns its mouse off: a press on it
+/// does nothing then, and goes no further.
 class nCanDisable {
 public:
     virtual void setDisabled(bool on) = 0;

@@ -5,8 +5,8 @@
 
 namespace sorvane::toolkit {
 
-/// A control that builds its picture in memory: one image to draw in, one to draw from, both as large as the control and
-/// black when its size changes.
+/// A control that builds its picture in memory: one image to draw in, one to draw from, both as large as the control
+/// and black when its size changes.
 class nControl : public CControl {
 public:
     nControl(const CRect& viewRect, CControlListener* controlListener, int controlTag)

@@ -78,8 +78,8 @@ public:
     [[nodiscard]] aax::Controller& controller() { return *this; }
     [[nodiscard]] std::int32_t latency() const { return signalLatency; }
 
-    /// Moves a parameter as the user of the host's own controls does, or its automation: the value goes out as a request
-    /// and comes back as an update.
+    /// Moves a parameter as the user of the host's own controls does, or its automation: the value goes out as a
+    /// request and comes back as an update.
     void automate(std::int32_t index, double normal);
     /// Turns the bypass of the host's own.
     void setBypass(bool on);

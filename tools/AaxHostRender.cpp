@@ -98,8 +98,8 @@ public:
           interleaved(static_cast<std::size_t>(options.blockFrames) * 2)
     {}
 
-    /// Does what is due before the first frame. Fresh filters slide to their design; silence runs through until they are
-    /// there.
+    /// Does what is due before the first frame. Fresh filters slide to their design; silence runs through until they
+    /// are there.
     void settle(AaxInstance& instance)
     {
         (void)beginBlock(instance);

@@ -20,8 +20,8 @@ struct AaxRenderOptions {
 
 /// Plays a file through the plug-in as a session does: what is set in one instance is saved, a second one restores it,
 /// goes offline, and plays with the transport running, while the events happen, each between two samples. The output is
-/// aligned with the input by the latency at the start; when that changes on the way, as by the bypass, what follows comes
-/// as much earlier or later. Throws Failure.
+/// aligned with the input by the latency at the start; when that changes on the way, as by the bypass, what follows
+/// comes as much earlier or later. Throws Failure.
 /// \return a few lines for people
 std::string renderThroughAax(const AaxRenderOptions& options);
 

@@ -114,8 +114,8 @@ double stepsOf(int format)
     }
 }
 
-/// The nearest whole number, the even one of two; beyond +-2^51 what it is. Without a call, so that a loop of it goes into
-/// vectors.
+/// The nearest whole number, the even one of two; beyond +-2^51 what it is. Without a call, so that a loop of it goes
+/// into vectors.
 double nearestWhole(double x)
 {
     constexpr double kToWhole = 0x1.8p52; // adding it leaves no bits for a fraction

@@ -53,8 +53,8 @@ struct BenchCase {
 /// work.
 [[nodiscard]] std::array<std::vector<float>, 2> benchSignal(std::size_t frames, double rateHz);
 
-/// Times the effect on speech-like audio, 7 passes over the same, through its 32-bit entry, as hosts drive it. The least
-/// of the passes keeps what the effect does and drops what the machine did meanwhile.
+/// Times the effect on speech-like audio, 7 passes over the same, through its 32-bit entry, as hosts drive it. The
+/// least of the passes keeps what the effect does and drops what the machine did meanwhile.
 /// Throws std::bad_alloc.
 [[nodiscard]] std::vector<BenchResult> runBench(const BenchOptions& options);
 

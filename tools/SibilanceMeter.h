@@ -22,8 +22,8 @@ struct Sibilance {
 /// energy.
 ///
 /// A frame is a fricative when the first signal is audible in it and has more energy between 5 and 10 kHz than below
-/// 3 kHz, a vowel when it has at least 15 dB less. Fast because all channels of both signals run through the filters side
-/// by side, a frame at a time.
+/// 3 kHz, a vowel when it has at least 15 dB less. Fast because all channels of both signals run through the filters
+/// side by side, a frame at a time.
 class SibilanceMeter {
 public:
     /// \param rateHz        22050 and above; below that there is no such band

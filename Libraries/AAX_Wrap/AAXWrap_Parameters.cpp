@@ -388,9 +388,9 @@ host::Pointer AAXWrap_Parameters::answer(std::int32_t opcode, std::int32_t index
     }
 }
 
-/// The delegate brings a value back later, as an update. Where there is none, the effect holds the value already and only
-/// the host's side is to follow. So it is while the control state is restored: a value of a bank that was chosen there
-/// mustn't come back behind the restored one.
+/// The delegate brings a value back later, as an update. Where there is none, the effect holds the value already and
+/// only the host's side is to follow. So it is while the control state is restored: a value of a bank that was chosen
+/// there mustn't come back behind the restored one.
 void AAXWrap_Parameters::setAutomatedValue(HostParameter& parameter, double normal)
 {
     if (AutomationDelegate* const delegate = delegateForEdits()) {

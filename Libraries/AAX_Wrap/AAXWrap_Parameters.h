@@ -19,9 +19,9 @@ class AAXWrap_GUI;
 
 /// The host's data model of one instance, which owns the effect and stands as its VST 2.4 host.
 ///
-/// Threads: the algorithm callback on the audio thread; all else on the host's data model thread, but for what the effect
-/// asks its host, which comes from any thread. The end waits for a report of the latency that the timer's thread has
-/// under way: the host must neither end an instance in setSignalLatency nor hold a lock then that it takes there.
+/// Threads: the algorithm callback on the audio thread; all else on the host's data model thread, but for what the
+/// effect asks its host, which comes from any thread. The end waits for a report of the latency that the timer's thread
+/// has under way: the host must neither end an instance in setSignalLatency nor hold a lock then that it takes there.
 class AAXWrap_Parameters : public EffectParametersBase {
 public:
     /// Field of the private block that leads to the instance.

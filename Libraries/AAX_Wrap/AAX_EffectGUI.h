@@ -6,8 +6,8 @@
 
 namespace sorvane::aax {
 
-/// An instance's view, which the host makes, calls on its user interface thread and deletes. It may come and go many times
-/// while the data model lives.
+/// An instance's view, which the host makes, calls on its user interface thread and deletes. It may come and go many
+/// times while the data model lives.
 class EffectGUI {
 public:
     EffectGUI() = default;

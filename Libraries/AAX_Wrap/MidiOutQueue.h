@@ -10,8 +10,8 @@
 
 namespace sorvane::aax {
 
-/// MIDI on its way to the host, cut into packets as it comes. What finds no room is dropped as a whole, so that nothing is
-/// allocated on the audio thread. One thread at a time.
+/// MIDI on its way to the host, cut into packets as it comes. What finds no room is dropped as a whole, so that nothing
+/// is allocated on the audio thread. One thread at a time.
 template <std::size_t mostPackets>
 class MidiOutQueue {
 public:

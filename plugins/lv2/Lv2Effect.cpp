@@ -191,7 +191,8 @@ void Lv2Effect::takePorts()
         plug->designNow(); // the timer may have designed with some of them
 }
 
-/// Whether any port may hold another value than last time. Most blocks ask no more than this, and so it has no branches.
+/// Whether any port may hold another value than last time. Most blocks ask no more than this, and so it has no
+/// branches.
 bool Lv2Effect::anyPortChanged() const noexcept
 {
     std::uint32_t difference = 0;
@@ -279,8 +280,8 @@ void Lv2Effect::takeEvents()
     }
 }
 
-/// The host's inputs aren't ours to write, and one may be an output too: the effect gets copies, taken before any output
-/// is written. Side-chains that nothing listens to are left out.
+/// The host's inputs aren't ours to write, and one may be an output too: the effect gets copies, taken before any
+/// output is written. Side-chains that nothing listens to are left out.
 void Lv2Effect::processPart(std::size_t first, std::size_t frames)
 {
     std::array<float*, 4> ins{};

@@ -42,8 +42,8 @@ struct Port {
     std::int32_t number = 0; ///< tag of a parameter, else channel
 };
 
-/// Sessions hold symbols and scripts hold indices: ports may be added behind the last one, and nothing else. The index of
-/// a parameter's port is its tag. The bank parameter, the last tag, has none: a bank changes values that ports hold.
+/// Sessions hold symbols and scripts hold indices: ports may be added behind the last one, and nothing else. The index
+/// of a parameter's port is its tag. The bank parameter, the last tag, has none: a bank changes values that ports hold.
 inline constexpr std::size_t kParameterPorts = core::kABBank;
 static_assert(kParameterPorts + 1 == core::kNumParams);
 

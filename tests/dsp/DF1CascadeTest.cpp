@@ -123,8 +123,8 @@ TEST(DF1Cascade, SlidesInAStraightLineAndRestartsFromWhereItStands)
     }
 }
 
-/// Filters over signals of their own, or the later half behind the first half on the same signals. They slide one after the
-/// other, and while others do.
+/// Filters over signals of their own, or the later half behind the first half on the same signals. They slide one after
+/// the other, and while others do.
 std::vector<Signal> runFilters(const std::vector<Sections>& settings, bool inSeries, std::size_t block, bool alone)
 {
     std::vector<Cascade> cascades(settings.size());

@@ -63,8 +63,8 @@ TEST(FIRConvolver, EqualsDirectConvolutionAndIsTheSameForAnyBlockSizeAndVectorUn
     }
 }
 
-// Two channels give the bits that each would give alone: with one filter or two, in step or not, and while one filter takes
-// another's place.
+// Two channels give the bits that each would give alone: with one filter or two, in step or not, and while one filter
+// takes another's place.
 TEST(FIRConvolver, TogetherIsTheSameAsOneByOne)
 {
     constexpr std::size_t kChange = 5000;

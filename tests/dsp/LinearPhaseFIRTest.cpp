@@ -88,7 +88,8 @@ TEST(LinearPhaseFIR, TakesTheNewestPairAtABlockAndKeepsTheSignalForTheSameLength
     EXPECT_NEAR(settle(fir, kNormal / 2), 0.0, kTolerance);
 }
 
-// Channels that filter alike share their taps until one of them gets others. Each pair is loaded again after the next one.
+// Channels that filter alike share their taps until one of them gets others. Each pair is loaded again after the next
+// one.
 TEST(LinearPhaseFIR, ChannelsKeepTheirOwnGainHoweverOftenTheyAgreed)
 {
     LinearPhaseFIR fir;

@@ -183,8 +183,8 @@ TEST(Chunk, LoadsWhatItFindsAndLeavesTheRest)
         bool isPreset;
         Loaded expected;
     };
-    // Before each load: program 0.5 in bank 0, all other banks 0.75, named "Mine". A load writes the program's values into
-    // the bank in use, which the chunk's own banks then replace.
+    // Before each load: program 0.5 in bank 0, all other banks 0.75, named "Mine". A load writes the program's values
+    // into the bank in use, which the chunk's own banks then replace.
     const Loaded kept{0.5F, 0.5F, 0.75F, "Mine"};
     const std::vector<Case> cases = {
         // A preset leaves the other banks alone, and in a bank's place too.

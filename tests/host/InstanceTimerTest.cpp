@@ -31,7 +31,8 @@ std::ptrdiff_t threads()
     return entries("/proc/self/task");
 }
 
-/// Threads before there is any instance. A first thread is started and ended before: a sanitizer adds one of its own then.
+/// Threads before there is any instance. A first thread is started and ended before: a sanitizer adds one of its own
+/// then.
 std::ptrdiff_t threadsBefore()
 {
     std::thread([] {}).join();

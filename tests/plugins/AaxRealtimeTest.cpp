@@ -1,4 +1,5 @@
-// That the AAX adapter's callback takes no memory, waits for nobody and enters no system call, whatever the other threads do.
+// That the AAX adapter's callback takes no memory, waits for nobody and enters no system call, whatever the other
+// threads do.
 
 #include "AaxHostInstance.h"
 #include "MIDIMap.h"

@@ -25,8 +25,8 @@ namespace {
 using namespace core;
 using lv2::PortRole;
 
-/// Plays signals through an instance in blocks of the sizes that \p nextBlock gives. With \p inPlace the outputs are the
-/// inputs, crossed.
+/// Plays signals through an instance in blocks of the sizes that \p nextBlock gives. With \p inPlace the outputs are
+/// the inputs, crossed.
 std::vector<Signal> play(Lv2Instance& instance, const Inputs& inputs, const std::function<std::size_t()>& nextBlock,
                          bool inPlace = false)
 {

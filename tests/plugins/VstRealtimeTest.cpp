@@ -1,5 +1,5 @@
-// That the VST 2.4 library's audio thread neither takes memory, nor waits, nor asks the kernel for anything, whatever the
-// host does beside it.
+// That the VST 2.4 library's audio thread neither takes memory, nor waits, nor asks the kernel for anything, whatever
+// the host does beside it.
 
 #include "MidiEvents.h"
 #include "RealtimeGuard.h"

@@ -1,5 +1,5 @@
-// That the effect stays as it is over hours of what a session does to it: every case of the benchmark under parameter moves,
-// presets, changes of rate and of block size.
+// That the effect stays as it is over hours of what a session does to it: every case of the benchmark under parameter
+// moves, presets, changes of rate and of block size.
 
 #include "Bench.h"
 #include "Files.h"
@@ -59,8 +59,8 @@ std::vector<std::string> presetChunks()
     return chunks;
 }
 
-/// The thread that designs filters: it does what is due each time that it is asked, while the asker waits. So it does its
-/// work at the same blocks in every play, however fast they are played.
+/// The thread that designs filters: it does what is due each time that it is asked, while the asker waits. So it does
+/// its work at the same blocks in every play, however fast they are played.
 class TimerThread {
 public:
     explicit TimerThread(Plug& effect) : plug(effect), thread([this] { work(); }) {}

@@ -1,5 +1,5 @@
-// Runs the tests as a user of their own, who has nothing: what they read and write, and the programs that they start, is
-// in a folder that goes with the process.
+// Runs the tests as a user of their own, who has nothing: what they read and write, and the programs that they start,
+// is in a folder that goes with the process.
 
 #include <gtest/gtest.h>
 

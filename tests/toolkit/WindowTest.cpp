@@ -1,5 +1,5 @@
-// Windows on an X server: what a user does reaches the listener, what is presented is seen, and whatever the host or the
-// server does to the window leaves the process as it was.
+// Windows on an X server: what a user does reaches the listener, what is presented is seen, and whatever the host or
+// the server does to the window leaves the process as it was.
 
 #include "CFileSelector.h"
 #include "CFrame.h"
