@@ -424,8 +424,8 @@ void Compressor::delayAudio(const Block& block) noexcept
     lookaheadPlace.advance(block.frames);
 }
 
-/// Where mono blocks come between stereo ones, the second channel's delays hear silence, and never what they held a
-/// turn before.
+/// Where mono blocks come between stereo ones, the second channel's delays for bypass and look-ahead hear silence, and
+/// never what they held a turn before. Its filters stand still, and come back with the past that they had.
 void Compressor::silenceAbsentChannel(const Block& block) noexcept
 {
     hasBeenStereo = hasBeenStereo || block.channels == 2;

@@ -67,7 +67,7 @@ public:
     ~TimerThread()
     {
         plugIsGone = true;
-        isAsked = true;
+        ask();
         thread.join();
     }
     TimerThread(const TimerThread&) = delete;
@@ -75,20 +75,23 @@ public:
 
     void tick()
     {
-        isAsked = true;
-        while (isAsked)
-            std::this_thread::yield();
+        ask();
+        isAsked.wait(true);
     }
 
 private:
+    void ask()
+    {
+        isAsked = true;
+        isAsked.notify_all();
+    }
+
     void work()
     {
-        while (!plugIsGone) {
-            if (isAsked) {
-                plug.onTimer();
-                isAsked = false;
-            }
-            std::this_thread::yield();
+        for (isAsked.wait(false); !plugIsGone; isAsked.wait(false)) {
+            plug.onTimer();
+            isAsked = false;
+            isAsked.notify_all();
         }
     }
 
