@@ -3,6 +3,7 @@
 #include "DetectorSettings.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
